@@ -1,0 +1,33 @@
+// The scale context: tables, scratch memory and frame progress for one pair of sizes.
+#pragma once
+
+#include <fourtapscale/FourTapFilters.h>
+#include <fourtapscale/FourTapScale.h>
+
+#include <cstdint>
+
+struct _SCALE_CONTEXT {
+  int cxIn, cyIn;                  // pixels, lines
+  int cxOut, cyOut;                // pixels, lines
+  unsigned char* savedLineBuf;     // owned: three line slots
+  unsigned char* savedLines[3];    // into savedLineBuf, permuted: the last input lines of a progressive frame
+  int cyInDone;                    // progressive: input lines received
+  int cyOutDone;                   // progressive: output lines filtered vertically
+  int bitsPerPixel;                // sizes the buffers only
+  unsigned char const** srcLines;  // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
+  unsigned char* tempBuf;          // owned: eight line slots
+  unsigned char* tempLines[8];     // into tempBuf, 16-byte aligned: lines filtered vertically. Each has room for
+                                   // one pixel before it (a pair if packed), and for cxIn + 4 pixels from its start
+  short vertCoef[16][4];           // taps of each phase
+  short horzCoef[16][4];
+  FourTapColumnOf8* colsIn_sse2;          // owned: a vector per byte of a line of cxIn + 6 pixels
+  FourTapColumnOf8* colsOut_sse2;         // owned: a vector per byte of an output line
+  FourTapColumnOf8 horzCoef_sse2[16][4];  // horzCoef, each tap in all lanes
+  FourTapColumnOf4* colsIn_mmx;           // owned: as colsIn_sse2
+  FourTapColumnOf4* colsOut_mmx;          // owned: as colsOut_sse2
+  FourTapColumnOf4 horzCoef_mmx[16][4];
+  uint64_t* horzPositions;    // owned: where each output column lies in the source, in sixteenths of a pixel; then the
+                              // chroma samples of packed layouts
+  uint64_t* chromaPositions;  // into horzPositions: as if the widths were halved, in sixteenths of a pair
+  bool onePhase;              // all columns have the same phase
+};

@@ -1,0 +1,182 @@
+// The horizontal pass of one layout, over columns of any kind: a byte of one line, or a vector of a block of lines.
+//
+// A layout is a record with
+//   bytesPerPixel, edges (EdgeRule), Needed (NeededRange)
+//   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
+//                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "filters/FourTapSum.h"
+#include "filters/Rotate.h"
+#include "plane/Scaler.h"
+
+namespace fourtap {
+
+// How a stretch of a line is extended: by copies of its first and of its last unit (a pixel, or a pair), byte by byte.
+struct EdgeRule {
+  int unitBytes;
+  int left[4];   // for each byte of a copy the byte of the first unit, or -1: never read, left alone
+  int right[4];  // and of the last unit
+};
+
+// Extends `count` columns from `real` on; returns where the extended stretch starts.
+template <EdgeRule const& edges, class Column>
+Column* RepeatEdges(Column* real, HorzRange const& range) {
+  Column const* const lastUnit = real + range.count - edges.unitBytes;
+  for (int copy = 0; copy < range.padRight; ++copy) {
+    Column* const unit = real + range.count + copy * edges.unitBytes;
+    for (int b = 0; b < edges.unitBytes; ++b) unit[b] = lastUnit[edges.right[b]];
+  }
+  if (range.padLeft == 0) return real;
+  Column* const unit = real - edges.unitBytes;
+  for (int b = 0; b < edges.unitBytes; ++b) {
+    if (edges.left[b] >= 0) unit[b] = real[edges.left[b]];
+  }
+  return unit;
+}
+
+// Where the samples of a kind lie within a line.
+struct SampleGrid {
+  int distance;         // from a sample to the next of its channel, columns
+  int channels;         // filtered alike
+  int channelDistance;  // from one to the next
+  int cleared;          // so many columns behind them are set to 0
+};
+
+// Filters `samples` samples of each channel, side by side. All is loaded before any is stored: the compiler has to take
+// a store for one that may change what was loaded.
+template <SampleGrid grid, int samples, class Column, class Taps>
+void FilterAbreast(uint64_t const* positions, uint64_t origin, bool onePhase, Taps const* onlyTaps, Column* out,
+                   Taps const (*coefs)[4]) {
+  Column sums[samples][grid.channels];
+  for (int s = 0; s < samples; ++s) {
+    auto const* const from =
+        reinterpret_cast<Column const*>(origin + (positions[s] >> 4) * (grid.distance * sizeof(Column)));
+    Taps const* const phase = onePhase ? onlyTaps : coefs[positions[s] & 15];
+    Taps const taps[4] = {phase[0], phase[1], phase[2], phase[3]};
+    for (int c = 0; c < grid.channels; ++c)
+      sums[s][c] = FourTapSum(from + c * grid.channelDistance, grid.distance, taps);
+  }
+  for (int s = 0; s < samples; ++s) {
+    Column* const to = out + s * grid.distance;
+    for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+    for (int c = 0; c < grid.cleared; ++c) to[(grid.channels + c) * grid.channelDistance] = Column{};
+  }
+}
+
+// Filters `count` output samples of each channel, positions[0] on. `in` stands at the first tap of the first sample,
+// `out` at that sample.
+template <SampleGrid grid, class Column, class Taps>
+void FilterSamples(uint64_t const* positions, int count, bool onePhase, Column const* in, Column* out,
+                   Taps const (*coefs)[4]) {
+  // Positions count from the line's first sample, `in` from the first tap: the difference is taken once, as an address.
+  uint64_t const origin = reinterpret_cast<uintptr_t>(in) - (positions[0] >> 4) * (grid.distance * sizeof(Column));
+  auto const filter = [=](auto phaseIsOne) {
+    Taps const* const phase = coefs[positions[0] & 15];
+    Taps const taps[4] = {phase[0], phase[1], phase[2], phase[3]};
+    int constexpr abreast = grid.channels == 1 ? 2 : 1;
+    ptrdiff_t i = 0;
+    for (; i + abreast <= count; i += abreast) {
+      FilterAbreast<grid, abreast>(positions + i, origin, phaseIsOne, taps, out + i * grid.distance, coefs);
+    }
+    for (; i < count; ++i) {
+      FilterAbreast<grid, 1>(positions + i, origin, phaseIsOne, taps, out + i * grid.distance, coefs);
+    }
+  };
+  if (onePhase) {
+    filter(std::true_type{});
+  } else {
+    filter(std::false_type{});
+  }
+}
+
+// The two kinds of blocks of lines: how many, their columns, and the layout's filter for them.
+struct Block8Lines_sse2 {
+  static constexpr int lineCount = 8;
+  typedef FourTapColumnOf8 Column;
+  static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
+  static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
+  static constexpr auto* const rotateIn = LinesToColumns_sse2;
+  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2;
+  template <class Layout>
+  static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
+};
+
+struct Block4Lines_mmx {
+  static constexpr int lineCount = 4;
+  typedef FourTapColumnOf4 Column;
+  static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_mmx; }
+  static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_mmx; }
+  static constexpr auto* const rotateIn = Rotate4LinesClockwise_mmx;
+  static constexpr auto* const rotateOut = Rotate4LinesCounterClockwise_mmx;
+  template <class Layout>
+  static constexpr auto* const filter = Layout::FourTapHorzFilter4Lines_mmx;
+};
+
+// A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache.
+template <class Layout, class Block>
+void ScaleBlock(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range, unsigned char* dst,
+                int dstStride) {
+  int const stripWidth = 128;
+  for (int x = 0; x < range.cxDest; x += stripWidth) {
+    HorzRange const strip = Layout::Needed(context, range.xDest + x, std::min(stripWidth, range.cxDest - x));
+    unsigned char* srcLines[Block::lineCount];
+    unsigned char* dstLines[Block::lineCount];
+    for (int k = 0; k < Block::lineCount; ++k) {
+      srcLines[k] = lines[k] + (strip.firstByte - range.firstByte);
+      dstLines[k] = dst + ptrdiff_t{k} * dstStride + x * Layout::bytesPerPixel;
+    }
+    typename Block::Column* const real = Block::In(context) + strip.padLeft * Layout::edges.unitBytes;
+    Block::rotateIn(srcLines, strip.count, real);
+    Block::template filter<Layout>(context, strip, RepeatEdges<Layout::edges>(real, strip), Block::Out(context));
+    Block::rotateOut(Block::Out(context), dstLines, strip.cxDest * Layout::bytesPerPixel);
+  }
+}
+
+template <class Layout>
+void FourTapHorzScaleLines_c(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
+                             unsigned char* dst, int dstStride) {
+  for (int k = 0; k < lineCount; ++k) {
+    unsigned char const* const extended = RepeatEdges<Layout::edges>(lines[k], range);
+    Layout::FourTapHorzFilterLine_c(context, range, extended, dst + ptrdiff_t{k} * dstStride);
+  }
+}
+
+// Source lines are copied where edges are missing, into the first intermediate line, and never written.
+template <class Layout>
+void FourTapHorzScaleSrcLines_c(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
+                                unsigned char* dst, int dstStride) {
+  for (int k = 0; k < lineCount; ++k) {
+    unsigned char const* extended = lines[k];
+    if (range.padLeft != 0 || range.padRight != 0) {
+      std::memcpy(context.tempLines[0], lines[k], static_cast<size_t>(range.count));
+      extended = RepeatEdges<Layout::edges>(context.tempLines[0], range);
+    }
+    Layout::FourTapHorzFilterLine_c(context, range, extended, dst + ptrdiff_t{k} * dstStride);
+  }
+}
+
+template <class Layout>
+inline constexpr Scaler scalerOf_sse2{
+    Layout::bytesPerPixel,
+    Layout::Needed,
+    FourTapVertFilter_sse2,
+    {{8, ScaleBlock<Layout, Block8Lines_sse2>}, {4, ScaleBlock<Layout, Block4Lines_mmx>}},
+    FourTapHorzScaleLines_c<Layout>,
+    FourTapHorzScaleSrcLines_c<Layout>,
+};
+
+template <class Layout>
+inline constexpr Scaler scalerOf_mmx{
+    Layout::bytesPerPixel,           Layout::Needed,
+    FourTapVertFilter_mmx,           {{4, ScaleBlock<Layout, Block4Lines_mmx>}, {}},
+    FourTapHorzScaleLines_c<Layout>, FourTapHorzScaleSrcLines_c<Layout>,
+};
+
+}  // namespace fourtap

@@ -1,0 +1,78 @@
+#include "plane/LineBlock.h"
+
+#include <cstddef>
+
+namespace fourtap {
+
+namespace {
+
+// Through the widest passes that the lines fill, then the rest.
+void ScaleHorizontally(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char** lines, int lineCount,
+                       HorzScaleLines* scaleRest, HorzRange const& range, unsigned char* dst, int dstStride) {
+  for (BlockPass const& pass : scaler.passes) {
+    if (pass.lineCount == 0 || lineCount < pass.lineCount) continue;
+    pass.scale(context, lines, range, dst, dstStride);
+    lines += pass.lineCount;
+    lineCount -= pass.lineCount;
+    dst += ptrdiff_t{pass.lineCount} * dstStride;
+  }
+  if (lineCount > 0) scaleRest(context, lines, lineCount, range, dst, dstStride);
+}
+
+void LineWritten(LineBlock& block, int lineCount) {
+  block.dst += ptrdiff_t{lineCount} * block.dstStride;
+  block.written += lineCount;
+}
+
+}  // namespace
+
+HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int xDest, int cxDest) {
+  if (context.cxIn != context.cxOut || context.cyIn == context.cyOut) {
+    return scaler.neededRange(context, xDest, cxDest);
+  }
+  return {xDest, cxDest, xDest * scaler.bytesPerPixel, cxDest * scaler.bytesPerPixel, 0, 0, 0, 0};
+}
+
+int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, SourceStepping at, int firstLine,
+               int entryCount, int cyDest, LineBlock& block) {
+  bool const horizontally = context.cxIn != context.cxOut;
+  int done = 0;
+  for (; done < cyDest; ++done, Step(at)) {
+    int const firstTap = Position(at) - 1 - firstLine;
+    if (firstTap + 4 > entryCount) break;
+    unsigned char const* const* const taps = context.srcLines + firstTap;
+    unsigned char* const line = horizontally ? context.tempLines[block.pending] : block.dst;
+    scaler.vertFilter(line, taps[0] + range.firstByte, taps[1] + range.firstByte, taps[2] + range.firstByte,
+                      taps[3] + range.firstByte, range.count, context.vertCoef[Phase(at)]);
+    if (!horizontally) {
+      LineWritten(block, 1);
+    } else if (++block.pending == scaler.passes[0].lineCount) {
+      FlushLines(scaler, context, range, block);
+    }
+  }
+  return done;
+}
+
+void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
+  ScaleHorizontally(scaler, context, context.tempLines, block.pending, scaler.scaleLines, range, block.dst,
+                    block.dstStride);
+  LineWritten(block, block.pending);
+  block.pending = 0;
+}
+
+void ScaleSourceLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, unsigned char const* src,
+                      int srcStride, unsigned char* dst, int dstStride, int cyDest) {
+  int const blockLines = scaler.passes[0].lineCount;
+  for (int y = 0; y < cyDest; y += blockLines) {
+    unsigned char* lines[8];
+    int const lineCount = std::min(blockLines, cyDest - y);
+    for (int k = 0; k < lineCount; ++k) {
+      // The passes take intermediate lines too, hence the type; this one only reads.
+      lines[k] = const_cast<unsigned char*>(src + ptrdiff_t{y + k} * srcStride + range.firstByte);
+    }
+    ScaleHorizontally(scaler, context, lines, lineCount, scaler.scaleSrcLines, range, dst + ptrdiff_t{y} * dstStride,
+                      dstStride);
+  }
+}
+
+}  // namespace fourtap

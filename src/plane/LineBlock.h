@@ -1,0 +1,33 @@
+// The two passes over a run of output lines: vertically from tap lines into the context's block of intermediate lines,
+// horizontally from full blocks into the destination.
+#pragma once
+
+#include "core/SourceStepping.h"
+#include "plane/Scaler.h"
+
+namespace fourtap {
+
+// Where output lines go, and how far they have come.
+struct LineBlock {
+  unsigned char* dst;  // the next line
+  int dstStride;
+  int pending;  // lines filtered vertically only, at the start of tempLines
+  int written;
+};
+
+// The columns of a call as the vertical pass sees them too: with equal widths there is no horizontal pass.
+HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest);
+
+// Filters output lines from `at` on, at most cyDest, as long as their tap lines are in the context's table: it has
+// entryCount entries, the first of which is input line firstLine. Returns how many.
+int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, SourceStepping at, int firstLine, int entryCount,
+               int cyDest, LineBlock&);
+
+// Sends the pending lines on.
+void FlushLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);
+
+// The horizontal pass alone, over cyDest source lines read in place.
+void ScaleSourceLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, unsigned char const* src, int srcStride,
+                      unsigned char* dst, int dstStride, int cyDest);
+
+}  // namespace fourtap

@@ -1,0 +1,39 @@
+// Whole frames, and rectangles of them.
+#include <mmintrin.h>
+
+#include <algorithm>
+#include <cstddef>
+
+#include "plane/LineBlock.h"
+
+namespace fourtap {
+
+namespace {
+
+// Entry e of the table is source line e - 1, the top line repeated above the picture and the bottom line below it.
+void FillSourceLines(_SCALE_CONTEXT& context, unsigned char const* src, int srcStride, int firstEntry, int lastEntry) {
+  for (int entry = firstEntry; entry <= lastEntry; ++entry) {
+    context.srcLines[entry] = src + ptrdiff_t{std::clamp(entry - 1, 0, context.cyIn - 1)} * srcStride;
+  }
+}
+
+}  // namespace
+
+void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* src, int srcStride,
+                unsigned char* dst, int dstStride, int xDest, int yDest, int cxDest, int cyDest) {
+  if (cxDest <= 0 || cyDest <= 0) return;
+  HorzRange const range = RangeOfCall(scaler, context, xDest, cxDest);
+  if (context.cyIn == context.cyOut) {
+    ScaleSourceLines(scaler, context, range, src + ptrdiff_t{yDest} * srcStride, srcStride, dst, dstStride, cyDest);
+    return;
+  }
+  SourceStepping const at = StartStepping(context.cyIn, context.cyOut, yDest);
+  int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
+  FillSourceLines(context, src, srcStride, Position(at), lastEntry);
+  LineBlock block{dst, dstStride, 0, 0};
+  ScaleLines(scaler, context, range, at, -1, lastEntry + 1, cyDest, block);
+  FlushLines(scaler, context, range, block);
+  _mm_empty();
+}
+
+}  // namespace fourtap

@@ -1,0 +1,89 @@
+// Progressive frames: lines come in slices, output lines leave as soon as their taps are at hand.
+#include <mmintrin.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+#include "plane/LineBlock.h"
+
+namespace fourtap {
+
+namespace {
+
+void KeepLine(Scaler const& scaler, _SCALE_CONTEXT const& context, int slot, unsigned char const* line) {
+  std::memcpy(context.savedLines[slot], line, static_cast<size_t>(context.cxIn * scaler.bytesPerPixel));
+}
+
+// Makes savedLines hold the last three lines received, once the slice has come in. Lines kept before and still needed
+// move by permuting the slots; only new ones are copied.
+void KeepLastLines(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* src, int srcStride,
+                   int cySlice) {
+  int const kept = std::min(context.cyInDone, 3);
+  int const added = std::min(cySlice, 3);
+  int const still = 3 - added;
+  for (int slot = 0; slot < still; ++slot) {
+    std::swap(context.savedLines[slot], context.savedLines[kept - still + slot]);
+  }
+  for (int i = 0; i < added; ++i) {
+    KeepLine(scaler, context, still + i, src + ptrdiff_t{cySlice - added + i} * srcStride);
+  }
+}
+
+// Fills the table with the kept lines, then the slice's; before the frame's first line stands that line again, and
+// behind its last line that one twice. Returns the number of entries. The first one is input line FirstTableLine.
+int FillTapLines(_SCALE_CONTEXT& context, unsigned char const* src, int srcStride, int cySlice, bool last) {
+  int count = 0;
+  auto const add = [&](unsigned char const* line) { context.srcLines[count++] = line; };
+  int const kept = std::min(context.cyInDone, 3);
+  if (context.cyInDone < 3) add(kept > 0 ? context.savedLines[0] : src);
+  for (int slot = 0; slot < kept; ++slot) add(context.savedLines[slot]);
+  for (int i = 0; i < cySlice; ++i) add(src + ptrdiff_t{i} * srcStride);
+  if (last) {
+    for (int i = 0; i < 2; ++i) add(context.srcLines[count - 1]);
+  }
+  return count;
+}
+
+int FirstTableLine(_SCALE_CONTEXT const& context) { return context.cyInDone < 3 ? -1 : context.cyInDone - 3; }
+
+}  // namespace
+
+void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* src, int srcStride, int cySlice,
+                unsigned char* dst, int dstStride, int& cyWritten) {
+  cyWritten = 0;
+  int const added = std::min(cySlice, context.cyIn - context.cyInDone);
+  if (added <= 0 || context.cxOut <= 0 || context.cyOut <= 0) return;
+
+  if (context.cyIn == context.cyOut) {
+    HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
+    ScaleSourceLines(scaler, context, range, src, srcStride, dst, dstStride, added);
+    cyWritten = added;
+    context.cyInDone += added;
+    return;
+  }
+
+  bool const last = context.cyInDone + added == context.cyIn;
+  if (context.cyInDone + added < 3 && !last) {
+    for (int i = 0; i < added; ++i) KeepLine(scaler, context, context.cyInDone++, src + ptrdiff_t{i} * srcStride);
+    return;
+  }
+
+  HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
+  int const entryCount = FillTapLines(context, src, srcStride, added, last);
+  int const pending = context.cxIn == context.cxOut ? 0 : context.cyOutDone % scaler.passes[0].lineCount;
+  LineBlock block{dst, dstStride, pending, 0};
+  context.cyOutDone += ScaleLines(scaler, context, range, StartStepping(context.cyIn, context.cyOut, context.cyOutDone),
+                                  FirstTableLine(context), entryCount, context.cyOut - context.cyOutDone, block);
+  if (last) {
+    FlushLines(scaler, context, range, block);
+  } else {
+    KeepLastLines(scaler, context, src, srcStride, added);
+  }
+  cyWritten = block.written;
+  context.cyInDone += added;
+  _mm_empty();
+}
+
+}  // namespace fourtap

@@ -1,0 +1,54 @@
+// What a layout and an instruction set bring to the scheme that all scalers share, and that scheme's entrances.
+#pragma once
+
+#include "core/ScaleContext.h"
+
+namespace fourtap {
+
+// The output columns of a call, and the stretch of a source line that they need. The stretch is whole pixels (packed:
+// whole pairs), handed to the horizontal passes as the real bytes; these extend it by copies of its edge pixels
+// (pairs).
+struct HorzRange {
+  int xDest, cxDest;  // output columns, pixels
+  int firstByte;      // of the real bytes in a source line
+  int count;          // real bytes
+  int padLeft;        // copies before them, pixels or pairs
+  int padRight;       // and after them
+  int lumaOffset;     // packed: the first luma tap, in bytes from the start of the extended stretch
+  int chromaOffset;   // packed: the first chroma tap
+};
+
+// The source pixel (or pair) of an entry of the context's positions.
+inline int HorzPosition(uint64_t sixteenths) { return static_cast<int>(sixteenths >> 4); }
+
+typedef HorzRange NeededRange(_SCALE_CONTEXT const&, int xDest, int cxDest);
+typedef void VertFilter(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                        unsigned char const* line2, unsigned char const* line3, int count, short* coefs);
+
+// Filters lines horizontally into as many destination lines. Each line pointer stands at the first real byte.
+typedef void HorzScaleBlock(_SCALE_CONTEXT&, unsigned char** lines, HorzRange const&, unsigned char* dst,
+                            int dstStride);
+typedef void HorzScaleLines(_SCALE_CONTEXT&, unsigned char** lines, int lineCount, HorzRange const&, unsigned char* dst,
+                            int dstStride);
+
+struct BlockPass {
+  int lineCount;  // 0: no such pass
+  HorzScaleBlock* scale;
+};
+
+struct Scaler {
+  int bytesPerPixel;
+  NeededRange* neededRange;
+  VertFilter* vertFilter;
+  BlockPass passes[2];            // widest first; lines are collected into blocks of the first one's size
+  HorzScaleLines* scaleLines;     // what the blocks leave over: intermediate lines, which it may extend in place
+  HorzScaleLines* scaleSrcLines;  // the same for source lines, which are never written
+};
+
+// The two scaler types of the public header, for any layout and instruction set.
+void ScaleFrame(Scaler const&, _SCALE_CONTEXT&, unsigned char const* src, int srcStride, unsigned char* dst,
+                int dstStride, int xDest, int yDest, int cxDest, int cyDest);
+void ScaleSlice(Scaler const&, _SCALE_CONTEXT&, unsigned char const* src, int srcStride, int cySlice,
+                unsigned char* dst, int dstStride, int& cyWritten);
+
+}  // namespace fourtap
