@@ -1,0 +1,311 @@
+#include "conformance/Cases.h"
+
+#include <mmintrin.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <ucontext.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "conformance/MmxState.h"
+
+namespace conformance {
+
+uint64_t Random::Next() {
+  state += 0x9e3779b97f4a7c15;
+  uint64_t mixed = (state ^ (state >> 30)) * 0xbf58476d1ce4e5b9;
+  mixed = (mixed ^ (mixed >> 27)) * 0x94d049bb133111eb;
+  return mixed ^ (mixed >> 31);
+}
+
+namespace {
+
+struct InOut {
+  int in, out;
+};
+
+InOut RandomInOut(Random& random) {
+  int const kind = random.Between(0, 9);
+  if (kind < 5) {
+    int const most = random.OneIn(8) ? 70 : 18;
+    return {random.Between(1, most), random.Between(1, most)};
+  }
+  int const small = random.Between(1, 4);
+  int const many = small * random.Between(1, 40) + random.Between(0, small - 1);
+  int const n = random.Between(1, 40);
+  switch (kind) {
+    case 5:
+      return {small, std::min(many, 40 * small)};
+    case 6:
+      return {std::min(many, 40 * small), small};
+    case 7:
+      return {n, n};
+    case 8:
+      return {n, std::max(1, n - random.Between(1, 8))};
+    default:
+      return {std::max(1, n - random.Between(1, 8)), n};
+  }
+}
+
+// With a horizontal pass, pairs need even sizes.
+int Aligned(int n, Layout layout, Sizes const& sizes) { return Traits(layout).pairs && sizes.HorzPass() ? n & ~1 : n; }
+
+Rect RandomRect(Random& random, Layout layout, Sizes const& sizes) {
+  int const cx = random.Between(0, sizes.cxOut);
+  int const cy = random.Between(0, sizes.cyOut);
+  int const x = random.Between(0, sizes.cxOut - cx);
+  int const y = random.Between(0, sizes.cyOut - cy);
+  return {Aligned(x, layout, sizes), y, Aligned(cx, layout, sizes), cy};
+}
+
+// One in four so that all lines are aligned alike.
+Placement RandomPlacement(Random& random, int lineBytes) {
+  int gap = random.OneIn(3) ? 0 : random.Between(1, 20);
+  if (random.OneIn(4)) gap = -lineBytes & 15;
+  int const shift = random.OneIn(2) ? 0 : random.Between(1, 15);
+  return {gap, random.OneIn(3), random.OneIn(3) ? Flush::start : Flush::end, shift};
+}
+
+Bytes PictureOf(Case const& what) {
+  std::size_t const size = static_cast<std::size_t>(what.sizes.cxIn) * static_cast<std::size_t>(what.sizes.cyIn) *
+                           static_cast<std::size_t>(Traits(what.layout).BytesPerPixel());
+  Bytes picture(size, 255);
+  if (what.content == Content::white) return picture;
+  Random random(what.seed);
+  uint64_t bits = 0;
+  for (std::size_t i = 0; i < size; ++i, bits >>= 8) {
+    if (i % 8 == 0) bits = random.Next();
+    picture[i] = static_cast<unsigned char>(what.content == Content::noise ? bits : (bits & 1) * 255);
+  }
+  return picture;
+}
+
+GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement) {
+  int const lineBytes = cx * Traits(layout).BytesPerPixel();
+  int const distance = lineBytes + placement.gap;
+  return {lineBytes, cy, placement.bottomUp ? -distance : distance, placement.flush,
+          static_cast<std::size_t>(placement.shift)};
+}
+
+// A call that touches protected memory ends here instead of ending the program.
+thread_local sigjmp_buf beforeCall;
+thread_local bool faultWasWrite;
+
+void OnFault(int, siginfo_t*, void* context) {
+  faultWasWrite = (static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_ERR] & 2) != 0;
+  siglongjmp(beforeCall, 1);
+}
+
+class FaultHandler {
+ public:
+  FaultHandler() {
+    struct sigaction action = {};
+    action.sa_sigaction = OnFault;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;
+    sigaction(SIGSEGV, &action, &previous);
+  }
+  ~FaultHandler() { sigaction(SIGSEGV, &previous, nullptr); }
+  FaultHandler(FaultHandler const&) = delete;
+  FaultHandler& operator=(FaultHandler const&) = delete;
+
+ private:
+  struct sigaction previous;
+};
+
+bool Faults(std::function<void()> const& call) {
+  if (sigsetjmp(beforeCall, 0) != 0) return true;
+  call();
+  return false;
+}
+
+// A finished call's error, or an empty string.
+std::string CallError(std::function<void()> const& call) {
+  if (Faults(call)) return faultWasWrite ? "writes where it must not" : "reads where it must not";
+  if (MmxStateIsEmpty()) return "";
+  _mm_empty();
+  return "leaves the MMX state in use";
+}
+
+// The first byte of `image` from line firstLine on that is not as in `expected`.
+std::string Difference(GuardedImage const& image, unsigned char const* expected, int firstLine, int lastLine) {
+  for (int y = firstLine; y < lastLine; ++y) {
+    unsigned char const* const line = image.Line(y);
+    unsigned char const* const wanted = expected + static_cast<std::ptrdiff_t>(y) * image.LineBytes();
+    auto const [is, should] = std::mismatch(line, line + image.LineBytes(), wanted);
+    if (is != line + image.LineBytes()) {
+      return "line " + std::to_string(y) + ", byte " + std::to_string(is - line) + " is " + std::to_string(*is) +
+             ", not " + std::to_string(*should);
+    }
+  }
+  return "";
+}
+
+// What an output byte holds before it is written.
+constexpr unsigned char untouched = 0x5a;
+
+// One variant at work on one case, in one context.
+struct Workplace {
+  Variant const& variant;
+  Trial const& trial;
+  _SCALE_CONTEXT* context;
+
+  Case const& What() const { return trial.what; }
+};
+
+std::string CheckRect(Workplace const& at, Rect const& rect) {
+  Case const& what = at.What();
+  GuardedImage const source = MakeImage(what.layout, what.sizes.cxIn, what.sizes.cyIn, what.source);
+  GuardedImage const output = MakeImage(what.layout, rect.cx, rect.cy, what.destination);
+  bool const empty = rect.cx == 0 || rect.cy == 0;
+  source.CopyFrom(at.trial.picture.data());
+  source.Allow(empty ? Access::none : Access::read);
+  output.Fill(untouched);
+  output.Allow(empty ? Access::none : Access::readWrite);
+  std::string error = CallError([&] {
+    at.variant.frame(at.context, source.Top(), source.Stride(), output.Top(), output.Stride(), rect.x, rect.y, rect.cx,
+                     rect.cy);
+  });
+  output.Allow(Access::read);
+  if (error.empty()) {
+    error = Difference(output, Crop(what.layout, at.trial.frame, what.sizes.cxOut, rect).data(), 0, rect.cy);
+  }
+  if (error.empty() && !output.GapsIntact()) error = "writes between or around the lines";
+  return error;
+}
+
+// Hands in slices, and looks at the output after each.
+std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
+  if (slices.empty()) return "";
+  Case const& what = at.What();
+  int const lineBytesIn = what.sizes.cxIn * Traits(what.layout).BytesPerPixel();
+  GuardedImage const output = MakeImage(what.layout, what.sizes.cxOut, what.sizes.cyOut, what.destination);
+  Bytes const blank(at.trial.frame.size(), untouched);
+  std::vector<GuardedImage> handedIn;  // and never to be touched again
+  int cyInDone = 0;
+  int cyOutDone = 0;
+  output.Fill(untouched);
+  for (std::size_t i = 0; i < slices.size(); ++i) {
+    // Lines beyond the last one of the picture do not exist.
+    int const cyReal = std::min(slices[i], what.sizes.cyIn - cyInDone);
+    GuardedImage const& slice = handedIn.emplace_back(MakeImage(what.layout, what.sizes.cxIn, cyReal, what.source));
+    slice.CopyFrom(at.trial.picture.data() + static_cast<std::ptrdiff_t>(cyInDone) * lineBytesIn);
+    slice.Allow(cyReal == 0 ? Access::none : Access::read);
+    cyInDone += cyReal;
+    int const cyExpected = ModelLinesWritten(what.sizes, at.variant.blockLines, cyInDone) - cyOutDone;
+    output.AllowOnly(Access::readWrite, cyOutDone, cyOutDone + cyExpected);
+    int cyWritten = -1;
+    std::string error = CallError([&] {
+      unsigned char* const next = output.Top() + static_cast<std::ptrdiff_t>(cyOutDone) * output.Stride();
+      at.variant.slice(at.context, slice.Top(), slice.Stride(), slices[i], next, output.Stride(), cyWritten);
+    });
+    output.Allow(Access::readWrite);
+    slice.Allow(Access::none);
+    if (error.empty() && cyWritten != cyExpected) {
+      error = "cyWritten is " + std::to_string(cyWritten) + ", not " + std::to_string(cyExpected);
+    }
+    if (error.empty()) error = Difference(output, at.trial.frame.data(), 0, cyOutDone + cyExpected);
+    if (error.empty()) error = Difference(output, blank.data(), cyOutDone + cyExpected, what.sizes.cyOut);
+    if (error.empty() && !output.GapsIntact()) error = "writes between or around the lines";
+    if (!error.empty()) return "slice " + std::to_string(i) + ": " + error;
+    cyOutDone += cyExpected;
+  }
+  return "";
+}
+
+std::string ToString(std::vector<int> const& numbers) {
+  std::string text;
+  for (int const number : numbers) {
+    if (!text.empty()) text += ',';
+    text += std::to_string(number);
+  }
+  return text;
+}
+
+std::string ToString(Placement const& placement) {
+  return "gap " + std::to_string(placement.gap) + (placement.bottomUp ? " bottom up" : "") +
+         (placement.flush == Flush::start ? " after" : " before") + " a protected page, shift " +
+         std::to_string(placement.shift);
+}
+
+std::string Describe(Case const& what) {
+  Sizes const& sizes = what.sizes;
+  return "case " + std::to_string(what.seed) + " (" + std::to_string(sizes.cxIn) + "x" + std::to_string(sizes.cyIn) +
+         " to " + std::to_string(sizes.cxOut) + "x" + std::to_string(sizes.cyOut) + ", rectangle " +
+         ToString({what.rect.x, what.rect.y, what.rect.cx, what.rect.cy}) + ", slices " + ToString(what.slices[0]) +
+         " then " + ToString(what.slices[1]) + "; source " + ToString(what.source) + "; destination " +
+         ToString(what.destination) + ")";
+}
+
+}  // namespace
+
+std::vector<int> RandomSlices(Random& random, int cyIn) {
+  std::vector<int> slices;
+  int const most = random.OneIn(4) ? std::min(cyIn, 3 + cyIn / 40) : cyIn;
+  for (int left = cyIn; left > 0; left -= slices.back()) slices.push_back(random.Between(0, most));
+  slices.back() += random.OneIn(4) ? 3 : 0;
+  if (random.OneIn(2)) slices.push_back(random.Between(0, 2));
+  return slices;
+}
+
+Case CaseOfSizes(Layout layout, Sizes const& sizes, uint64_t seed) {
+  Random random(seed);
+  Case what{seed, layout, sizes, RandomRect(random, layout, sizes), {}, {}, {}, Content::noise};
+  if (random.OneIn(4)) what.content = random.OneIn(8) ? Content::white : Content::extremes;
+  what.slices[0] = RandomSlices(random, sizes.cyIn);
+  if (random.OneIn(4)) what.slices[1] = RandomSlices(random, sizes.cyIn);
+  what.source = RandomPlacement(random, sizes.cxIn * Traits(layout).BytesPerPixel());
+  what.destination = RandomPlacement(random, sizes.cxOut * Traits(layout).BytesPerPixel());
+  return what;
+}
+
+Case RandomCase(Layout layout, uint64_t seed) {
+  Random random(~seed);
+  InOut const widths = RandomInOut(random);
+  InOut const heights = RandomInOut(random);
+  Sizes sizes{widths.in, heights.in, widths.out, heights.out};
+  if (Traits(layout).pairs && sizes.HorzPass()) {
+    sizes.cxIn = (sizes.cxIn + 1) & ~1;
+    sizes.cxOut = (sizes.cxOut + 1) & ~1;
+  }
+  return CaseOfSizes(layout, sizes, seed);
+}
+
+Trial::Trial(Case const& drawn)
+    : what(drawn), picture(PictureOf(drawn)), frame(ModelFrame(drawn.layout, drawn.sizes, picture)) {}
+
+std::string RunTrial(Variant const& variant, Trial const& trial) {
+  Case const& what = trial.what;
+  Sizes const& sizes = what.sizes;
+  std::string const name = std::string(Traits(variant.layout).name) + " " + variant.set + ", " + Describe(what) + ": ";
+  std::unique_ptr<_SCALE_CONTEXT, decltype(&DoneScaleContext)> const context(
+      InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, Traits(variant.layout).bitsPerPixel),
+      DoneScaleContext);
+  if (!context) return name + "no context";
+
+  Workplace const at{variant, trial, context.get()};
+  FaultHandler const handler;
+  std::vector<int> const& second = what.slices[1];
+  std::vector<int> const givenUp(second.begin(), second.begin() + static_cast<std::ptrdiff_t>(second.size() / 2));
+  std::pair<char const*, std::function<std::string()>> const steps[] = {
+      {"whole frame: ",
+       [&] {
+         return CheckRect(at, {0, 0, sizes.cxOut, sizes.cyOut});
+       }},
+      {"progressive frame, ", [&] { return CheckSlices(at, what.slices[0]); }},
+      {"rectangle: ", [&] { return CheckRect(at, what.rect); }},
+      {"frame to be given up, ", [&] { return CheckSlices(at, givenUp); }},
+      {"second progressive frame, ", [&] { return CheckSlices(at, second); }},
+  };
+  for (auto const& [step, check] : steps) {
+    FourTapScaleProgressiveReset(context.get());
+    std::string const error = check();
+    if (!error.empty()) return name + step + error;
+  }
+  return "";
+}
+
+}  // namespace conformance

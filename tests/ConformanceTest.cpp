@@ -1,0 +1,166 @@
+// The model against samples worked out by hand, and the checks against scalers that are wrong on purpose: a check that
+// has never failed proves nothing.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "conformance/Cases.h"
+#include "conformance/Model.h"
+#include "conformance/SelfTest.h"
+
+namespace {
+
+using conformance::Bytes;
+using conformance::Case;
+using conformance::Flush;
+using conformance::Layout;
+using conformance::ModelFrame;
+using conformance::RunTrial;
+using conformance::Trial;
+using conformance::Variant;
+
+TEST(ModelTest, SamplesWorkedOutByHand) {
+  // Equal sizes smooth with 14, 36, 14.
+  EXPECT_EQ(ModelFrame(Layout::plane, {6, 1, 6, 1}, {68, 32, 130, 60, 253, 230}), Bytes({60, 61, 93, 117, 205, 235}));
+  // 2 to 3: positions 0, 2/3 and 4/3, phases 0, 10 and 5.
+  EXPECT_EQ(ModelFrame(Layout::plane, {2, 1, 3, 1}, {0, 255}), Bytes({55, 147, 231}));
+  // 1920 to 1: from the middle, samples 958 to 961 at phase 0, vertically and horizontally alike.
+  Bytes middle(1920);
+  middle[958] = 64, middle[959] = 128, middle[960] = 32, middle[961] = 255;
+  EXPECT_EQ(ModelFrame(Layout::plane, {1920, 1, 1, 1}, middle), Bytes({93}));
+  EXPECT_EQ(ModelFrame(Layout::plane, {1, 1920, 1, 1}, middle), Bytes({93}));
+  // Two pairs to one: luma at phase 8 from pixels -1 to 2 and 1 to 4, chroma at phase 0 from pairs -1 to 2.
+  EXPECT_EQ(ModelFrame(Layout::xyxy, {4, 1, 2, 1}, {10, 64, 20, 128, 200, 32, 100, 255}), Bytes({51, 91, 37, 148}));
+  // The fourth byte survives where the height alone changes.
+  EXPECT_EQ(ModelFrame(Layout::rgb32, {1, 1, 1, 2}, {1, 2, 3, 4}), Bytes({1, 2, 3, 4, 1, 2, 3, 4}));
+  EXPECT_EQ(ModelFrame(Layout::rgb32, {1, 1, 2, 1}, {1, 2, 3, 4}), Bytes({1, 2, 3, 0, 1, 2, 3, 0}));
+}
+
+unsigned char const* firstSlice;
+
+unsigned char Read(unsigned char const* byte) { return *static_cast<unsigned char const volatile*>(byte); }
+
+#define FRAME_ARGUMENTS                                                                                           \
+  _SCALE_CONTEXT *context, unsigned char const *src, int srcStride, unsigned char *dst, int dstStride, int xDest, \
+      int yDest, int cxDest, int cyDest
+#define SLICE_ARGUMENTS                                                                                             \
+  _SCALE_CONTEXT *context, unsigned char const *src, int srcStride, int cySlice, unsigned char *dst, int dstStride, \
+      int &cyWritten
+#define SCALE_FRAME FourTapScalePlane_sse2(context, src, srcStride, dst, dstStride, xDest, yDest, cxDest, cyDest)
+#define SCALE_SLICE FourTapScalePlaneProgressive_sse2(context, src, srcStride, cySlice, dst, dstStride, cyWritten)
+
+constexpr int cxIn = 20, cyIn = 12, cxOut = 30, cyOut = 20;
+
+struct Fault {
+  char const* report;
+  FourTapFrameScaler* frame;
+  FourTapSliceScaler* slice;
+} const faults[] = {
+    {"whole frame: line 19, byte 29 is ",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       dst[(cyOut - 1) * dstStride + cxOut - 1] ^= 1;
+     },
+     nullptr},
+    {"rectangle: line 0, byte 0 is ",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       if (xDest > 0) dst[0] ^= 1;
+     },
+     nullptr},
+    {"whole frame: writes between or around the lines",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       dst[cxOut] = 0;
+     },
+     nullptr},
+    {"whole frame: writes where it must not",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       dst[(cyOut - 1) * dstStride + cxOut] = 0;
+     },
+     nullptr},
+    {"whole frame: writes where it must not",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       const_cast<unsigned char*>(src)[0] = 0;
+     },
+     nullptr},
+    {"whole frame: reads where it must not",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       Read(src + (cyIn - 1) * srcStride + cxIn);
+     },
+     nullptr},
+    {"whole frame: leaves the MMX state in use",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       asm volatile("pxor %%mm0, %%mm0" ::: "mm0");
+     },
+     nullptr},
+    {"progressive frame, slice 1: reads where it must not", nullptr,
+     [](SLICE_ARGUMENTS) {
+       if (firstSlice) Read(firstSlice);
+       firstSlice = firstSlice ? nullptr : src;
+       SCALE_SLICE;
+     }},
+    {"progressive frame, slice 3: reads where it must not", nullptr,
+     [](SLICE_ARGUMENTS) {
+       if (cySlice == 0) Read(src);
+       SCALE_SLICE;
+     }},
+    {"progressive frame, slice 1: cyWritten is 9, not 8", nullptr,
+     [](SLICE_ARGUMENTS) {
+       SCALE_SLICE;
+       if (cyWritten == 8) ++cyWritten;
+     }},
+    {"progressive frame, slice 1: line 8, byte 0 is ", nullptr,
+     [](SLICE_ARGUMENTS) {
+       SCALE_SLICE;
+       if (cyWritten == 8) dst[8 * dstStride] = 0;
+     }},
+    {"progressive frame, slice 0: writes where it must not", nullptr,
+     [](SLICE_ARGUMENTS) {
+       SCALE_SLICE;
+       if (cyWritten == 0) dst[0] = 0;
+     }},
+    {"second progressive frame, slice 1: line 0, byte 0 is ", nullptr,
+     [](SLICE_ARGUMENTS) {
+       static int calls = 0;
+       SCALE_SLICE;
+       if (++calls == 7) dst[0] ^= 1;
+     }},
+};
+
+TEST(ChecksTest, EveryFaultIsReported) {
+  conformance::Placement const beforeGuard{0, false, Flush::end, 0};
+  Case what{
+      1, Layout::plane, {cxIn, cyIn, cxOut, cyOut}, {3, 4, 20, 9}, {{3, 5, 4, 0}, {5, 7}}, beforeGuard, beforeGuard,
+      {}};
+  what.destination.gap = 5;
+  Trial const trial(what);
+  for (Fault const& fault : faults) {
+    Variant const wrong{Layout::plane, "wrong", 8, fault.frame ? fault.frame : FourTapScalePlane_sse2,
+                        fault.slice ? fault.slice : FourTapScalePlaneProgressive_sse2};
+    firstSlice = nullptr;
+    std::string const report = RunTrial(wrong, trial);
+    EXPECT_NE(report.find(fault.report), std::string::npos) << "expected: " << fault.report << "\nreported: " << report;
+  }
+}
+
+// The digest keeps library and model from changing together.
+TEST(SelfTest, AgreesAndGivesTheKnownDigest) {
+  std::FILE* const out = std::tmpfile();
+  ASSERT_NE(out, nullptr);
+  EXPECT_EQ(conformance::RunSelfTest(out), 0);
+  std::string text(static_cast<std::size_t>(std::ftell(out)), '\0');
+  std::rewind(out);
+  EXPECT_EQ(std::fread(text.data(), 1, text.size(), out), text.size());
+  std::fclose(out);
+  std::size_t const lastLine = text.rfind('\n', text.size() - 2) + 1;
+  EXPECT_EQ(text.substr(lastLine), "digest 429570acda699749\n");
+}
+
+}  // namespace

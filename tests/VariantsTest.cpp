@@ -1,0 +1,152 @@
+// Every scaler against the model: sizes, rectangles, slicings, strides, alignments.
+#include <gtest/gtest.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "Scaling.h"
+#include "conformance/Cases.h"
+#include "core/ScaleContext.h"
+
+namespace {
+
+using conformance::Case;
+using conformance::CaseOfSizes;
+using conformance::RandomCase;
+using conformance::RunTrial;
+using conformance::Sizes;
+using conformance::Trial;
+using conformance::Variant;
+
+#ifdef FOURTAP_SANITIZED
+constexpr uint64_t randomCases = 1000;
+#else
+constexpr uint64_t randomCases = 20000;
+#endif
+
+class VariantsTest : public PerVariantTest {
+ protected:
+  static void Check(Case const& what) { ASSERT_EQ(RunTrial(GetParam(), Trial(what)), ""); }
+
+  static Case CaseOf(Sizes const& sizes) {
+    static uint64_t seed = 0;
+    return CaseOfSizes(GetParam().layout, sizes, seed++);
+  }
+
+  static bool Fits(Sizes const& sizes) {
+    return !conformance::Traits(GetParam().layout).pairs || !sizes.HorzPass() ||
+           (sizes.cxIn % 2 == 0 && sizes.cxOut % 2 == 0);
+  }
+};
+
+// FOURTAP_CASE=number runs just that one.
+TEST_P(VariantsTest, RandomCases) {
+  if (char const* const number = std::getenv("FOURTAP_CASE")) {
+    Check(RandomCase(GetParam().layout, std::strtoull(number, nullptr, 10)));
+    return;
+  }
+  for (uint64_t seed = 0; seed < randomCases; ++seed) {
+    ASSERT_NO_FATAL_FAILURE(Check(RandomCase(GetParam().layout, seed)));
+  }
+}
+
+TEST_P(VariantsTest, AllTinySizes) {
+  for (int number = 0; number < 6 * 6 * 6 * 6; ++number) {
+    Sizes const sizes{number % 6 + 1, number / 6 % 6 + 1, number / 36 % 6 + 1, number / 216 + 1};
+    if (!Fits(sizes)) continue;
+    ASSERT_NO_FATAL_FAILURE(Check(CaseOf(sizes)));
+  }
+}
+
+// Where the last tap falls beside the picture, or the last column beside a vector.
+TEST_P(VariantsTest, NearlyEqualWidths) {
+  for (int n = 9; n <= 70; ++n) {
+    for (int less = 1; less <= 8; ++less) {
+      for (Sizes const& sizes : {Sizes{n, 9, n - less, 13}, Sizes{n - less, 9, n, 9}}) {
+        if (!Fits(sizes)) continue;
+        ASSERT_NO_FATAL_FAILURE(Check(CaseOf(sizes)));
+      }
+    }
+  }
+}
+
+// Wide lines, around the widths at which code cuts them into pieces.
+TEST_P(VariantsTest, WideLines) {
+  for (int power = 64; power <= 2048; power *= 2) {
+    for (int const beside : {-4, -2, -1, 0, 1, 2, 6}) {
+      for (int const cxIn : {power / 3, power / 2, 2 * power, 6 * power}) {
+        Sizes const sizes{cxIn & ~1, 9, power + beside, beside > 0 ? 9 : 13};
+        if (!Fits(sizes)) continue;
+        ASSERT_NO_FATAL_FAILURE(Check(CaseOf(sizes)));
+      }
+    }
+  }
+}
+
+TEST_P(VariantsTest, PositionsBeyond31Bits) {
+  for (Sizes const& sizes : {Sizes{4, 60000, 2, 50000}, Sizes{60000, 4, 50000, 3}, Sizes{50000, 2, 60000, 2}}) {
+    Case what = CaseOf(sizes);
+    what.rect = {sizes.cxOut - 2, sizes.cyOut - 2, 2, 2};
+    what.slices[0] = {sizes.cyIn - sizes.cyIn / 3, sizes.cyIn / 3};
+    ASSERT_NO_FATAL_FAILURE(Check(what));
+  }
+}
+
+// Nothing that was never written reaches the output.
+TEST_P(VariantsTest, ScratchMemoryDoesNotShow) {
+  for (uint64_t seed = 0; seed < 300; ++seed) {
+    Trial const trial(RandomCase(GetParam().layout, seed));
+    Sizes const& sizes = trial.what.sizes;
+    for (int const filling : {0x00, 0xff}) {
+      OwnedContext const context = MakeContext(GetParam().layout, sizes);
+      for (void* const buffer : {static_cast<void*>(context->tempBuf), static_cast<void*>(context->savedLineBuf),
+                                 static_cast<void*>(context->colsIn_mmx), static_cast<void*>(context->colsOut_mmx),
+                                 static_cast<void*>(context->colsIn_sse2), static_cast<void*>(context->colsOut_sse2)}) {
+        std::memset(buffer, filling, malloc_usable_size(buffer));
+      }
+      ASSERT_EQ(ScaleFrame(GetParam(), context.get(), sizes, trial.picture), trial.frame) << "case " << seed;
+      ASSERT_EQ(ScaleSlices(GetParam(), context.get(), sizes, trial.picture, {sizes.cyIn}), trial.frame)
+          << "case " << seed;
+    }
+  }
+}
+
+// Frame by frame, any variant of a layout may use a context of that layout.
+TEST_P(VariantsTest, ContextServesOtherSetsToo) {
+  for (uint64_t seed = 0; seed < 100; ++seed) {
+    Trial const trial(RandomCase(GetParam().layout, seed));
+    Sizes const& sizes = trial.what.sizes;
+    OwnedContext const context = MakeContext(GetParam().layout, sizes);
+    for (Variant const& other : conformance::Variants()) {
+      if (other.layout != GetParam().layout || !conformance::Runnable(other.set)) continue;
+      for (Variant const& variant : {GetParam(), other}) {
+        ASSERT_EQ(
+            ScaleSlices(variant, context.get(), sizes, trial.picture, {sizes.cyIn / 2, sizes.cyIn - sizes.cyIn / 2}),
+            trial.frame)
+            << variant.set << " with " << other.set << ", case " << seed;
+        ASSERT_EQ(ScaleFrame(variant, context.get(), sizes, trial.picture), trial.frame)
+            << variant.set << " with " << other.set << ", case " << seed;
+      }
+    }
+  }
+}
+
+TEST_P(VariantsTest, WholeFrameLeavesProgressAlone) {
+  for (uint64_t seed = 0; seed < 100; ++seed) {
+    Trial const trial(RandomCase(GetParam().layout, seed));
+    Sizes const& sizes = trial.what.sizes;
+    OwnedContext const context = MakeContext(GetParam().layout, sizes);
+    ScaleSlices(GetParam(), context.get(), sizes, trial.picture, {sizes.cyIn / 2});
+    _SCALE_CONTEXT const before = *context;
+    ASSERT_EQ(ScaleFrame(GetParam(), context.get(), sizes, trial.picture), trial.frame) << "case " << seed;
+    ASSERT_EQ(context->cyInDone, before.cyInDone) << "case " << seed;
+    ASSERT_EQ(context->cyOutDone, before.cyOutDone) << "case " << seed;
+    ASSERT_TRUE(std::ranges::equal(context->savedLines, before.savedLines)) << "case " << seed;
+  }
+}
+
+FOR_EACH_VARIANT(VariantsTest);
+
+}  // namespace
