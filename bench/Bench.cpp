@@ -1,0 +1,234 @@
+// Times every scaler that this processor runs, and the peers, on the same frames in one process, round by round in
+// random order; before that it sees to it that all variants give the same bytes and that each peer does the work.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <stdexcept>
+
+#include "bench/Bands.h"
+#include "bench/Peers.h"
+#include "bench/Report.h"
+
+namespace {
+
+using namespace bench;
+
+struct Options {
+  std::string csv;
+  bool threadsOnly = false;
+};
+
+// Takes the options that are this program's own out of the arguments; the rest is the benchmark library's.
+Options TakeOptions(std::vector<char*>& arguments) {
+  Options options;
+  std::vector<char*> rest;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    if (std::strcmp(arguments[i], "--csv") == 0) {
+      if (i + 1 == arguments.size()) throw std::runtime_error("--csv: expected a file name behind it");
+      options.csv = arguments[++i];
+    } else if (std::strcmp(arguments[i], "--threads-only") == 0) {
+      options.threadsOnly = true;
+    } else {
+      rest.push_back(arguments[i]);
+    }
+  }
+  arguments = rest;
+  return options;
+}
+
+void PrintUsage() {
+  std::puts(
+      "usage: fourtap_bench [--csv FILE] [--threads-only] [--benchmark_filter=REGEX] [--benchmark_repetitions=N]\n"
+      "\n"
+      "Prints ns per output pixel, and the ratio to a memcpy of (input + output bytes) / 2 in the same run. Pin it to\n"
+      "one core, with taskset for instance.\n"
+      "\n"
+      "  --csv FILE      writes the table to FILE too\n"
+      "  --threads-only  times one frame in bands on one and on two threads instead; don't pin that\n"
+      "\n"
+      "The filter goes over LAYOUT/SIZES/SCALER/MODE, such as Plane/1920x1080-1280x720/fourtap-sse2/frame. Let copy\n"
+      "through too, or there are no ratios. Google Benchmark's other options hold as well.");
+}
+
+std::vector<conformance::Variant> RunnableVariants(conformance::Layout layout) {
+  std::vector<conformance::Variant> variants;
+  for (conformance::Variant const& variant : conformance::Variants()) {
+    if (variant.layout == layout && conformance::Runnable(variant.set)) variants.push_back(variant);
+  }
+  return variants;
+}
+
+std::string ScalerOf(conformance::Variant const& variant) { return std::string("fourtap-") + variant.set; }
+
+Rows RowsOf(std::vector<Job> const& jobs) {
+  std::vector<Peer> const peers = Peers();
+  Rows rows;
+  for (Job const& job : jobs) {
+    Row const& copy = rows.emplace_back(Row{&job, "copy", "memcpy", "-", CopyScale(job), Row::Kind::copy, nullptr, {}});
+    for (conformance::Variant const& variant : RunnableVariants(job.layout)) {
+      auto const add = [&](std::string const& mode, Scale scale) {
+        rows.push_back({&job, ScalerOf(variant), mode, "4", std::move(scale), Row::Kind::variant, &copy, {}});
+      };
+      add("frame", FrameScale(job, variant, 0, job.out.cy));
+      if (!job.slices) continue;
+      for (int cySlice : {16, 1}) add("slices-" + std::to_string(cySlice), SliceScale(job, variant, cySlice));
+    }
+    for (Peer const& peer : peers) {
+      Scale scale = peer.prepare(job);
+      if (!scale) continue;
+      bool const wider = peer.widens && (job.in.cx > job.out.cx || job.in.cy > job.out.cy);
+      std::string const taps = wider ? "wider" : std::to_string(peer.taps);
+      rows.push_back({&job, peer.name, "frame", taps, std::move(scale), Row::Kind::peer, &copy, {}});
+    }
+  }
+  return rows;
+}
+
+Rows ThreadRowsOf(Job const& job) {
+  Rows rows;
+  for (conformance::Variant const& variant : RunnableVariants(job.layout)) {
+    Row const* one = nullptr;
+    for (int threads : {1, 2}) {
+      std::string const mode = "threads-" + std::to_string(threads);
+      Scale scale = BandScale(job, variant, threads);
+      rows.push_back({&job, ScalerOf(variant), mode, "4", std::move(scale), Row::Kind::variant, one, {}});
+      if (!one) one = &rows.back();
+    }
+  }
+  return rows;
+}
+
+std::vector<unsigned char> OutputOf(Row const& row) {
+  Frame const& out = row.job->out;
+  std::memset(out.bytes.get(), 0, out.capacity);
+  row.scale();
+  std::vector<unsigned char> pixels;
+  for (int y = 0; y < out.cy; ++y) pixels.insert(pixels.end(), out.Line(y), out.Line(y) + out.lineBytes);
+  return pixels;
+}
+
+void ExpectSameBytes(Row const& reference, Row const& row, std::vector<unsigned char> const& expected) {
+  std::vector<unsigned char> const actual = OutputOf(row);
+  std::size_t const at = static_cast<std::size_t>(std::ranges::mismatch(expected, actual).in1 - expected.begin());
+  if (at == expected.size()) return;
+  std::size_t const lineBytes = static_cast<std::size_t>(row.job->out.lineBytes);
+  throw std::runtime_error(row.Name() + " gives other bytes than " + reference.Name() + ": " +
+                           std::to_string(actual[at]) + " instead of " + std::to_string(expected[at]) + " in line " +
+                           std::to_string(at / lineBytes) + ", byte " + std::to_string(at % lineBytes));
+}
+
+// Peers filter differently, but a smooth picture must look the same; RGB32's fourth byte does not count.
+void ExpectSamePicture(Row const& row, std::vector<unsigned char> const& expected) {
+  std::vector<unsigned char> const actual = OutputOf(row);
+  bool const fourthIgnored = row.job->layout == conformance::Layout::rgb32;
+  double sum = 0;
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    if (!fourthIgnored || i % 4 != 3) sum += std::abs(expected[i] - actual[i]);
+  }
+  double const mean = sum / static_cast<double>(expected.size());
+  if (mean > 2)
+    throw std::runtime_error(row.Name() + " does not scale the picture: mean error " + std::to_string(mean));
+}
+
+// Leaves noise in the sources: the slowest picture for branches, and no scaler's favourite.
+void Check(std::vector<Job> const& jobs, Rows const& rows) {
+  for (Job const& job : jobs) {
+    std::vector<Row const*> variants, peers;
+    for (Row const& row : rows) {
+      if (row.job != &job) continue;
+      if (row.kind == Row::Kind::variant) variants.push_back(&row);
+      if (row.kind == Row::Kind::peer) peers.push_back(&row);
+    }
+    if (variants.empty()) continue;
+
+    FillSmoothly(job.layout, job.in);
+    std::vector<unsigned char> const smooth = OutputOf(*variants[0]);
+    for (Row const* peer : peers) ExpectSamePicture(*peer, smooth);
+
+    FillWithNoise(job.in);
+    std::vector<unsigned char> const noise = OutputOf(*variants[0]);
+    for (Row const* variant : variants) ExpectSameBytes(*variants[0], *variant, noise);
+  }
+}
+
+// Gathers the rounds instead of printing them one by one.
+class RoundCollector : public benchmark::BenchmarkReporter {
+ public:
+  RoundCollector(Rows& rows, bool wallTime) : wallTime_(wallTime) {
+    for (Row& row : rows) rows_[row.Name()] = &row;
+  }
+
+  bool ReportContext(Context const&) override { return true; }
+
+  void ReportRuns(std::vector<Run> const& runs) override {
+    for (Run const& run : runs) {
+      if (run.run_type != Run::RT_Iteration) continue;
+      Row& row = *rows_.at(run.run_name.function_name);
+      double const time = wallTime_ ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+      row.rounds.push_back(time / row.job->OutputPixels());
+    }
+  }
+
+ private:
+  std::map<std::string, Row*> rows_;
+  bool wallTime_;
+};
+
+int Run(std::vector<char*> arguments) {
+  Options const options = TakeOptions(arguments);
+  // What the benchmark library is told first, later arguments override.
+  std::string defaults[] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=20",
+                            "--benchmark_min_time=0.01"};
+  for (std::size_t i = 0; i < std::size(defaults); ++i) {
+    arguments.insert(arguments.begin() + 1 + static_cast<std::ptrdiff_t>(i), defaults[i].data());
+  }
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data(), PrintUsage);
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
+  std::optional<CsvFile> csv;
+  if (!options.csv.empty()) csv.emplace(options.csv);
+
+  std::vector<Job> jobs = Jobs();
+  if (options.threadsOnly) jobs.resize(1);
+  Rows rows = options.threadsOnly ? ThreadRowsOf(jobs[0]) : RowsOf(jobs);
+  Check(jobs, rows);
+  for (Row const& row : rows) {
+    auto* const timed = benchmark::RegisterBenchmark(row.Name().c_str(), [&row](benchmark::State& state) {
+      for (auto _ : state) {
+        row.scale();
+        benchmark::ClobberMemory();
+      }
+    });
+    // Processor time of the whole process: it counts threads that a peer may start, and not what else runs on the core.
+    if (options.threadsOnly) {
+      timed->UseRealTime();
+    } else {
+      timed->MeasureProcessCPUTime();
+    }
+  }
+
+  RoundCollector collector(rows, options.threadsOnly);
+  if (benchmark::RunSpecifiedBenchmarks(&collector) == 0) return 1;
+  Ratio const ratio = options.threadsOnly ? Ratio::timesAsFast : Ratio::timesAsLong;
+  if (std::ranges::all_of(rows, [](Row const& row) { return row.rounds.empty(); })) return 0;  // they were listed only
+  PrintTable(rows, ratio);
+  if (csv) WriteCsv(*csv, rows, ratio);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run({argv, argv + argc});
+  } catch (std::exception const& error) {
+    std::fprintf(stderr, "fourtap_bench: %s\n", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,124 @@
+#include "bench/Job.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+#include <numbers>
+#include <random>
+#include <stdexcept>
+
+namespace bench {
+namespace {
+
+using conformance::Layout;
+
+constexpr std::size_t alignment = 64;
+
+struct Sizes {
+  int cxIn, cyIn, cxOut, cyOut;
+};
+
+constexpr Sizes down{1920, 1080, 1280, 720};
+constexpr Sizes up{1280, 720, 1920, 1080};
+
+int RoundedUp(int bytes) { return (bytes + 63) / 64 * 64; }
+
+Frame FrameOf(int cx, int cy, int bytesPerPixel) {
+  Frame frame{cx, cy, cx * bytesPerPixel, RoundedUp(cx * bytesPerPixel), 0, nullptr};
+  frame.capacity = static_cast<std::size_t>(frame.stride) * static_cast<std::size_t>(cy);
+  return frame;
+}
+
+// The copy row goes through the same frames as the others, and so both must hold what it moves.
+Job JobOf(Layout layout, Sizes const& sizes, bool slices) {
+  int const bytesPerPixel = conformance::Traits(layout).BytesPerPixel();
+  Job job{layout, FrameOf(sizes.cxIn, sizes.cyIn, bytesPerPixel), FrameOf(sizes.cxOut, sizes.cyOut, bytesPerPixel),
+          slices};
+  for (Frame* frame : {&job.in, &job.out}) {
+    frame->capacity = std::max(frame->capacity, job.CopyBytes());
+    frame->bytes = AlignedBytes(frame->capacity);
+    std::memset(frame->bytes.get(), 0, frame->capacity);
+  }
+  return job;
+}
+
+std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job) {
+  std::shared_ptr<_SCALE_CONTEXT> context(
+      InitScaleContext(job.in.cx, job.in.cy, job.out.cx, job.out.cy, conformance::Traits(job.layout).bitsPerPixel),
+      DoneScaleContext);
+  if (!context) throw std::runtime_error("no memory for a context for " + SizesOf(job));
+  return context;
+}
+
+}  // namespace
+
+std::shared_ptr<unsigned char[]> AlignedBytes(std::size_t capacity) {
+  auto const release = [](unsigned char* bytes) { operator delete[](bytes, std::align_val_t{alignment}); };
+  return {static_cast<unsigned char*>(operator new[](capacity + alignment, std::align_val_t{alignment})), release};
+}
+
+std::vector<Job> Jobs() {
+  std::vector<Job> jobs;
+  for (Sizes const& sizes : {down, up, Sizes{3840, 2160, 1920, 1080}, Sizes{1920, 1080, 3840, 2160},
+                             Sizes{1920, 1080, 1920, 540}, Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}}) {
+    jobs.push_back(JobOf(Layout::plane, sizes, jobs.size() < 2));
+  }
+  for (Layout layout : {Layout::rgb24, Layout::rgb32, Layout::xyxy, Layout::yxyx}) {
+    for (Sizes const& sizes : {down, up}) jobs.push_back(JobOf(layout, sizes, true));
+  }
+  return jobs;
+}
+
+std::string SizesOf(Job const& job) {
+  return std::to_string(job.in.cx) + "x" + std::to_string(job.in.cy) + "-" + std::to_string(job.out.cx) + "x" +
+         std::to_string(job.out.cy);
+}
+
+void FillWithNoise(Frame const& frame) {
+  std::mt19937_64 random(20240607);
+  for (std::size_t i = 0; i + 8 <= frame.capacity; i += 8) {
+    std::uint64_t const noise = random();
+    std::memcpy(frame.bytes.get() + i, &noise, 8);
+  }
+}
+
+void FillSmoothly(Layout layout, Frame const& frame) {
+  // Bytes of the same channel lie `period` apart; luma of a packed pair is one channel.
+  conformance::LayoutTraits const& traits = conformance::Traits(layout);
+  int const period = traits.pairs ? 4 : traits.BytesPerPixel();
+  bool const lumaFirst = layout == Layout::yxyx;
+  for (int y = 0; y < frame.cy; ++y) {
+    for (int i = 0; i < frame.lineBytes; ++i) {
+      int channel = i % period;
+      if (traits.pairs && (channel % 2 == 0) == lumaFirst) channel = 4;
+      double const x = static_cast<double>(i) / frame.lineBytes;
+      double const wave = std::sin(2 * std::numbers::pi * (x + static_cast<double>(y) / frame.cy) + 1.2 * channel);
+      frame.Line(y)[i] = static_cast<unsigned char>(std::lround(128 + 100 * wave));
+    }
+  }
+}
+
+Scale FrameScale(Job const& job, conformance::Variant const& variant, int yFirst, int yEnd) {
+  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.frame] {
+    scale(context.get(), in.Line(0), in.stride, out.Line(yFirst), out.stride, 0, yFirst, out.cx, yEnd - yFirst);
+  };
+}
+
+Scale SliceScale(Job const& job, conformance::Variant const& variant, int cySlice) {
+  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.slice] {
+    FourTapScaleProgressiveReset(context.get());
+    for (int y = 0, yOut = 0; y < in.cy; y += cySlice) {
+      int cyWritten = 0;
+      scale(context.get(), in.Line(y), in.stride, std::min(cySlice, in.cy - y), out.Line(yOut), out.stride, cyWritten);
+      yOut += cyWritten;
+    }
+  };
+}
+
+Scale CopyScale(Job const& job) {
+  return
+      [from = job.in.bytes, to = job.out.bytes, count = job.CopyBytes()] { std::memcpy(to.get(), from.get(), count); };
+}
+
+}  // namespace bench

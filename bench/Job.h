@@ -1,0 +1,59 @@
+// The benchmark's cases: which picture is scaled from which size to which.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "conformance/Variants.h"
+
+namespace bench {
+
+// Room for `capacity` bytes, and for the vector that a peer may write past them.
+std::shared_ptr<unsigned char[]> AlignedBytes(std::size_t capacity);
+
+// A frame in memory. The first line and the stride are aligned to 64 bytes, because peers ask for that; the lines hold
+// no more than the frame needs.
+struct Frame {
+  int cx, cy;
+  int lineBytes;
+  int stride;
+  std::size_t capacity;
+  std::shared_ptr<unsigned char[]> bytes;
+
+  unsigned char* Line(int y) const { return bytes.get() + static_cast<std::ptrdiff_t>(y) * stride; }
+  std::size_t PixelBytes() const { return static_cast<std::size_t>(lineBytes) * static_cast<std::size_t>(cy); }
+};
+
+// One case, and the frames that all its rows share.
+struct Job {
+  conformance::Layout layout;
+  Frame in, out;
+  bool slices;  // has rows for progressive frames too
+
+  double OutputPixels() const { return static_cast<double>(out.cx) * out.cy; }
+  std::size_t CopyBytes() const { return (in.PixelBytes() + out.PixelBytes()) / 2; }
+};
+
+// All of the job's work, once; whatever can be set up beforehand is.
+using Scale = std::function<void()>;
+
+std::vector<Job> Jobs();
+
+// "1920x1080-1280x720"
+std::string SizesOf(Job const&);
+
+// Fills the source: with noise, or with a picture that any scaler leaves nearly as it is.
+void FillWithNoise(Frame const&);
+void FillSmoothly(conformance::Layout, Frame const&);
+
+// Scales output lines yFirst to yEnd - 1, in one call.
+Scale FrameScale(Job const&, conformance::Variant const&, int yFirst, int yEnd);
+// Scales the frame progressively, cySlice source lines a call.
+Scale SliceScale(Job const&, conformance::Variant const&, int cySlice);
+// Moves as much memory as reading the source once and writing the output once does.
+Scale CopyScale(Job const&);
+
+}  // namespace bench

@@ -1,0 +1,29 @@
+#!/bin/bash
+# Installs the scalers that Debian packages, builds the benchmark with them, times everything and draws the figures.
+# Arguments go to the benchmark: --benchmark_filter=Plane, for instance.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/packages.sh
+source scripts/packages.sh
+EnsurePackages "${buildPackages[@]}" libbenchmark-dev pkg-config python3-matplotlib \
+  libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev libswscale-dev libyuv-dev libzimg-dev
+
+build=build/bench
+cmake --preset release -B "$build" -DFOURTAP_BUILD_TOOL=OFF -DFOURTAP_BUILD_TESTS=OFF
+cmake --build "$build" --target fourtap_bench
+
+results=$build/results
+mkdir -p "$results"
+lastCore=$(taskset -cp $$ | grep -o '[0-9]*$')
+processor=$(lscpu | sed -n 's/^Model name: *//p')
+echo
+echo "ns per output pixel on one core; taps: wider than four where a scaler widens its kernel to shrink"
+taskset -c "$lastCore" "$build/bench/fourtap_bench" --csv "$results/scalers.csv" "$@"
+echo
+echo "One frame in bands, not pinned"
+"$build/bench/fourtap_bench" --threads-only --csv "$results/threads.csv"
+/usr/bin/python3 bench/plot.py "$results/scalers.csv" "$results/scalers.svg" --title "One core of an $processor"
+
+echo
+echo "The figures and their picture, in $PWD/$results:"
+ls "$results"

@@ -1,0 +1,34 @@
+# Sourced by the scripts: which Debian packages each one needs, and their installation.
+# shellcheck shell=bash disable=SC2034  # the lists are read where this file is sourced
+
+buildPackages=(cmake g++ ninja-build libcli11-dev)
+demoPackages=("${buildPackages[@]}" netpbm)
+testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3)
+benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev libswscale-dev
+  libyuv-dev libzimg-dev pkg-config python3-matplotlib)
+ciPackages=("${testPackages[@]}" clang clang-format libclang-rt-14-dev qemu-user shellcheck valgrind)
+
+# The packages among the arguments that are not installed.
+ListMissing() {
+  local package
+  for package in "$@"; do
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || echo "$package"
+  done
+}
+
+# Installs what is missing, as root or through sudo.
+EnsurePackages() {
+  local missing sudo=()
+  mapfile -t missing < <(ListMissing "$@")
+  ((${#missing[@]})) || return 0
+  if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+      echo "$0: can't install packages without root or sudo; expected to find: ${missing[*]}" >&2
+      return 1
+    fi
+    sudo=(sudo)
+  fi
+  echo "Installing ${missing[*]}"
+  "${sudo[@]}" apt-get update -qq
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
