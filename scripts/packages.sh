@@ -4,8 +4,8 @@
 buildPackages=(cmake g++ ninja-build libcli11-dev)
 demoPackages=("${buildPackages[@]}" netpbm)
 testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3)
-benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev libswscale-dev
-  libyuv-dev libzimg-dev pkg-config python3-matplotlib)
+benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
+  libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
 ciPackages=("${testPackages[@]}" clang clang-format libclang-rt-14-dev qemu-user shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
@@ -30,5 +30,6 @@ EnsurePackages() {
   fi
   echo "Installing ${missing[*]}"
   "${sudo[@]}" apt-get update -qq
-  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }

@@ -1,0 +1,207 @@
+// Draws a test chart that shows a scaler's faults: rings and beats where it aliases, blur and halos at strokes and
+// edges, steps in gradients, lost or doubled lines at the borders.
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <string_view>
+
+#include "fourtap/BitmapFormat.h"
+#include "fourtap/Failure.h"
+
+namespace {
+
+int const cxChart = 640;
+int const cyChart = 480;
+double const pi = std::numbers::pi;
+
+struct Colour {
+  double red, green, blue;  // 0 to 1
+};
+
+Colour Gray(double level) { return {level, level, level}; }
+
+// Colours at a point of a region, from its top left corner, in pixels.
+typedef Colour Pattern(double x, double y);
+
+// Half of the side of the two round patterns.
+double const radius = 100;
+
+// A cosine over the squared distance from the centre: its frequency grows evenly, to one ring per two pixels at the
+// edge.
+Colour ZonePlate(double x, double y) {
+  double const distance = std::hypot(x - radius, y - radius);
+  if (distance > radius) return Gray(0.5);
+  return Gray(0.5 + 0.5 * std::cos(pi * distance * distance / (2 * radius)));
+}
+
+// Spokes that get finer towards the centre.
+Colour SiemensStar(double x, double y) {
+  int const spokes = 36;
+  if (std::hypot(x - radius, y - radius) > radius - 2) return Gray(0.5);
+  return Gray(std::sin(spokes * std::atan2(y - radius, x - radius)) > 0 ? 1 : 0);
+}
+
+// Letters of 5x7 pixels, a line of a letter per number, its leftmost pixel the highest bit.
+struct Letter {
+  char name;
+  unsigned char lines[7];
+};
+Letter const letters[] = {
+    {'A', {0x0E, 0x11, 0x11, 0x1F, 0x11, 0x11, 0x11}}, {'C', {0x0E, 0x11, 0x10, 0x10, 0x10, 0x11, 0x0E}},
+    {'E', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x1F}}, {'F', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x10}},
+    {'I', {0x0E, 0x04, 0x04, 0x04, 0x04, 0x04, 0x0E}}, {'L', {0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x1F}},
+    {'M', {0x11, 0x1B, 0x15, 0x15, 0x11, 0x11, 0x11}}, {'N', {0x11, 0x19, 0x15, 0x13, 0x11, 0x11, 0x11}},
+    {'O', {0x0E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}}, {'P', {0x1E, 0x11, 0x11, 0x1E, 0x10, 0x10, 0x10}},
+    {'R', {0x1E, 0x11, 0x11, 0x1E, 0x14, 0x12, 0x11}}, {'S', {0x0F, 0x10, 0x10, 0x0E, 0x01, 0x01, 0x1E}},
+    {'T', {0x1F, 0x04, 0x04, 0x04, 0x04, 0x04, 0x04}}, {'U', {0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}},
+    {'Y', {0x11, 0x11, 0x0A, 0x04, 0x04, 0x04, 0x04}},
+};
+
+bool InLetter(char name, int x, int y) {
+  auto const* const letter =
+      std::find_if(std::begin(letters), std::end(letters), [=](Letter const& l) { return l.name == name; });
+  return letter != std::end(letters) && x < 5 && y >= 0 && y < 7 && (letter->lines[y] >> (4 - x) & 1) != 0;
+}
+
+// Lines of text in strokes of one pixel, each line in another pair of colours.
+Colour Text(double x, double y) {
+  static std::string_view const text = "FOUR TAPS FILTER A PICTURE  SMALL LETTERS ON MANY COLOURS  ";
+  static struct {
+    Colour ink, paper;
+  } const colours[] = {
+      {Gray(0), Gray(1)},     {Gray(1), Gray(0)},       {Gray(0.35), Gray(0.5)},
+      {{1, 0, 0}, {0, 0, 1}}, {{1, 1, 0}, {0, 0, 0.4}}, {{0, 0.6, 0}, Gray(1)},
+  };
+  int const line = static_cast<int>(y) / 11;
+  int const column = static_cast<int>(x) / 6;
+  auto const& [ink, paper] = colours[static_cast<size_t>(line) % std::size(colours)];
+  char const letter = text[static_cast<size_t>(column + 9 * line) % text.size()];
+  return InLetter(letter, static_cast<int>(x) % 6, static_cast<int>(y) % 11 - 2) ? ink : paper;
+}
+
+// Groups of lines of one, two and three pixels, upright, level and slanted.
+Colour FineLines(double x, double y) {
+  int const group = static_cast<int>(x) / 32;
+  int const width = 1 + static_cast<int>(y) / 34;
+  double const along = group % 3 == 0 ? x : group % 3 == 1 ? y : x + y / 3;
+  bool const onLine = static_cast<int>(along) / width % 2 == 0;
+  return Gray(onLine ? 0 : 1);
+}
+
+// From black to white and to each primary colour.
+Colour Ramps(double x, double y) {
+  double const level = x / 400;
+  switch (static_cast<int>(y) / 20) {
+    case 0:
+      return Gray(level);
+    case 1:
+      return {level, 0, 0};
+    case 2:
+      return {0, level, 0};
+    case 3:
+      return {0, 0, level};
+    default:
+      return Gray(0.45 + 0.1 * level);
+  }
+}
+
+// All hues, washed out downwards.
+Colour Hues(double x, double y) {
+  double const turn = 2 * pi * x / 200;
+  double const strength = 0.5 * (1 - y / 100);
+  auto const channel = [=](double shift) { return 0.5 + strength * std::cos(turn - shift); };
+  return {channel(0), channel(2 * pi / 3), channel(4 * pi / 3)};
+}
+
+// Fields of full colour that meet at upright, level and slanted edges.
+Colour ColourEdges(double x, double y) {
+  static Colour const colours[] = {{1, 0, 0}, {0, 1, 1}, {0, 0, 1}, {1, 1, 0}, {0, 1, 0}, {1, 0, 1}, Gray(1), Gray(0)};
+  int const field = static_cast<int>((x + 0.4 * y) / 27) + (y < 51 ? 0 : 3);
+  return colours[static_cast<size_t>(field) % std::size(colours)];
+}
+
+// A round and a slanted edge between black and white, and single points.
+Colour Edges(double x, double y) {
+  if (y > 80 && y < 97) return Gray(static_cast<int>(x) % 8 == 4 && static_cast<int>(y) % 8 == 4 ? 1 : 0);
+  bool const inside = std::hypot(x - 50, y - 40) < 34;
+  bool const right = x > 120 + y / 4;
+  return Gray(inside || right ? 0.9 : 0.1);
+}
+
+struct Region {
+  int x, y, cx, cy;
+  int samples;  // per pixel and direction: 1 draws whole pixels, more smooth the edges
+  Pattern* pattern;
+};
+
+Region const regions[] = {
+    {10, 10, 200, 200, 1, ZonePlate},    {220, 10, 200, 200, 8, SiemensStar}, {430, 10, 200, 99, 1, Text},
+    {430, 111, 200, 99, 1, FineLines},   {10, 220, 400, 100, 1, Ramps},       {430, 220, 200, 100, 1, Hues},
+    {10, 330, 400, 140, 8, ColourEdges}, {430, 330, 200, 140, 8, Edges},
+};
+
+void SetPixel(tool::Picture& picture, int x, int y, Colour colour) {
+  auto const byte = [](double level) {
+    return static_cast<unsigned char>(std::lround(255 * std::clamp(level, 0.0, 1.0)));
+  };
+  unsigned char* const pixel = picture.pixels.data() + ptrdiff_t{y} * picture.stride + ptrdiff_t{3} * x;
+  pixel[0] = byte(colour.blue);
+  pixel[1] = byte(colour.green);
+  pixel[2] = byte(colour.red);
+}
+
+void DrawRegion(tool::Picture& picture, Region const& region) {
+  int const samples = region.samples;
+  for (int y = 0; y < region.cy; ++y) {
+    for (int x = 0; x < region.cx; ++x) {
+      Colour sum = Gray(0);
+      for (int sample = 0; sample < samples * samples; ++sample) {
+        Colour const colour =
+            region.pattern(x + (sample % samples + 0.5) / samples, y + (sample / samples + 0.5) / samples);
+        sum = {sum.red + colour.red, sum.green + colour.green, sum.blue + colour.blue};
+      }
+      double const n = samples * samples;
+      SetPixel(picture, region.x + x, region.y + y, {sum.red / n, sum.green / n, sum.blue / n});
+    }
+  }
+}
+
+// Nested frames of one pixel: the outermost line has a colour of its own at each border.
+void DrawBorders(tool::Picture& picture) {
+  static Colour const rings[] = {Gray(1), Gray(0), Gray(1), Gray(0)};
+  for (int y = 0; y < cyChart; ++y) {
+    for (int x = 0; x < cxChart; ++x) {
+      int const left = x, right = cxChart - 1 - x, top = y, bottom = cyChart - 1 - y;
+      int const depth = std::min({left, right, top, bottom});
+      if (depth >= 4) continue;
+      Colour colour = rings[depth];
+      if (depth == 0) {
+        colour = top == 0      ? Colour{1, 0, 0}
+                 : bottom == 0 ? Colour{0, 1, 0}
+                 : left == 0   ? Colour{1, 1, 0}
+                               : Colour{0, 1, 1};
+      }
+      SetPixel(picture, x, y, colour);
+    }
+  }
+}
+
+tool::Picture DrawChart() {
+  tool::Picture picture = tool::MakePicture(cxChart, cyChart, 24);
+  DrawRegion(picture, {0, 0, cxChart, cyChart, 1, [](double, double) { return Gray(0.5); }});
+  for (Region const& region : regions) DrawRegion(picture, region);
+  DrawBorders(picture);
+  return picture;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    if (argc != 2) throw tool::Failure{tool::badUsage, "expected the name of the bitmap file to write"};
+    tool::WriteBitmap(argv[1], DrawChart());
+    return tool::succeeded;
+  } catch (tool::Failure const& failure) {
+    return tool::Report("chart", failure);
+  }
+}
