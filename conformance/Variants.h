@@ -4,6 +4,7 @@
 #include <fourtapscale/FourTapScale.h>
 
 #include <span>
+#include <string_view>
 
 namespace conformance {
 
@@ -35,6 +36,6 @@ struct Variant {
 std::span<Variant const> Variants();
 
 // Whether this processor can run the set.
-bool Runnable(char const* set);
+bool Runnable(std::string_view set);
 
 }  // namespace conformance

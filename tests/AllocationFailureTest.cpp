@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <numeric>
 #include <vector>
 
 #include "OwnedContext.h"
@@ -76,6 +77,16 @@ TEST(Allocation, BuffersHaveTheirSizes) {
   ASSERT_GT(sizes.size(), expected.size());
   EXPECT_EQ(std::vector(sizes.begin() + 1, sizes.begin() + 8), expected);
   EXPECT_EQ(RequestsOfContext({100'000'000, 9, 9, 9, 24}, 3, made).back(), std::size_t{8} * 300'000'032);
+}
+
+TEST(Allocation, IsWhatTheQuerySays) {
+  for (ContextSizes const& of : {ContextSizes{100, 50, 40, 20, 8}, {33, 7, 91, 300, 24}, {640, 1, 2, 9, 16}}) {
+    bool made;
+    auto const sizes = RequestsOfContext(of, 0, made);
+    EXPECT_EQ(std::accumulate(sizes.begin(), sizes.end(), 0LL),
+              FourTapScaleContextBytes(of.cxIn, of.cyIn, of.cxOut, of.cyOut, of.bitsPerPixel));
+  }
+  EXPECT_EQ(FourTapScaleContextBytes(1 << 30, 10, 10, 10, 32), -1);
 }
 
 TEST(Allocation, EveryRefusalGivesNullAndLeavesNothing) {

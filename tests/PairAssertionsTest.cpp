@@ -28,7 +28,8 @@ void Scale(conformance::Variant const& variant, Case const& sizes, int cyIn, int
 }
 
 // Of the filters that a set brings along, the one whose block is full first.
-char const* FirstFilter(std::string_view set, int cyDest) {
+std::string FirstFilter(std::string_view set, int cyDest) {
+  if (set == "avx2" || set == "avx512") return "FourTapHorzFilterLines_" + std::string(set);
   if (set == "sse2" && cyDest >= 8) return "FourTapHorzFilter8Lines_sse2";
   return cyDest >= 4 ? "FourTapHorzFilter4Lines_mmx" : "FourTapHorzFilterLine_c";
 }

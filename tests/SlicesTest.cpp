@@ -65,11 +65,11 @@ TEST_P(SlicesTest, LinesWrittenByEachCall) {
     std::vector<int> slices;
     std::map<int, std::vector<int>> cyWritten;  // by lines in a block
   } const examples[] = {
-      {{10, 11, 14, 17}, {4, 4, 3}, {{4, {4, 4, 9}}, {8, {0, 8, 9}}}},
-      {{10, 64, 4, 6}, {62, 2}, {{4, {4, 2}}, {8, {0, 6}}}},
-      {{10, 11, 10, 17}, {4, 4, 3, 1}, {{4, {4, 6, 7, 0}}, {8, {4, 6, 7, 0}}}},
-      {{10, 11, 14, 11}, {4, 0, 4, 9, 1}, {{4, {4, 0, 4, 3, 0}}, {8, {4, 0, 4, 3, 0}}}},
-      {{10, 2, 14, 9}, {1, 1}, {{4, {0, 9}}, {8, {0, 9}}}},
+      {{10, 11, 14, 17}, {4, 4, 3}, {{1, {4, 6, 7}}, {4, {4, 4, 9}}, {8, {0, 8, 9}}}},
+      {{10, 64, 4, 6}, {62, 2}, {{1, {6, 0}}, {4, {4, 2}}, {8, {0, 6}}}},
+      {{10, 11, 10, 17}, {4, 4, 3, 1}, {{1, {4, 6, 7, 0}}, {4, {4, 6, 7, 0}}, {8, {4, 6, 7, 0}}}},
+      {{10, 11, 14, 11}, {4, 0, 4, 9, 1}, {{1, {4, 0, 4, 3, 0}}, {4, {4, 0, 4, 3, 0}}, {8, {4, 0, 4, 3, 0}}}},
+      {{10, 2, 14, 9}, {1, 1}, {{1, {0, 9}}, {4, {0, 9}}, {8, {0, 9}}}},
   };
   for (auto const& example : examples) {
     Trial const trial(CaseOfSizes(GetParam().layout, example.sizes, 0));
@@ -78,6 +78,23 @@ TEST_P(SlicesTest, LinesWrittenByEachCall) {
     EXPECT_EQ(ScaleSlices(GetParam(), context.get(), example.sizes, trial.picture, example.slices, &cyWritten),
               trial.frame);
     EXPECT_EQ(cyWritten, example.cyWritten.at(GetParam().blockLines));
+  }
+}
+
+// What FourTapScaleLinesNeeded promises, line by line: kept at once by scalers that hold nothing back.
+TEST_P(SlicesTest, LinesComeWithTheLastOneTheyNeed) {
+  if (GetParam().blockLines != 1) GTEST_SKIP() << "waits for blocks of lines";
+  for (Sizes const& sizes : {Sizes{10, 11, 14, 17}, {10, 64, 4, 6}, {10, 2, 14, 9}, {10, 9, 10, 9}, {8, 90, 8, 7}}) {
+    Trial const trial(CaseOfSizes(GetParam().layout, sizes, 0));
+    OwnedContext const context = MakeContext(GetParam().layout, sizes);
+    std::vector<int> const oneByOne(static_cast<size_t>(sizes.cyIn), 1);
+    std::vector<int> cyWritten;
+    ScaleSlices(GetParam(), context.get(), sizes, trial.picture, oneByOne, &cyWritten);
+    std::vector<int> needed(static_cast<size_t>(sizes.cyIn));
+    for (int line = 0; line < sizes.cyOut; ++line) {
+      ++needed[static_cast<size_t>(FourTapScaleLinesNeeded(sizes.cyIn, sizes.cyOut, line)) - 1];
+    }
+    EXPECT_EQ(cyWritten, needed);
   }
 }
 

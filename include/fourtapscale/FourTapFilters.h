@@ -24,6 +24,13 @@ FOURTAP_API void FourTapVertFilter_mmx(unsigned char* dst, unsigned char const* 
 FOURTAP_API void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                         unsigned char const* line2, unsigned char const* line3, int count,
                                         short* coefs);
+// The same for processors with AVX2, or with AVX-512 F, BW, VL, VBMI and VNNI. Beyond the range above every byte wraps.
+FOURTAP_API void FourTapVertFilter_avx2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                        unsigned char const* line2, unsigned char const* line3, int count,
+                                        short* coefs);
+FOURTAP_API void FourTapVertFilter_avx512(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                          unsigned char const* line2, unsigned char const* line3, int count,
+                                          short* coefs);
 
 // Lines to columns: lane k of columns[c] becomes byte c of lines[k], for c below `count`.
 //   lines    8 (SSE2) or 4 (MMX) pointers to `count` readable bytes each, any alignment; neither table nor bytes change

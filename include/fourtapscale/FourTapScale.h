@@ -98,15 +98,46 @@ FOURTAP_API void DoneScaleContext(_SCALE_CONTEXT*);
 // Starts a new progressive frame, whatever became of the one before. A new context needs no reset.
 FOURTAP_API void FourTapScaleProgressiveReset(_SCALE_CONTEXT*);
 
-// The scalers by name. Both instruction sets give the same bytes; MMX is never chosen by InitFourTapScale, and is there
-// for hosts that want it and for comparison.
-FOURTAP_API FourTapFrameScaler FourTapScalePlane_sse2, FourTapScalePlane_mmx;
-FOURTAP_API FourTapFrameScaler FourTapScaleRGB24_sse2, FourTapScaleRGB24_mmx;
-FOURTAP_API FourTapFrameScaler FourTapScaleRGB32_sse2, FourTapScaleRGB32_mmx;
-FOURTAP_API FourTapFrameScaler FourTapScaleXYXY_sse2, FourTapScaleXYXY_mmx;
-FOURTAP_API FourTapFrameScaler FourTapScaleYXYX_sse2, FourTapScaleYXYX_mmx;
-FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_sse2, FourTapScalePlaneProgressive_mmx;
-FOURTAP_API FourTapSliceScaler FourTapScaleRGB24Progressive_sse2, FourTapScaleRGB24Progressive_mmx;
-FOURTAP_API FourTapSliceScaler FourTapScaleRGB32Progressive_sse2, FourTapScaleRGB32Progressive_mmx;
-FOURTAP_API FourTapSliceScaler FourTapScaleXYXYProgressive_sse2, FourTapScaleXYXYProgressive_mmx;
-FOURTAP_API FourTapSliceScaler FourTapScaleYXYXProgressive_sse2, FourTapScaleYXYXProgressive_mmx;
+// Instruction sets that InitFourTapScaleBest chooses from, narrowest first.
+enum FourTapSet {
+  FourTapSetNone,
+  FourTapSetSSE2,
+  FourTapSetAVX2,
+  FourTapSetAVX512,  // F, BW, VL, VBMI and VNNI
+};
+
+// Points the pointers above at the scalers of the widest set that the processor and the system support and that is not
+// wider than `widest`, and returns that set. Asks cpuid_detect_accel first: at 0, as for FourTapSetNone, it leaves the
+// pointers alone and returns FourTapSetNone. All sets give the same bytes. AVX2 and AVX-512 hold no line back: a
+// progressive call writes all that its input allows.
+FOURTAP_API int InitFourTapScaleBest(int widest);
+
+// Bytes that a context of these sizes takes, or -1 where InitScaleContext refuses them.
+FOURTAP_API long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int cyOut, int bitsPerPixel);
+
+// How many input lines a progressive frame must have been handed before output line `line`, 0 to cyOut - 1, can be
+// written. AVX2 and AVX-512 write it by that call; SSE2 and MMX when its block of lines is full.
+FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
+
+// The scalers by name. All instruction sets give the same bytes; MMX is never chosen by itself, and is there for hosts
+// that want it and for comparison. AVX2 and AVX-512 need a processor that has them.
+FOURTAP_API FourTapFrameScaler FourTapScalePlane_sse2, FourTapScalePlane_mmx, FourTapScalePlane_avx2,
+    FourTapScalePlane_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleRGB24_sse2, FourTapScaleRGB24_mmx, FourTapScaleRGB24_avx2,
+    FourTapScaleRGB24_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleRGB32_sse2, FourTapScaleRGB32_mmx, FourTapScaleRGB32_avx2,
+    FourTapScaleRGB32_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleXYXY_sse2, FourTapScaleXYXY_mmx, FourTapScaleXYXY_avx2,
+    FourTapScaleXYXY_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleYXYX_sse2, FourTapScaleYXYX_mmx, FourTapScaleYXYX_avx2,
+    FourTapScaleYXYX_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_sse2, FourTapScalePlaneProgressive_mmx,
+    FourTapScalePlaneProgressive_avx2, FourTapScalePlaneProgressive_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleRGB24Progressive_sse2, FourTapScaleRGB24Progressive_mmx,
+    FourTapScaleRGB24Progressive_avx2, FourTapScaleRGB24Progressive_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleRGB32Progressive_sse2, FourTapScaleRGB32Progressive_mmx,
+    FourTapScaleRGB32Progressive_avx2, FourTapScaleRGB32Progressive_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleXYXYProgressive_sse2, FourTapScaleXYXYProgressive_mmx,
+    FourTapScaleXYXYProgressive_avx2, FourTapScaleXYXYProgressive_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleYXYXProgressive_sse2, FourTapScaleYXYXProgressive_mmx,
+    FourTapScaleYXYXProgressive_avx2, FourTapScaleYXYXProgressive_avx512;

@@ -10,6 +10,7 @@
 
 #include "core/FilterCoefs.h"
 #include "core/SourceStepping.h"
+#include "wide/GatherPlan.h"
 
 namespace {
 
@@ -21,16 +22,39 @@ int64_t LineBytes(int64_t cx, int bitsPerPixel) { return cx * bitsPerPixel >> 3;
 
 template <class Item>
 Item* Allocate(int64_t count) {
-  if (count < 0 || static_cast<uint64_t>(count) > PTRDIFF_MAX / sizeof(Item)) return nullptr;
   // An empty buffer is a buffer: null stands for failure.
   size_t const bytes = static_cast<size_t>(count) * sizeof(Item);
   return static_cast<Item*>(std::malloc(bytes ? bytes : 1));
 }
 
-// Whether the scalers can count the lines and bytes of such pictures in an int.
-bool FitsScalers(int cxIn, int cyIn, int cxOut, int bitsPerPixel) {
-  return cyIn <= INT_MAX - 3 && LineBytes(int64_t{cxIn} + 6, bitsPerPixel) <= INT_MAX - 31 &&
-         LineBytes(cxOut, bitsPerPixel) <= INT_MAX;
+// Counts of what the buffers hold, in 64 bits since the sizes are not checked yet.
+struct BufferSizes {
+  int64_t srcLines;
+  int64_t slot;  // bytes of one line in tempBuf or savedLineBuf
+  int64_t columnsIn;
+  int64_t columnsOut;
+  int64_t positions;
+  int64_t gatherBytes;
+};
+
+BufferSizes SizesFor(int cxIn, int cyIn, int cxOut, int bitsPerPixel) {
+  int64_t const columnsIn = LineBytes(int64_t{cxIn} + 6, bitsPerPixel);
+  int64_t const columnsOut = LineBytes(cxOut, bitsPerPixel);
+  return {int64_t{cyIn} + 3,
+          (LineBytes(int64_t{cxIn} + 4, bitsPerPixel) + 31) & ~int64_t{15},
+          columnsIn,
+          columnsOut,
+          int64_t{cxOut} + (int64_t{cxOut} + 1) / 2,
+          fourtap::GatherBufBytes(columnsIn, columnsOut)};
+}
+
+// Whether buffers can have these sizes, and the scalers count such lines and bytes in an int.
+bool FitScalers(BufferSizes const& sizes) {
+  int64_t const most = INT_MAX - 31;
+  for (int64_t size : {sizes.srcLines, sizes.slot, sizes.columnsIn, sizes.columnsOut, sizes.positions}) {
+    if (size < 0 || size > most) return false;
+  }
+  return true;
 }
 
 void FillPositions(int nIn, int nOut, uint64_t* positions) {
@@ -51,35 +75,34 @@ void FillCoefs(_SCALE_CONTEXT& context) {
   }
 }
 
-bool AllocateBuffers(_SCALE_CONTEXT& context) {
-  int64_t const slot = (LineBytes(int64_t{context.cxIn} + 4, context.bitsPerPixel) + 31) & ~int64_t{15};
-  int64_t const columnsIn = LineBytes(int64_t{context.cxIn} + 6, context.bitsPerPixel);
-  int64_t const columnsOut = LineBytes(context.cxOut, context.bitsPerPixel);
-  int64_t const positions = int64_t{context.cxOut} + (int64_t{context.cxOut} + 1) / 2;
-
-  context.srcLines = Allocate<unsigned char const*>(int64_t{context.cyIn} + 3);
+bool AllocateBuffers(_SCALE_CONTEXT& context, BufferSizes const& sizes) {
+  context.srcLines = Allocate<unsigned char const*>(sizes.srcLines);
   if (!context.srcLines) return false;
-  context.tempBuf = Allocate<unsigned char>(8 * slot);
+  context.tempBuf = Allocate<unsigned char>(8 * sizes.slot);
   if (!context.tempBuf) return false;
-  for (int i = 0; i < 8; ++i) context.tempLines[i] = context.tempBuf + 16 + i * slot;
-  context.savedLineBuf = Allocate<unsigned char>(3 * slot);
+  for (int i = 0; i < 8; ++i) context.tempLines[i] = context.tempBuf + 16 + i * sizes.slot;
+  context.savedLineBuf = Allocate<unsigned char>(3 * sizes.slot);
   if (!context.savedLineBuf) return false;
-  for (int i = 0; i < 3; ++i) context.savedLines[i] = context.savedLineBuf + i * slot;
-  context.colsIn_mmx = Allocate<FourTapColumnOf4>(columnsIn);
-  context.colsOut_mmx = Allocate<FourTapColumnOf4>(columnsOut);
-  context.colsIn_sse2 = Allocate<FourTapColumnOf8>(columnsIn);
-  context.colsOut_sse2 = Allocate<FourTapColumnOf8>(columnsOut);
+  for (int i = 0; i < 3; ++i) context.savedLines[i] = context.savedLineBuf + i * sizes.slot;
+  context.colsIn_mmx = Allocate<FourTapColumnOf4>(sizes.columnsIn);
+  context.colsOut_mmx = Allocate<FourTapColumnOf4>(sizes.columnsOut);
+  context.colsIn_sse2 = Allocate<FourTapColumnOf8>(sizes.columnsIn);
+  context.colsOut_sse2 = Allocate<FourTapColumnOf8>(sizes.columnsOut);
   if (!context.colsIn_mmx || !context.colsOut_mmx || !context.colsIn_sse2 || !context.colsOut_sse2) return false;
-  context.horzPositions = Allocate<uint64_t>(positions);
+  context.horzPositions = Allocate<uint64_t>(sizes.positions);
   if (!context.horzPositions) return false;
   context.chromaPositions = context.horzPositions + context.cxOut;
+  context.gatherBuf = Allocate<unsigned char>(sizes.gatherBytes);
+  if (!context.gatherBuf) return false;
+  fourtap::LayOutGatherBuf(context, sizes.columnsIn);
   return true;
 }
 
 }  // namespace
 
 _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int bitsPerPixel) {
-  if (!FitsScalers(cxIn, cyIn, cxOut, bitsPerPixel)) return nullptr;
+  BufferSizes const sizes = SizesFor(cxIn, cyIn, cxOut, bitsPerPixel);
+  if (!FitScalers(sizes)) return nullptr;
   auto* context = static_cast<_SCALE_CONTEXT*>(std::malloc(sizeof(_SCALE_CONTEXT)));
   if (!context) return nullptr;
   std::memset(context, 0, sizeof *context);
@@ -88,7 +111,7 @@ _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int b
   context->cxOut = cxOut;
   context->cyOut = cyOut;
   context->bitsPerPixel = bitsPerPixel;
-  if (!AllocateBuffers(*context)) {
+  if (!AllocateBuffers(*context, sizes)) {
     DoneScaleContext(context);
     return nullptr;
   }
@@ -109,10 +132,25 @@ void DoneScaleContext(_SCALE_CONTEXT* context) {
   std::free(context->colsIn_sse2);
   std::free(context->colsOut_sse2);
   std::free(context->horzPositions);
+  std::free(context->gatherBuf);
   std::free(context);
 }
 
 void FourTapScaleProgressiveReset(_SCALE_CONTEXT* context) {
   context->cyInDone = 0;
   context->cyOutDone = 0;
+}
+
+long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int, int bitsPerPixel) {
+  BufferSizes const sizes = SizesFor(cxIn, cyIn, cxOut, bitsPerPixel);
+  if (!FitScalers(sizes)) return -1;
+  int64_t const bytesPerColumn = sizeof(FourTapColumnOf4) + sizeof(FourTapColumnOf8);
+  return int64_t{sizeof(_SCALE_CONTEXT)} + sizes.srcLines * int64_t{sizeof(unsigned char*)} + (8 + 3) * sizes.slot +
+         (sizes.columnsIn + sizes.columnsOut) * bytesPerColumn + sizes.positions * int64_t{sizeof(uint64_t)} +
+         sizes.gatherBytes;
+}
+
+int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line) {
+  if (cyIn == cyOut) return line + 1;
+  return std::min(cyIn, fourtap::SourcePosition(cyIn, cyOut, line) + 3);
 }

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "wide/GatherPlan.h"
+
 struct _SCALE_CONTEXT {
   int cxIn, cyIn;                  // pixels, lines
   int cxOut, cyOut;                // pixels, lines
@@ -30,4 +32,8 @@ struct _SCALE_CONTEXT {
                               // chroma samples of packed layouts
   uint64_t* chromaPositions;  // into horzPositions: as if the widths were halved, in sixteenths of a pair
   bool onePhase;              // all columns have the same phase
+  unsigned char* gatherBuf;   // owned: what the wide sets need (wide/GatherPlan.h)
+  // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
+  unsigned char* wideLines[fourtap::gatherBlockLines];
+  fourtap::GatherPlan* gatherPlan;  // into gatherBuf
 };

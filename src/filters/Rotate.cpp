@@ -65,7 +65,7 @@ void LinesFromSingleColumns(Column const* columns, unsigned char* const* lines, 
 }
 
 // columnCount is 16, or 8 with the upper half of each line vector empty.
-template <int columnCount>
+template <int columnCount, bool noFourth>
 void ColumnsFromLines(unsigned char* const* lines, int at, FourTapColumnOf8* columns) {
   __m128i v[8];
   for (int k = 0; k < 8; ++k) {
@@ -76,28 +76,31 @@ void ColumnsFromLines(unsigned char* const* lines, int at, FourTapColumnOf8* col
   __m128i const lowBytes = _mm_set1_epi16(0xff);
   for (int pair = 0; pair < columnCount / 2; ++pair) {
     columns[at + 2 * pair] = _mm_and_si128(v[pair], lowBytes);
-    columns[at + 2 * pair + 1] = _mm_srli_epi16(v[pair], 8);
+    if (!noFourth || pair % 2 == 0) columns[at + 2 * pair + 1] = _mm_srli_epi16(v[pair], 8);
   }
 }
 
-// Two columns as one vector of words, from any lanes and from lanes of 0 to 255.
+// Two columns as one vector of words: from any lanes, from lanes of 0 to 255, and from these with every fourth column
+// 0.
 struct SaturateAndMerge {
-  static __m128i Merge(__m128i even, __m128i odd) {
-    __m128i const bytes = _mm_packus_epi16(even, odd);
+  static __m128i Merge(FourTapColumnOf8 const* columns, int) {
+    __m128i const bytes = _mm_packus_epi16(columns[0], columns[1]);
     return _mm_unpacklo_epi8(bytes, _mm_unpackhi_epi64(bytes, bytes));
   }
 };
 
+template <bool noFourth>
 struct MergeBytes {
-  static __m128i Merge(__m128i even, __m128i odd) { return _mm_or_si128(even, _mm_slli_epi16(odd, 8)); }
+  static __m128i Merge(FourTapColumnOf8 const* columns, int pair) {
+    if (noFourth && pair % 2 == 1) return columns[0];
+    return _mm_or_si128(columns[0], _mm_slli_epi16(columns[1], 8));
+  }
 };
 
 template <int columnCount, class Merging>
 void LinesFromColumns(FourTapColumnOf8 const* columns, unsigned char* const* lines, int at) {
   __m128i v[8] = {};
-  for (int pair = 0; pair < columnCount / 2; ++pair) {
-    v[pair] = Merging::Merge(columns[at + 2 * pair], columns[at + 2 * pair + 1]);
-  }
+  for (int pair = 0; pair < columnCount / 2; ++pair) v[pair] = Merging::Merge(columns + at + 2 * pair, pair);
   TransposeWords(v);
   for (int k = 0; k < 8; ++k) {
     auto* const to = reinterpret_cast<__m128i*>(lines[k] + at);
@@ -118,22 +121,33 @@ void LinesFromAllColumns(FourTapColumnOf8 const* columns, unsigned char* const* 
 
 }  // namespace
 
-void fourtap::LinesToColumns_sse2(unsigned char** lines, int count, FourTapColumnOf8* columns) {
+namespace fourtap {
+
+template <bool noFourth>
+void LinesToColumns_sse2(unsigned char** lines, int count, FourTapColumnOf8* columns) {
   int at = 0;
-  for (; at + 16 <= count; at += 16) ColumnsFromLines<16>(lines, at, columns);
+  for (; at + 16 <= count; at += 16) ColumnsFromLines<16, noFourth>(lines, at, columns);
   if (at + 8 <= count) {
-    ColumnsFromLines<8>(lines, at, columns);
+    ColumnsFromLines<8, noFourth>(lines, at, columns);
     at += 8;
   }
   SingleColumnsFromLines<8>(lines, at, count, columns);
 }
 
-void fourtap::ByteColumnsToLines_sse2(FourTapColumnOf8 const* columns, unsigned char** lines, int count) {
-  LinesFromAllColumns<MergeBytes>(columns, lines, count);
+template <bool noFourth>
+void ByteColumnsToLines_sse2(FourTapColumnOf8 const* columns, unsigned char** lines, int count) {
+  LinesFromAllColumns<MergeBytes<noFourth>>(columns, lines, count);
 }
 
+template void LinesToColumns_sse2<false>(unsigned char**, int, FourTapColumnOf8*);
+template void LinesToColumns_sse2<true>(unsigned char**, int, FourTapColumnOf8*);
+template void ByteColumnsToLines_sse2<false>(FourTapColumnOf8 const*, unsigned char**, int);
+template void ByteColumnsToLines_sse2<true>(FourTapColumnOf8 const*, unsigned char**, int);
+
+}  // namespace fourtap
+
 void Rotate8LinesClockwise_sse2(unsigned char** lines, int count, FourTapColumnOf8* columns) {
-  fourtap::LinesToColumns_sse2(lines, count, columns);
+  fourtap::LinesToColumns_sse2<false>(lines, count, columns);
   _mm_empty();
 }
 

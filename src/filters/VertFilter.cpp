@@ -1,6 +1,7 @@
 // The vertical filter of one line of bytes: front ends that look at alignment, block loops, and the scalar line.
+#include "filters/VertFilter.h"
+
 #include <emmintrin.h>
-#include <fourtapscale/FourTapFilters.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -118,6 +119,7 @@ void FourTapVertFilterLoop_sse2(unsigned char* dst, TapLines lines, int count, s
   };
   int const inBlocks = count & ~15;
   byForm[static_cast<int>(FormOf(coefs))](dst, lines, inBlocks, coefs);
+  if (count == inBlocks) return;
   Advance(lines, inBlocks);
   FourTapVertFilterLoop_mmx(dst + inBlocks, lines, count - inBlocks, coefs);
 }
@@ -139,8 +141,9 @@ void FourTapVertFilter_mmx(unsigned char* dst, unsigned char const* line0, unsig
   FourTapVertFilterLoop_mmx(dst, lines, count, coefs);
 }
 
-void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                            unsigned char const* line2, unsigned char const* line3, int count, short* coefs) {
+void fourtap::FilterLineVertically_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                        unsigned char const* line2, unsigned char const* line3, int count,
+                                        short* coefs) {
   TapLines lines{{line0, line1, line2, line3}};
   int const misalignment = SharedMisalignment<16>(lines);
   if (misalignment > 0) {
@@ -157,4 +160,10 @@ void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsi
       linesAligned ? (dstAligned ? FourTapVertFilterLoop_sse2<true, true> : FourTapVertFilterLoop_sse2<true, false>)
                    : (dstAligned ? FourTapVertFilterLoop_sse2<false, true> : FourTapVertFilterLoop_sse2<false, false>);
   loop(dst, lines, count, coefs);
+}
+
+void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                            unsigned char const* line2, unsigned char const* line3, int count, short* coefs) {
+  fourtap::FilterLineVertically_sse2(dst, line0, line1, line2, line3, count, coefs);
+  _mm_empty();
 }

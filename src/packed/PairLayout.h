@@ -8,6 +8,7 @@
 #include <cassert>
 
 #include "plane/HorzPass.h"
+#include "wide/GatherPlan.h"
 
 namespace fourtap {
 
@@ -23,11 +24,16 @@ struct PairOrder {
 template <PairOrder const& order>
 struct PairLayout {
   static constexpr int bytesPerPixel = 2;
+  static constexpr bool noFourth = false;
 
   // A copied pair repeats the chroma of its neighbour, and the one luma sample next to it. The left pair's own first
   // luma is never read: luma taps reach one pixel over the edge.
   static constexpr EdgeRule edges =
       order.lumaByte == 0 ? EdgeRule{4, {-1, 1, 0, 3}, {2, 1, 2, 3}} : EdgeRule{4, {0, -1, 2, 1}, {0, 3, 2, 3}};
+
+  static constexpr GatherLayout gather =
+      order.lumaByte == 0 ? GatherLayout{4, 2, 2, 4, {{0, 0, false}, {0, 1, true}, {1, 0, false}, {0, 3, true}}}
+                          : GatherLayout{4, 2, 2, 4, {{0, 0, true}, {0, 1, false}, {0, 2, true}, {1, 1, false}}};
 
   // Whole pairs, one before the pair of the first luma position and two behind that of the last. That covers the chroma
   // taps too, which stand where their own stepping puts them.
@@ -49,20 +55,20 @@ struct PairLayout {
             (firstChroma - 1) * 4 - first * 2 + order.chromaByte};
   }
 
-  static void RequireEven(char const* filter, int cxIn, int cxOut, int xDest, int cxDest) {
+  static void RequireFits(char const* filter, _SCALE_CONTEXT const& context, HorzRange const& range) {
     auto const require = [filter](bool holds, char const* expression) {
       if (!holds) __assert_fail(expression, order.sourceFile, order.sourceLine, filter);
     };
-    require((cxIn & 1) == 0, "(cxIn & 1) == 0");
-    require((cxOut & 1) == 0, "(cxOut & 1) == 0");
-    require((xDest & 1) == 0, "(xDest & 1) == 0");
-    require((cxDest & 1) == 0, "(cxDest & 1) == 0");
+    require((context.cxIn & 1) == 0, "(cxIn & 1) == 0");
+    require((context.cxOut & 1) == 0, "(cxOut & 1) == 0");
+    require((range.xDest & 1) == 0, "(xDest & 1) == 0");
+    require((range.cxDest & 1) == 0, "(cxDest & 1) == 0");
   }
 
   template <class Column, class Taps>
   static void FilterPairs(char const* filter, _SCALE_CONTEXT const& context, HorzRange const& range, Column const* in,
                           Column* out, Taps const (*coefs)[4]) {
-    RequireEven(filter, context.cxIn, context.cxOut, range.xDest, range.cxDest);
+    RequireFits(filter, context, range);
     FilterSamples<SampleGrid{2, 1, 1, 0}>(context.horzPositions + range.xDest, range.cxDest, context.onePhase,
                                           in + range.lumaOffset, out + order.lumaByte, coefs);
     FilterSamples<SampleGrid{4, 2, 2, 0}>(context.chromaPositions + range.xDest / 2, range.cxDest / 2, context.onePhase,

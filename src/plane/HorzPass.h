@@ -1,7 +1,8 @@
 // The horizontal pass of one layout, over columns of any kind: a byte of one line, or a vector of a block of lines.
 //
 // A layout is a record with
-//   bytesPerPixel, edges (EdgeRule), Needed (NeededRange)
+//   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), gather (GatherLayout), RequireFits
+//   noFourth          every fourth byte comes out as 0, whatever it was
 //   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
@@ -14,6 +15,7 @@
 
 #include "filters/FourTapSum.h"
 #include "filters/Rotate.h"
+#include "filters/VertFilter.h"
 #include "plane/Scaler.h"
 
 namespace fourtap {
@@ -102,8 +104,10 @@ struct Block8Lines_sse2 {
   typedef FourTapColumnOf8 Column;
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
-  static constexpr auto* const rotateIn = LinesToColumns_sse2;
-  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2;
+  template <class Layout>
+  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::noFourth>;
+  template <class Layout>
+  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::noFourth>;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
 };
@@ -113,30 +117,46 @@ struct Block4Lines_mmx {
   typedef FourTapColumnOf4 Column;
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_mmx; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_mmx; }
+  template <class Layout>
   static constexpr auto* const rotateIn = Rotate4LinesClockwise_mmx;
+  template <class Layout>
   static constexpr auto* const rotateOut = Rotate4LinesCounterClockwise_mmx;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter4Lines_mmx;
 };
 
-// A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache.
+// A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache. Where there
+// are fewer lines than the block has, the last one is done again in place of each missing one.
 template <class Layout, class Block>
-void ScaleBlock(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range, unsigned char* dst,
-                int dstStride) {
-  int const stripWidth = 128;
+void ScaleBlock(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
+                unsigned char* dst, int dstStride) {
+  int const stripWidth = Layout::bytesPerPixel <= 2 ? 192 : 128;
   for (int x = 0; x < range.cxDest; x += stripWidth) {
     HorzRange const strip = Layout::Needed(context, range.xDest + x, std::min(stripWidth, range.cxDest - x));
     unsigned char* srcLines[Block::lineCount];
     unsigned char* dstLines[Block::lineCount];
     for (int k = 0; k < Block::lineCount; ++k) {
-      srcLines[k] = lines[k] + (strip.firstByte - range.firstByte);
-      dstLines[k] = dst + ptrdiff_t{k} * dstStride + x * Layout::bytesPerPixel;
+      int const line = std::min(k, lineCount - 1);
+      srcLines[k] = lines[line] + (strip.firstByte - range.firstByte);
+      dstLines[k] = dst + ptrdiff_t{line} * dstStride + x * Layout::bytesPerPixel;
     }
     typename Block::Column* const real = Block::In(context) + strip.padLeft * Layout::edges.unitBytes;
-    Block::rotateIn(srcLines, strip.count, real);
+    Block::template rotateIn<Layout>(srcLines, strip.count, real);
     Block::template filter<Layout>(context, strip, RepeatEdges<Layout::edges>(real, strip), Block::Out(context));
-    Block::rotateOut(Block::Out(context), dstLines, strip.cxDest * Layout::bytesPerPixel);
+    Block::template rotateOut<Layout>(Block::Out(context), dstLines, strip.cxDest * Layout::bytesPerPixel);
   }
+}
+
+template <class Layout>
+void FourTapHorzScale8Lines_sse2(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range,
+                                 unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block8Lines_sse2>(context, lines, 8, range, dst, dstStride);
+}
+
+template <class Layout>
+void FourTapHorzScale4Lines_mmx(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range,
+                                unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block4Lines_mmx>(context, lines, 4, range, dst, dstStride);
 }
 
 template <class Layout>
@@ -166,17 +186,22 @@ template <class Layout>
 inline constexpr Scaler scalerOf_sse2{
     Layout::bytesPerPixel,
     Layout::Needed,
-    FourTapVertFilter_sse2,
-    {{8, ScaleBlock<Layout, Block8Lines_sse2>}, {4, ScaleBlock<Layout, Block4Lines_mmx>}},
+    FilterLineVertically_sse2,
+    {{8, FourTapHorzScale8Lines_sse2<Layout>}, {4, FourTapHorzScale4Lines_mmx<Layout>}},
     FourTapHorzScaleLines_c<Layout>,
     FourTapHorzScaleSrcLines_c<Layout>,
+    false,
 };
 
 template <class Layout>
 inline constexpr Scaler scalerOf_mmx{
-    Layout::bytesPerPixel,           Layout::Needed,
-    FourTapVertFilter_mmx,           {{4, ScaleBlock<Layout, Block4Lines_mmx>}, {}},
-    FourTapHorzScaleLines_c<Layout>, FourTapHorzScaleSrcLines_c<Layout>,
+    Layout::bytesPerPixel,
+    Layout::Needed,
+    FourTapVertFilter_mmx,
+    {{4, FourTapHorzScale4Lines_mmx<Layout>}, {}},
+    FourTapHorzScaleLines_c<Layout>,
+    FourTapHorzScaleSrcLines_c<Layout>,
+    false,
 };
 
 }  // namespace fourtap

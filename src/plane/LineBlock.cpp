@@ -24,6 +24,10 @@ void LineWritten(LineBlock& block, int lineCount) {
   block.written += lineCount;
 }
 
+unsigned char** IntermediateLines(Scaler const& scaler, _SCALE_CONTEXT& context) {
+  return scaler.writesAtOnce ? context.wideLines : context.tempLines;
+}
+
 }  // namespace
 
 HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int xDest, int cxDest) {
@@ -41,7 +45,7 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
     int const firstTap = Position(at) - 1 - firstLine;
     if (firstTap + 4 > entryCount) break;
     unsigned char const* const* const taps = context.srcLines + firstTap;
-    unsigned char* const line = horizontally ? context.tempLines[block.pending] : block.dst;
+    unsigned char* const line = horizontally ? IntermediateLines(scaler, context)[block.pending] : block.dst;
     scaler.vertFilter(line, taps[0] + range.firstByte, taps[1] + range.firstByte, taps[2] + range.firstByte,
                       taps[3] + range.firstByte, range.count, context.vertCoef[Phase(at)]);
     if (!horizontally) {
@@ -54,8 +58,8 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
 }
 
 void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
-  ScaleHorizontally(scaler, context, context.tempLines, block.pending, scaler.scaleLines, range, block.dst,
-                    block.dstStride);
+  ScaleHorizontally(scaler, context, IntermediateLines(scaler, context), block.pending, scaler.scaleLines, range,
+                    block.dst, block.dstStride);
   LineWritten(block, block.pending);
   block.pending = 0;
 }

@@ -4,13 +4,20 @@
 #include <algorithm>
 
 #include "plane/HorzPass.h"
+#include "wide/GatherPlan.h"
 
 namespace fourtap {
 
 template <int pixelBytes, int channels>
 struct PixelLayout {
   static constexpr int bytesPerPixel = pixelBytes;
+  static constexpr bool noFourth = pixelBytes == 4 && channels == 3;
   static constexpr EdgeRule edges{pixelBytes, {0, 1, 2, 3}, {0, 1, 2, 3}};
+
+  static constexpr GatherLayout gather{
+      pixelBytes, 1, pixelBytes, 0, {{0, 0, false}, {0, 1, false}, {0, 2, false}, {0, channels > 3 ? 3 : -1, false}}};
+
+  static void RequireFits(char const*, _SCALE_CONTEXT const&, HorzRange const&) {}
 
   static HorzRange Needed(_SCALE_CONTEXT const& context, int xDest, int cxDest) {
     int const first = HorzPosition(context.horzPositions[xDest]) - 1;

@@ -72,15 +72,12 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
 
   HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
-  int const pending = context.cxIn == context.cxOut ? 0 : context.cyOutDone % scaler.passes[0].lineCount;
-  LineBlock block{dst, dstStride, pending, 0};
+  bool const waited = context.cxIn != context.cxOut && !scaler.writesAtOnce;
+  LineBlock block{dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0, 0};
   context.cyOutDone += ScaleLines(scaler, context, range, StartStepping(context.cyIn, context.cyOut, context.cyOutDone),
                                   FirstTableLine(context), entryCount, context.cyOut - context.cyOutDone, block);
-  if (last) {
-    FlushLines(scaler, context, range, block);
-  } else {
-    KeepLastLines(scaler, context, src, srcStride, added);
-  }
+  if (last || scaler.writesAtOnce) FlushLines(scaler, context, range, block);
+  if (!last) KeepLastLines(scaler, context, src, srcStride, added);
   cyWritten = block.written;
   context.cyInDone += added;
   _mm_empty();

@@ -43,6 +43,7 @@ struct Scaler {
   BlockPass passes[2];            // widest first; lines are collected into blocks of the first one's size
   HorzScaleLines* scaleLines;     // what the blocks leave over: intermediate lines, which it may extend in place
   HorzScaleLines* scaleSrcLines;  // the same for source lines, which are never written
+  bool writesAtOnce;  // progressive calls send on all they have filtered; intermediate lines are the wide ones
 };
 
 // The two scaler types of the public header, for any layout and instruction set.

@@ -1,29 +1,13 @@
 // Three bytes per pixel, three channels in any order.
+#include "plane/EntryPoints.h"
 #include "plane/PixelLayout.h"
+#include "wide/WideScale.h"
 
 namespace {
 typedef fourtap::PixelLayout<3, 3> RGB24Layout;
 }
 
-void FourTapScaleRGB24_sse2(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride, unsigned char* dst,
-                            int dstStride, int xDest, int yDest, int cxDest, int cyDest) {
-  fourtap::ScaleFrame(fourtap::scalerOf_sse2<RGB24Layout>, *context, src, srcStride, dst, dstStride, xDest, yDest,
-                      cxDest, cyDest);
-}
-
-void FourTapScaleRGB24_mmx(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride, unsigned char* dst,
-                           int dstStride, int xDest, int yDest, int cxDest, int cyDest) {
-  fourtap::ScaleFrame(fourtap::scalerOf_mmx<RGB24Layout>, *context, src, srcStride, dst, dstStride, xDest, yDest,
-                      cxDest, cyDest);
-}
-
-void FourTapScaleRGB24Progressive_sse2(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride, int cySlice,
-                                       unsigned char* dst, int dstStride, int& cyWritten) {
-  fourtap::ScaleSlice(fourtap::scalerOf_sse2<RGB24Layout>, *context, src, srcStride, cySlice, dst, dstStride,
-                      cyWritten);
-}
-
-void FourTapScaleRGB24Progressive_mmx(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride, int cySlice,
-                                      unsigned char* dst, int dstStride, int& cyWritten) {
-  fourtap::ScaleSlice(fourtap::scalerOf_mmx<RGB24Layout>, *context, src, srcStride, cySlice, dst, dstStride, cyWritten);
-}
+FOURTAP_DEFINE_SCALERS(RGB24, mmx, fourtap::scalerOf_mmx<RGB24Layout>)
+FOURTAP_DEFINE_SCALERS(RGB24, sse2, fourtap::scalerOf_sse2<RGB24Layout>)
+FOURTAP_DEFINE_SCALERS(RGB24, avx2, fourtap::scalerOf_avx2<RGB24Layout>)
+FOURTAP_DEFINE_SCALERS(RGB24, avx512, fourtap::scalerOf_avx512<RGB24Layout>)

@@ -1,0 +1,89 @@
+// The horizontal pass of the wide sets: no transposition. Every output byte is one item with four source bytes and four
+// taps. Tables say where the bytes of a group of items lie within windows, stretches of a line that fit a register, and
+// a layout is only the rule that fills them.
+//
+// Included by files compiled for newer processors: nothing here but plain records and declarations.
+#pragma once
+
+#include <cstdint>
+
+struct _SCALE_CONTEXT;
+
+namespace fourtap {
+
+struct HorzRange;
+
+// One byte of a layout's unit, the smallest repeated piece of a line.
+struct GatherByte {
+  int sample;  // which of the unit's samples of its kind it is
+  int offset;  // byte of its channel in a line's first sample; -1: comes out as 0
+  bool chroma;
+};
+
+struct GatherLayout {
+  int unitBytes;
+  int unitPixels;
+  int distance;        // from a sample to the next of its channel, bytes
+  int chromaDistance;  // the same for chroma, which has its own stepping
+  GatherByte bytes[4];
+};
+
+struct GatherItem {
+  int output;  // which byte of the group
+  int tap;
+  int window;  // which window of the group its source byte is taken from
+};
+
+struct GatherPlan;
+
+// How a kernel reads its tables. A group is `groupBytes` neighbouring output bytes; its tables are `vectorCount`
+// vectors of byte numbers within a window, then as many of taps.
+struct GatherScheme {
+  int vectorBytes;
+  int groupBytes;
+  int windowBytes;
+  int windowCount;
+  bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
+  GatherItem (*itemAt)(int vector, int lane);
+
+  // Filters lines, each at its first needed byte, into destination lines. Reads a whole window where a line is shorter.
+  void (*filter)(GatherPlan const&, unsigned char const* const* lines, int lineCount, unsigned char* dst,
+                 int dstStride);
+};
+
+// A set's schemes, fastest first; the first one whose windows reach all taps is taken.
+struct GatherSet {
+  char const* filterName;  // for the report of a failed precondition
+  GatherScheme const* schemes;
+  int schemeCount;
+};
+
+// What one set needs for one layout and range of columns. Kept in the context, behind it the tables.
+struct GatherPlan {
+  GatherSet const* set;  // with the layout and the columns, what the plan was made for; null: for nothing yet
+  GatherLayout const* layout;
+  int xDest, cxDest;
+  GatherScheme const* scheme;  // null: no scheme reaches so far
+  int srcBytes;                // needed bytes of a source line
+  int dstBytes;                // bytes of an output line
+  int groupCount;
+  int32_t const* windows;       // starts, group by group
+  unsigned char const* tables;  // 64-byte aligned
+};
+
+int const gatherBlockLines = 4;
+int const widestWindow = 128;
+
+// Bytes of a buffer for intermediate lines of so many bytes, plan and tables for output lines of so many bytes.
+int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes);
+
+// Lays out a new context's buffer, with a plan for nothing yet.
+void LayOutGatherBuf(_SCALE_CONTEXT&, int64_t srcBytes);
+
+// The context's plan for these columns, made anew if it was for others.
+GatherPlan const& PlanGather(_SCALE_CONTEXT&, GatherSet const&, GatherLayout const&, HorzRange const&);
+
+extern GatherSet const gatherSet_avx2;
+extern GatherSet const gatherSet_avx512;
+
+}  // namespace fourtap

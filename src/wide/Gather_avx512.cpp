@@ -1,0 +1,121 @@
+// The horizontal pass in AVX-512 registers: windows of 64 or 128 bytes, and byte permutations.
+#include <immintrin.h>
+
+#include <cstddef>
+#include <iterator>
+
+#include "wide/GatherPlan.h"
+
+namespace fourtap {
+
+namespace {
+
+int const groupBytes = 64;
+
+// Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs. One window.
+GatherItem PairsInOneWindow(int vector, int lane) { return {lane / 2 * 2 + vector / 2, vector % 2 * 2 + lane % 2, 0}; }
+
+// Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own.
+GatherItem QuadsInFourWindows(int vector, int lane) { return {16 * vector + lane / 4, lane % 4, vector}; }
+
+// Words below 2^14, shifted down by 6, as the even and the odd bytes of the result.
+__m512i MergeSums(__m512i even, __m512i odd) {
+  int const firstWhereMaskElseSecond = 0xca;
+  return _mm512_ternarylogic_epi32(_mm512_set1_epi16(0xff), _mm512_srli_epi16(even, 6), _mm512_slli_epi16(odd, 2),
+                                   firstWhereMaskElseSecond);
+}
+
+struct OneWindow {
+  static int const windows = 1;
+
+  __m512i Filter(unsigned char const* line, int32_t const* starts, __m512i const (&index)[4],
+                 __m512i const (&taps)[4]) const {
+    __m512i const window = _mm512_loadu_si512(line + starts[0]);
+    __m512i sums[4];
+    for (int v = 0; v < 4; ++v) sums[v] = _mm512_maddubs_epi16(_mm512_permutexvar_epi8(index[v], window), taps[v]);
+    return MergeSums(_mm512_add_epi16(sums[0], sums[1]), _mm512_add_epi16(sums[2], sums[3]));
+  }
+};
+
+template <int windowBytes>
+struct FourWindows {
+  static int const windows = 4;
+  __m512i order = OutputOrder();
+
+  // Packing and merging leave output byte 16v + 4q + i, q and i below 4, at byte 16q + 2i + v % 2 * 8 + v / 2.
+  static __m512i OutputOrder() {
+    alignas(64) unsigned char from[64];
+    for (int i = 0; i < 64; ++i) {
+      from[i] = static_cast<unsigned char>(i / 4 % 4 * 16 + i % 4 * 2 + i / 16 % 2 * 8 + i / 32);
+    }
+    return _mm512_load_si512(from);
+  }
+
+  static __m512i Gather(unsigned char const* from, __m512i index) {
+    if constexpr (windowBytes == 64) return _mm512_permutexvar_epi8(index, _mm512_loadu_si512(from));
+    return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + 64));
+  }
+
+  __m512i Filter(unsigned char const* line, int32_t const* starts, __m512i const (&index)[4],
+                 __m512i const (&taps)[4]) const {
+    __m512i sums[4];
+    for (int v = 0; v < 4; ++v) {
+      sums[v] = _mm512_dpbusd_epi32(_mm512_setzero_si512(), Gather(line + starts[v], index[v]), taps[v]);
+    }
+    __m512i const merged = MergeSums(_mm512_packus_epi32(sums[0], sums[1]), _mm512_packus_epi32(sums[2], sums[3]));
+    return _mm512_permutexvar_epi8(order, merged);
+  }
+};
+
+template <class Kernel, int lineCount>
+void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsigned char* dst, int dstStride) {
+  Kernel const kernel;
+  // Copied, since a store of bytes may change whatever is in memory for all that the compiler knows.
+  unsigned char const* from[lineCount];
+  for (int k = 0; k < lineCount; ++k) from[k] = lines[k];
+  int32_t const* windows = plan.windows;
+  auto const* tables = reinterpret_cast<__m512i const*>(plan.tables);
+  auto const filterGroup = [&](auto store) {
+    __m512i index[4], taps[4];
+    for (int v = 0; v < 4; ++v) {
+      index[v] = _mm512_load_si512(tables + v);
+      taps[v] = _mm512_load_si512(tables + 4 + v);
+    }
+    int32_t starts[Kernel::windows];
+    for (int w = 0; w < Kernel::windows; ++w) starts[w] = windows[w];
+    for (int k = 0; k < lineCount; ++k) {
+      store(dst + ptrdiff_t{k} * dstStride, kernel.Filter(from[k], starts, index, taps));
+    }
+    windows += Kernel::windows;
+    tables += 8;
+    dst += groupBytes;
+  };
+  int const wholeGroups = plan.dstBytes / groupBytes;
+  for (int group = 0; group < wholeGroups; ++group) {
+    filterGroup([](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
+  }
+  if (wholeGroups == plan.groupCount) return;
+  __mmask64 const rest = (__mmask64{1} << (plan.dstBytes % groupBytes)) - 1;
+  filterGroup([rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
+}
+
+template <class Kernel>
+void Filter(GatherPlan const& plan, unsigned char const* const* lines, int lineCount, unsigned char* dst,
+            int dstStride) {
+  static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
+                                                                      FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
+  static_assert(std::size(byLineCount) == gatherBlockLines);
+  byLineCount[lineCount - 1](plan, lines, dst, dstStride);
+}
+
+GatherScheme const schemes[] = {
+    {64, groupBytes, 64, 1, false, PairsInOneWindow, Filter<OneWindow>},
+    {64, groupBytes, 64, 4, false, QuadsInFourWindows, Filter<FourWindows<64>>},
+    {64, groupBytes, 128, 4, false, QuadsInFourWindows, Filter<FourWindows<128>>},
+};
+
+}  // namespace
+
+GatherSet const gatherSet_avx512{"FourTapHorzFilterLines_avx512", schemes, 3};
+
+}  // namespace fourtap
