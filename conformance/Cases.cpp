@@ -87,8 +87,12 @@ Bytes PictureOf(Case const& what) {
 GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement) {
   int const lineBytes = cx * Traits(layout).BytesPerPixel();
   int const distance = lineBytes + placement.gap;
-  return {lineBytes, cy, placement.bottomUp ? -distance : distance, placement.flush,
-          static_cast<std::size_t>(placement.shift)};
+  return {lineBytes,
+          cy,
+          placement.bottomUp ? -distance : distance,
+          placement.flush,
+          static_cast<std::size_t>(placement.shift),
+          Access::none};
 }
 
 // A call that touches protected memory ends here instead of ending the program.
@@ -133,7 +137,7 @@ std::string CallError(std::function<void()> const& call) {
 // The first byte of `image` from line firstLine on that is not as in `expected`.
 std::string Difference(GuardedImage const& image, unsigned char const* expected, int firstLine, int lastLine) {
   for (int y = firstLine; y < lastLine; ++y) {
-    unsigned char const* const line = image.Line(y);
+    unsigned char const* const line = image.Contents(y);
     unsigned char const* const wanted = expected + static_cast<std::ptrdiff_t>(y) * image.LineBytes();
     auto const [is, should] = std::mismatch(line, line + image.LineBytes(), wanted);
     if (is != line + image.LineBytes()) {
@@ -169,7 +173,6 @@ std::string CheckRect(Workplace const& at, Rect const& rect) {
     at.variant.frame(at.context, source.Top(), source.Stride(), output.Top(), output.Stride(), rect.x, rect.y, rect.cx,
                      rect.cy);
   });
-  output.Allow(Access::read);
   if (error.empty()) {
     error = Difference(output, Crop(what.layout, at.trial.frame, what.sizes.cxOut, rect).data(), 0, rect.cy);
   }
@@ -202,7 +205,6 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
       unsigned char* const next = output.Top() + static_cast<std::ptrdiff_t>(cyOutDone) * output.Stride();
       at.variant.slice(at.context, slice.Top(), slice.Stride(), slices[i], next, output.Stride(), cyWritten);
     });
-    output.Allow(Access::readWrite);
     slice.Allow(Access::none);
     if (error.empty() && cyWritten != cyExpected) {
       error = "cyWritten is " + std::to_string(cyWritten) + ", not " + std::to_string(cyExpected);

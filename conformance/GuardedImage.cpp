@@ -28,11 +28,17 @@ void Protect(unsigned char* pages, std::size_t size, Access access) {
   if (size > 0 && mprotect(pages, size, rights) != 0) std::abort();
 }
 
+// The same memory twice: between protected pages, inaccessible at first, and as the test sees it.
+struct Mapping {
+  unsigned char* pages;
+  unsigned char* alias;
+};
+
 // Mappings given back, by the size of what can be made accessible in them. They stay inaccessible until they are used
 // again: a trial needs dozens of small ones, and the system is slow to make them.
 struct Pool {
   std::mutex mutex;
-  std::map<std::size_t, std::vector<unsigned char*>> unused;
+  std::map<std::size_t, std::vector<Mapping>> unused;
 };
 
 Pool& ThePool() {
@@ -40,30 +46,40 @@ Pool& ThePool() {
   return pool;
 }
 
-// Inaccessible; returns the first byte that can be made accessible.
-unsigned char* TakePages(std::size_t size) {
-  {
-    std::lock_guard const lock(ThePool().mutex);
-    std::vector<unsigned char*>& unused = ThePool().unused[size];
-    if (!unused.empty()) {
-      unsigned char* const pages = unused.back();
-      unused.pop_back();
-      return pages;
-    }
-  }
-  int const flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE;
-  void* const reserved = mmap(nullptr, size + 2 * PageSize(), PROT_NONE, flags, -1, 0);
-  if (reserved == MAP_FAILED) throw std::bad_alloc();
-  return static_cast<unsigned char*>(reserved) + PageSize();
+unsigned char* Map(void* at, std::size_t size, int rights, int flags, int file) {
+  void* const mapped = mmap(at, size, rights, flags, file, 0);
+  if (mapped == MAP_FAILED) throw std::bad_alloc();
+  return static_cast<unsigned char*>(mapped);
 }
 
-void GiveBackPages(unsigned char* pages, std::size_t size) {
+Mapping TakePages(std::size_t size) {
+  {
+    std::lock_guard const lock(ThePool().mutex);
+    std::vector<Mapping>& unused = ThePool().unused[size];
+    if (!unused.empty()) {
+      Mapping const mapping = unused.back();
+      unused.pop_back();
+      return mapping;
+    }
+  }
+  int const memory = memfd_create("guarded", MFD_CLOEXEC);
+  if (memory < 0 || ftruncate(memory, static_cast<off_t>(size)) != 0) throw std::bad_alloc();
+  unsigned char* const reserved =
+      Map(nullptr, size + 2 * PageSize(), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1);
+  unsigned char* const pages = Map(reserved + PageSize(), size, PROT_NONE, MAP_SHARED | MAP_FIXED, memory);
+  unsigned char* const alias = Map(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, memory);
+  close(memory);
+  return {pages, alias};
+}
+
+void GiveBackPages(Mapping const& mapping, std::size_t size) {
   if (size > 16 * PageSize()) {
-    munmap(pages - PageSize(), size + 2 * PageSize());
+    munmap(mapping.pages - PageSize(), size + 2 * PageSize());
+    munmap(mapping.alias, size);
     return;
   }
   std::lock_guard const lock(ThePool().mutex);
-  ThePool().unused[size].push_back(pages);
+  ThePool().unused[size].push_back(mapping);
 }
 
 bool AllGuardBytes(unsigned char const* first, unsigned char const* last) {
@@ -78,26 +94,31 @@ std::size_t ImageSize(int lineBytes, int lineCount, int stride) {
 
 }  // namespace
 
-GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift)
-    : pagesSize(WholePages(std::max<std::size_t>(byteCount + shift, 1))),
-      pages(TakePages(pagesSize)),
-      data(flush == Flush::start ? pages + shift : pages + pagesSize - shift - byteCount),
-      size(byteCount) {
-  Allow(Access::readWrite);
-  std::memset(pages, guardByte, pagesSize);
+GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift, Access access)
+    : pagesSize(WholePages(std::max<std::size_t>(byteCount + shift, 1))), size(byteCount), allowed(Access::none) {
+  Mapping const mapping = TakePages(pagesSize);
+  pages = mapping.pages;
+  alias = mapping.alias;
+  std::size_t const offset = flush == Flush::start ? shift : pagesSize - shift - byteCount;
+  data = pages + offset;
+  contents = alias + offset;
+  std::memset(alias, guardByte, pagesSize);
+  Allow(access);
 }
 
 GuardedBytes::GuardedBytes(GuardedBytes&& other) noexcept
     : pagesSize(other.pagesSize),
       pages(std::exchange(other.pages, nullptr)),
+      alias(other.alias),
       data(other.data),
+      contents(other.contents),
       size(other.size),
       allowed(other.allowed) {}
 
 GuardedBytes::~GuardedBytes() {
   if (!pages) return;
   Allow(Access::none);
-  GiveBackPages(pages, pagesSize);
+  GiveBackPages({pages, alias}, pagesSize);
 }
 
 void GuardedBytes::Allow(Access access) const {
@@ -120,18 +141,18 @@ void GuardedBytes::AllowOnly(Access access, unsigned char const* first, unsigned
 }
 
 bool GuardedBytes::MarginsIntact() const {
-  return AllGuardBytes(pages, data) && AllGuardBytes(data + size, pages + pagesSize);
+  return AllGuardBytes(alias, contents) && AllGuardBytes(contents + size, alias + pagesSize);
 }
 
-GuardedImage::GuardedImage(int bytesPerLine, int lines, int bytesToNext, Flush flush, std::size_t shift)
+GuardedImage::GuardedImage(int bytesPerLine, int lines, int bytesToNext, Flush flush, std::size_t shift, Access access)
     : lineBytes(bytesPerLine),
       lineCount(lines),
       stride(bytesToNext),
-      bytes(ImageSize(bytesPerLine, lines, bytesToNext), flush, shift) {}
+      bytes(ImageSize(bytesPerLine, lines, bytesToNext), flush, shift, access) {}
 
-unsigned char* GuardedImage::Line(int y) const {
+std::ptrdiff_t GuardedImage::OffsetOf(int y) const {
   std::ptrdiff_t const fromFirstByte = stride < 0 ? y - (lineCount - 1) : y;
-  return lineCount == 0 ? bytes.Data() : bytes.Data() + fromFirstByte * stride;
+  return lineCount == 0 ? 0 : fromFirstByte * stride;
 }
 
 void GuardedImage::AllowOnly(Access access, int first, int last) const {
@@ -145,27 +166,27 @@ void GuardedImage::AllowOnly(Access access, int first, int last) const {
 
 void GuardedImage::Fill(unsigned char value) const {
   for (int y = 0; y < lineCount; ++y) {
-    std::memset(Line(y), value, static_cast<std::size_t>(lineBytes));
+    std::memset(Contents(y), value, static_cast<std::size_t>(lineBytes));
   }
 }
 
 void GuardedImage::CopyFrom(unsigned char const* lines) const {
   for (int y = 0; y < lineCount; ++y) {
-    std::memcpy(Line(y), lines + static_cast<std::ptrdiff_t>(y) * lineBytes, static_cast<std::size_t>(lineBytes));
+    std::memcpy(Contents(y), lines + static_cast<std::ptrdiff_t>(y) * lineBytes, static_cast<std::size_t>(lineBytes));
   }
 }
 
 std::vector<unsigned char> GuardedImage::Copy() const {
   std::vector<unsigned char> copy;
   for (int y = 0; y < lineCount; ++y) {
-    copy.insert(copy.end(), Line(y), Line(y) + lineBytes);
+    copy.insert(copy.end(), Contents(y), Contents(y) + lineBytes);
   }
   return copy;
 }
 
 bool GuardedImage::GapsIntact() const {
   for (int i = 0; i + 1 < lineCount; ++i) {
-    unsigned char const* const line = bytes.Data() + static_cast<std::ptrdiff_t>(i) * std::abs(stride);
+    unsigned char const* const line = bytes.Contents() + static_cast<std::ptrdiff_t>(i) * std::abs(stride);
     if (!AllGuardBytes(line + lineBytes, line + std::abs(stride))) {
       return false;
     }

@@ -11,18 +11,21 @@ enum class Flush { start, end };  // which end of the accessible pages the bytes
 enum class Access { none, read, readWrite };
 
 // `size` bytes with protected pages before and after. They start `shift` bytes after the start of the accessible pages,
-// or end `shift` bytes before their end. All accessible bytes begin as `guardByte`.
+// or end `shift` bytes before their end. All accessible bytes begin as `guardByte`. The test itself may look at them
+// and change them at another address, whatever is allowed at theirs: asking the system to allow things is slow.
 class GuardedBytes {
  public:
   static constexpr unsigned char guardByte = 0xa5;
 
-  explicit GuardedBytes(std::size_t size, Flush flush = Flush::end, std::size_t shift = 0);
+  explicit GuardedBytes(std::size_t size, Flush flush = Flush::end, std::size_t shift = 0,
+                        Access access = Access::readWrite);
   GuardedBytes(GuardedBytes&&) noexcept;
   GuardedBytes(GuardedBytes const&) = delete;
   GuardedBytes& operator=(GuardedBytes const&) = delete;
   ~GuardedBytes();
 
   unsigned char* Data() const { return data; }
+  unsigned char* Contents() const { return contents; }
   std::size_t Size() const { return size; }
 
   // What may be done with the bytes from now on.
@@ -36,7 +39,9 @@ class GuardedBytes {
  private:
   std::size_t pagesSize;
   unsigned char* pages;  // the first accessible one
+  unsigned char* alias;  // the same memory, always accessible
   unsigned char* data;
+  unsigned char* contents;
   std::size_t size;
   mutable std::optional<Access> allowed;  // if the same on all pages
 };
@@ -46,13 +51,15 @@ class GuardedBytes {
 class GuardedImage {
  public:
   // `stride` may have either sign; its absolute value is at least `lineBytes`.
-  GuardedImage(int lineBytes, int lineCount, int stride, Flush flush = Flush::end, std::size_t shift = 0);
+  GuardedImage(int lineBytes, int lineCount, int stride, Flush flush = Flush::end, std::size_t shift = 0,
+               Access access = Access::readWrite);
 
   int LineBytes() const { return lineBytes; }
   int LineCount() const { return lineCount; }
   int Stride() const { return stride; }
   unsigned char* Top() const { return Line(0); }
-  unsigned char* Line(int y) const;
+  unsigned char* Line(int y) const { return bytes.Data() + OffsetOf(y); }
+  unsigned char* Contents(int y) const { return bytes.Contents() + OffsetOf(y); }
 
   void Allow(Access access) const { bytes.Allow(access); }
   // Only the pages of lines [first, last) can be touched: none of them when that is empty.
@@ -67,6 +74,8 @@ class GuardedImage {
   bool GapsIntact() const;
 
  private:
+  std::ptrdiff_t OffsetOf(int y) const;
+
   int lineBytes;
   int lineCount;
   int stride;
