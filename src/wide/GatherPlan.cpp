@@ -152,7 +152,7 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
   plan.dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
   auto* const tables = reinterpret_cast<unsigned char*>(windows) + WindowsBytes(plan.dstBytes);
   plan.tables = tables;
-  for (int i = 0; i < set.schemeCount && !plan.scheme; ++i) {
+  for (size_t i = 0; i < set.schemeCount && !plan.scheme; ++i) {
     GatherScheme const& scheme = set.schemes[i];
     plan.groupCount = (plan.dstBytes + scheme.groupBytes - 1) / scheme.groupBytes;
     if (FillTables(context, range, plan, scheme, windows, tables)) plan.scheme = &scheme;

@@ -5,6 +5,7 @@
 // Included by files compiled for newer processors: nothing here but plain records and declarations.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 struct _SCALE_CONTEXT;
@@ -55,7 +56,7 @@ struct GatherScheme {
 struct GatherSet {
   char const* filterName;  // for the report of a failed precondition
   GatherScheme const* schemes;
-  int schemeCount;
+  size_t schemeCount;
 };
 
 // What one set needs for one layout and range of columns. Kept in the context, behind it the tables.

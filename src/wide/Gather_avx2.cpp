@@ -26,12 +26,6 @@ GatherItem PairsInOneWindow(int vector, int lane) {
   return {first + lane % 16 / 2, vector % 2 * 2 + lane % 2, first / 8};
 }
 
-// The same with a window for each.
-GatherItem PairsInTwoWindows(int vector, int lane) {
-  GatherItem const item = PairsInOneWindow(vector, lane);
-  return {item.output, item.tap, 2 * item.window + vector % 2};
-}
-
 // Vectors 2r and 2r + 1: all taps of the lane's outputs 0 to 3 and 4 to 7, with a window for each.
 GatherItem QuadsInTwoWindows(int vector, int lane) {
   int const first = FirstOutput(vector / 2, lane);
@@ -44,7 +38,7 @@ __m256i LoadWindows(unsigned char const* line, int32_t lower, int32_t upper) {
   return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
 }
 
-enum class Scheme { pairsInOneWindow, pairsInTwoWindows, quadsInTwoWindows };
+enum class Scheme { pairsInOneWindow, quadsInTwoWindows };
 
 // Eight 16-bit results of each lane.
 template <Scheme scheme>
@@ -112,12 +106,11 @@ void Filter(GatherPlan const& plan, unsigned char const* const* lines, int lineC
 
 GatherScheme const schemes[] = {
     {32, groupBytes, windowBytes, 4, true, PairsInOneWindow, Filter<Scheme::pairsInOneWindow>},
-    {32, groupBytes, windowBytes, 8, true, PairsInTwoWindows, Filter<Scheme::pairsInTwoWindows>},
     {32, groupBytes, windowBytes, 8, true, QuadsInTwoWindows, Filter<Scheme::quadsInTwoWindows>},
 };
 
 }  // namespace
 
-GatherSet const gatherSet_avx2{"FourTapHorzFilterLines_avx2", schemes, 3};
+GatherSet const gatherSet_avx2{"FourTapHorzFilterLines_avx2", schemes, std::size(schemes)};
 
 }  // namespace fourtap

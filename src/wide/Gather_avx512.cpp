@@ -116,6 +116,6 @@ GatherScheme const schemes[] = {
 
 }  // namespace
 
-GatherSet const gatherSet_avx512{"FourTapHorzFilterLines_avx512", schemes, 3};
+GatherSet const gatherSet_avx512{"FourTapHorzFilterLines_avx512", schemes, std::size(schemes)};
 
 }  // namespace fourtap
