@@ -1,5 +1,5 @@
-# What `cmake --install` lays down: headers, both libraries, the tool, and the package files by which other projects find
-# them. The installed tree may be moved, as long as the GNUInstallDirs are relative.
+# What `cmake --install` lays down: headers, both libraries, the tool with its manual, and the package files by which other
+# projects find them. The installed tree may be moved, as long as the GNUInstallDirs are relative.
 include(CMakePackageConfigHelpers)
 
 set(PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/FourTapScale)
@@ -41,4 +41,7 @@ if(TARGET fourtap)
   endif()
   set_target_properties(fourtap PROPERTIES INSTALL_RPATH ${TOOL_RUNPATH})
   install(TARGETS fourtap RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES $<TARGET_PROPERTY:fourtap,MANUAL> DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES tools/fourtap/completion.bash RENAME fourtap
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endif()

@@ -1,5 +1,5 @@
 #!/bin/bash
-# Builds the library and its tool, draws a test chart, and scales it up and down, for looking at.
+# Builds the library and its tool, draws test charts, and scales them up and down, for looking at.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/packages.sh
@@ -11,27 +11,42 @@ cmake --preset release -B "$build" -DFOURTAP_BUILD_TESTS=OFF -DFOURTAP_BUILD_BEN
 cmake --build "$build"
 
 results=$build/pictures
+rm -rf "$results"
 mkdir -p "$results"
-"$build/tools/chart/chart" "$results/chart.bmp"
+fourtap=$PWD/$build/tools/fourtap/fourtap
+"$build/tools/chart/chart" "$results/chart.jpg"
+"$build/tools/chart/chart" --cut-out "$results/cut-out.png"
+cd "$results"
 
-# Each picture with its size above it.
-labelled=()
-AddLabelled() {
-  local picture=$results/$1.bmp label=$2
-  bmptopnm -quiet "$picture" | pnmtopng -quiet >"$results/$1.png"
-  pnmcat -topbottom -jleft -white <(pbmtext -builtin fixed "$label") <(bmptopnm -quiet "$picture") \
-    >"$results/$1.labelled"
-  labelled+=("$results/$1.labelled")
+# Pictures side by side on white, each with a label above it: FILE LABEL...
+Row() {
+  local labelled=()
+  while (($#)); do
+    local name=labelled-$1.pnm
+    "$fourtap" "$1" - --size 100% --format png | pngtopnm -quiet -mix -background=rgb:ff/ff/ff |
+      pnmcat -topbottom -jleft -white <(pbmtext -builtin fixed "$2") - >"$name"
+    labelled+=("$name")
+    shift 2
+  done
+  pnmcat -leftright -jtop -white "${labelled[@]}"
+  rm "${labelled[@]}"
 }
-AddLabelled chart "640x480: the chart itself"
-for size in 320x240 427x320 640x480 960x720; do
-  "$build/tools/fourtap/fourtap" "$results/chart.bmp" "$results/scaled-$size.bmp" --size "$size"
-  AddLabelled "scaled-$size" "scaled to $size"
-done
-pnmcat -leftright -jtop -white "${labelled[@]}" | pnmtopng -quiet >"$results/side-by-side.png"
-rm "${labelled[@]}"
+
+for percent in 50 25; do "$fourtap" chart.jpg "chart-$percent.jpg" --size "$percent%"; done
+"$fourtap" chart.jpg chart-25-one-step.jpg --size 25% --one-step
+"$fourtap" chart.jpg chart-150-part.png --size 150% --rect 10,10,320,320
+"$fourtap" cut-out.png cut-out-50.png --size 50%
+"$fourtap" cut-out.png cut-out-50-straight.png --size 50% --alpha straight
+"$fourtap" cut-out.png cut-out-200-part.png --size 200% --rect 480,380,320,200
+
+pnmcat -topbottom -jleft -white \
+  <(Row chart.jpg "640x480, JPEG" chart-50.jpg "50%" chart-25.jpg "25%, in two steps" \
+    chart-25-one-step.jpg "25% in one step" chart-150-part.png "150%, part of it") \
+  <(Row cut-out.png "640x480, PNG with alpha, on white" cut-out-50.png "50%" \
+    cut-out-50-straight.png "50%, alpha straight: green fringes" cut-out-200-part.png "200%, part of it") |
+  pnmtopng -quiet >side-by-side.png
 
 echo
-echo "The chart and what became of it, as BMP and PNG files, in $PWD/$results:"
-ls "$results"
-echo "All in one picture: $PWD/$results/side-by-side.png"
+echo "The charts and what became of them, in $PWD:"
+ls
+echo "All in one picture: $PWD/side-by-side.png"

@@ -1,9 +1,9 @@
 # Sourced by the scripts: which Debian packages each one needs, and their installation.
 # shellcheck shell=bash disable=SC2034  # the lists are read where this file is sourced
 
-buildPackages=(cmake g++ ninja-build libcli11-dev)
+buildPackages=(cmake g++ ninja-build libcli11-dev libjpeg62-turbo-dev libpng-dev scdoc)
 demoPackages=("${buildPackages[@]}" netpbm)
-testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3)
+testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-pil)
 benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
 ciPackages=("${testPackages[@]}" clang clang-format libclang-rt-14-dev qemu-user shellcheck valgrind)

@@ -1,143 +1,123 @@
-"""fourtap as a process: what it writes, what it refuses, and what it leaves alone."""
+"""fourtap as a process: what it accepts, what it refuses, and what it leaves alone."""
 
+import json
 import os
 import pathlib
-import random
 import re
 import resource
+import signal
 import stat
 import struct
 import subprocess
-import tempfile
+import time
 import unittest
 
-FOURTAP = os.environ["FOURTAP"]
-SANITIZED = os.environ["SANITIZED"] == "1"
-BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
+from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, bitmap, noise, pnm
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 # Files then bind root too.
 AS_ORDINARY_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
 
 
-def noise(cx, cy, bits):
-    """Pixels without padding, many of them at the ends of the range."""
-    rng = random.Random(f"{cx} {cy} {bits}")
-    return bytes(rng.choice((0, 255, rng.randrange(256), rng.randrange(256))) for _ in range(cx * cy * bits // 8))
+class ToolTest(ToolCase):
+    def test_sizes(self):
+        source = self.write("in.pgm", pnm(100, 40, 8))
+        for size, expected in (("50x20", "50x20"), ("50x50", "50x20"), ("200x8", "20x8"), ("50x", "50x20"), ("x10", "25x10"),
+                               ("33x", "33x13"), ("50%", "50x20"), ("12.5%", "13x5"), ("0.001%", "1x1"), ("250%", "250x100"),
+                               ("50x50!", "50x50"), ("50x!", "50x40"), ("x20!", "100x20"), ("50x50>", "50x20"),
+                               ("500x500>", "100x40"), ("500x>", "100x40"), ("500x500<", "500x200"), ("50x50<", "100x40"),
+                               ("500x20<", "100x40"), ("50%<", "100x40"), ("150%>", "100x40"), ("150x20!>", "100x40"),
+                               ("50x20!>", "50x20"), ("1x1000", "1x1")):
+            result = self.scale(source, "-", "--size", size)
+            self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), expected, size)
+        for size in ("5", "x", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5", "%", "0%", "-5%",
+                     "5%%", "1.2345%", "5x5><", "5x5!!", "99999999999x5", "1000000%%"):
+            self.refuse(BAD_USAGE, [f'"{size}"', "expected a size such as"], source, "out.pgm", f"--size={size}")
+        self.refuse(BAD_USAGE, ["beyond"], source, "out.pgm", "--size", "x2147483647")
+        for rect in "1,2,3", "1,2,3,0", "-1,2,3,4", "1,2,3,4,5", "1, 2,3,4":
+            self.refuse(BAD_USAGE, ["--rect", f'"{rect}"'], source, "out.pgm", f"--rect={rect}")
+        for rect in "90,0,11,1", "0,39,1,2", "2147483647,0,1,1":
+            self.refuse(BAD_USAGE, ["--rect", "100x40"], source, "out.pgm", "--rect", rect)
 
-
-def bitmap(cx, cy, bits, pixels=None, padding=b"\0", info_size=40, planes=1, compression=0, offset=None, cy_field=None):
-    """A bitmap file; the arguments after the pixels make it an unusual one."""
-    pixels = noise(cx, cy, bits) if pixels is None else pixels
-    line = cx * bits // 8
-    lines = [pixels[y * line:(y + 1) * line] + padding * (-line % 4) for y in reversed(range(cy))]
-    image = b"".join(lines)
-    offset = 14 + info_size if offset is None else offset
-    header = struct.pack("<2sIHHI", b"BM", offset + len(image), 0, 0, offset)
-    info = struct.pack("<IiiHHIIiiII", info_size, cx, cy if cy_field is None else cy_field, planes, bits, compression,
-                       len(image), 0, 0, 0, 0)
-    return (header + info).ljust(offset, b"\x55") + image
-
-
-def scaled_by_model(cx_in, cy_in, bits, cx_out, cy_out):
-    sizes = [str(n) for n in (bits, cx_in, cy_in, cx_out, cy_out)]
-    model = subprocess.run([os.environ["MODEL_FRAME"], *sizes], input=noise(cx_in, cy_in, bits), capture_output=True,
-                           check=True, timeout=60)
-    return model.stdout
-
-
-class ToolTest(unittest.TestCase):
-    def setUp(self):
-        scratch = tempfile.TemporaryDirectory()
-        self.addCleanup(scratch.cleanup)
-        self.folder = pathlib.Path(scratch.name)
-
-    def write(self, name, content):
-        (self.folder / name).write_bytes(content)
-        return name
-
-    def read(self, name):
-        return (self.folder / name).read_bytes()
-
-    def run_tool(self, *arguments, tool=FOURTAP, prefix=(), **options):
-        return subprocess.run([*prefix, tool, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True, timeout=60, **options)
-
-    def scale(self, *arguments, **options):
-        done = self.run_tool(*arguments, **options)
-        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
-
-    def state(self):
-        """All that lies in the folder, with modes and contents."""
-        def content(path):
-            return path.read_bytes() if path.is_file() and os.access(path, os.R_OK) else None
-        return sorted((str(path), path.lstat().st_mode, content(path)) for path in self.folder.rglob("*"))
-
-    def refuse(self, status, words, *arguments, **options):
-        """The tool must say all the words in one line, end with the status, and change nothing."""
-        before = self.state()
-        done = self.run_tool(*arguments, **options)
-        with self.subTest(arguments=arguments, stderr=done.stderr):
-            self.assertEqual(done.returncode, status)
-            self.assertEqual(done.stdout, "")
-            self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
-            for word in words:
-                self.assertIn(word, done.stderr)
-            self.assertEqual(self.state(), before)
-
-    def test_bytes_are_those_of_the_model_in_any_slices(self):
-        cases = [(37, 23, 20, 11), (20, 11, 37, 23), (16, 9, 16, 9), (16, 9, 16, 30), (5, 40, 50, 40), (1, 1, 7, 5),
-                 (7, 5, 1, 1), (120, 3, 3, 120), (9, 100, 31, 7)]
-        for bits in 24, 32:
-            for cx_in, cy_in, cx_out, cy_out in cases:
-                size = f"{cx_out}x{cy_out}"
-                source = self.write("in.bmp", bitmap(cx_in, cy_in, bits, padding=b"\xEE"))
-                expected = bitmap(cx_out, cy_out, bits, scaled_by_model(cx_in, cy_in, bits, cx_out, cy_out))
-                for slices in [], ["--progressive", "1"], ["--progressive", "7"], ["--progressive", "2147483647"]:
-                    with self.subTest(bits=bits, source=(cx_in, cy_in), size=size, slices=slices):
-                        self.scale(source, "out.bmp", "--size", size, *slices)
-                        self.assertEqual(self.read("out.bmp"), expected)
-
-    def test_long_headers_and_trailing_bytes_are_skipped(self):
-        self.scale(self.write("plain.bmp", bitmap(9, 7, 24)), "expected.bmp", "--size", "5x12")
-        for unusual in bitmap(9, 7, 24, info_size=124), bitmap(9, 7, 24, offset=1000), bitmap(9, 7, 24) + b"more":
-            self.scale(self.write("in.bmp", unusual), "out.bmp", "--size", "5x12")
-            self.assertEqual(self.read("out.bmp"), self.read("expected.bmp"))
-
-    def test_without_acceleration_the_bytes_are_the_same(self):
-        for bits in 24, 32:
-            self.write("in.bmp", bitmap(40, 30, bits))
-            self.scale("in.bmp", "expected.bmp", "--size", "25x50")
-            for slices in [], ["--progressive", "3"]:
-                done = self.run_tool("in.bmp", "out.bmp", "--size", "25x50", *slices,
-                                     env={**os.environ, "LD_PRELOAD": os.environ["NO_ACCELERATION"]})
-                self.assertEqual((done.returncode, done.stderr), (0, "no acceleration\n"))
-                self.assertEqual(self.read("out.bmp"), self.read("expected.bmp"))
+    def test_bad_usage_is_refused(self):
+        self.write("in.bmp", bitmap(9, 7, 24))
+        files = ["in.bmp", "out.bmp"]
+        for option, values in (("--progressive", ("0", "-1", "1x", "2147483648")), ("--quality", ("0", "101")),
+                               ("--max-pixels", ("0", "9999999999999G")), ("--alpha", ("none",)), ("--progress", ("yes",)),
+                               ("--threads", ("0",)), ("--set", ("mmx2",)), ("--format", ("gif",))):
+            for value in values:
+                self.refuse(BAD_USAGE, [f'"{value}"', "expected"], *files, "--size=5x5", f"{option}={value}")
+        for arguments in ([], files, files[:1] + ["--size=5x5"], files + ["more", "--size=5x5"], files + ["--size"],
+                          files + ["--size="], files + ["--size=5x5", "--size=6x6"], files + ["--size=5x5", "--unknown"],
+                          files + ["--size=5x5", "--selftest"], ["--selftest", "in.bmp"], ["--size=5x5", "--out=o.bmp"],
+                          files + ["--size=5x5", "--out=o.bmp"], ["--info"] + files,
+                          ["in.bmp", "sub/in.bmp", "--size=5x5", "--out={name}.png"]):
+            self.refuse(BAD_USAGE, ["expected"], *arguments)
+        for name in "out", "out.gif", "out.":
+            self.refuse(BAD_USAGE, ["suffix", "PNM, PNG, JPEG or BMP"], "in.bmp", name, "--size=5x5")
 
     def test_bad_pictures_are_refused(self):
         whole = bitmap(9, 7, 24)
+        gray = pnm(9, 7, 8)
         pictures = {
-            "empty.bmp": (b"", "no bitmap file", "BM"),
-            "short type.bmp": (b"B", "no bitmap file"),
-            "other.bmp": (b"\x89PNG\r\n\x1a\n" + bytes(100), "no bitmap file", "BM"),
+            "empty": (b"", "empty"),
+            "other": (b"GIF89a" + bytes(100), "no known format", "PNG"),
             "cut in headers.bmp": (whole[:53], "headers", "54"),
             "cut before pixels.bmp": (whole[:54], "54 bytes", str(len(whole))),
             "cut by one byte.bmp": (whole[:-1], str(len(whole) - 1), str(len(whole)), "9x7"),
             "old header.bmp": (bitmap(9, 7, 24, info_size=12, offset=54), "12 bytes", "40"),
             "planes.bmp": (bitmap(9, 7, 24, planes=3), "3 planes", "1"),
-            "palette.bmp": (bitmap(8, 7, 8), "8 bits per pixel", "24 or 32"),
-            "16 bits.bmp": (bitmap(8, 7, 16), "16 bits per pixel", "24 or 32"),
-            "masks.bmp": (bitmap(9, 7, 32, compression=3, offset=66), "compression 3", "0"),
-            "top-down.bmp": (bitmap(9, 7, 24, cy_field=-7), "height -7", "bottom line first"),
-            "lowest.bmp": (bitmap(9, 7, 24, cy_field=-2**31), "height -2147483648"),
+            "4 bits.bmp": (bitmap(8, 7, 4), "4 bits per pixel", "8, 16, 24 or 32"),
+            "packed.bmp": (bitmap(8, 7, 8, compression=1), "compression 1"),
+            "masks.bmp": (bitmap(9, 7, 32, compression=3, extra=bytes(12)), "masks"),
+            "lowest.bmp": (bitmap(9, 7, 24, cy_field=-2**31), "9x2147483648", "--max-pixels"),
             "no lines.bmp": (bitmap(9, 0, 24), "9x0", "1x1"),
             "no columns.bmp": (bitmap(0, 7, 24), "0x7", "1x1"),
-            "too high.bmp": (bitmap(9, 7, 24, cy_field=2**31 - 1), "9x2147483647", "more than a bitmap file can hold"),
             "higher.bmp": (bitmap(9, 7, 24, cy_field=70000), str(len(whole)), str(54 + 28 * 70000)),
             "early pixels.bmp": (bitmap(9, 7, 24, offset=53), "byte 53"),
+            "large palette.bmp": (bitmap(8, 7, 8, colours=2**31, extra=bytes(1024)), "2147483648 colours"),
+            "small palette.bmp": (bitmap(8, 7, 8, colours=5, extra=bytes(20)), "colour 255", "5"),
+            "no palette.bmp": (bitmap(8, 7, 8), "palette"),
+            "bits.pbm": (b"P4 1 1\n\0", "PBM", "P5 or P6"),
+            "text.ppm": (b"P3 1 1 255 1 1 1", "plain text", "P5 or P6"),
+            "arbitrary.pam": (b"P7\n", "PAM"),
+            "no numbers.ppm": (b"P6 # 3 4 5", "width"),
+            "cut in header.ppm": (b"P6 3 4", "height"),
+            "wide.ppm": (b"P6 99999999999 4 255\n", "width", "2147483647"),
+            "no maximum.ppm": (b"P6 3 4 0\n", "maximum 0", "65535"),
+            "nothing.ppm": (b"P6 0 4 255\n", "0x4", "1x1"),
+            "large.ppm": (b"P6 40000 40000 255\n", "40000x40000", "1073741824", "--max-pixels"),
+            "cut by one byte.pgm": (gray[:-1], "cut short", "line", "9 pixels"),
+            "signature.png": (b"\x89PNG\r\n\x1a\n", "damaged", "PNG"),
+            "signature.jpg": (b"\xff\xd8\xff", "damaged", "JPEG"),
         }
-        self.write("out.bmp", b"a good result")
+        self.write("out.ppm", b"a good result")
         for name, (content, *words) in pictures.items():
-            self.refuse(BAD_INPUT, [name, *words], self.write(name, content), "out.bmp", "--size", "5x5")
+            name = self.write(name, content)
+            self.refuse(BAD_INPUT, [name, *words], name, "out.ppm", "--size", "5x5", "--force")
+        self.refuse(BAD_INPUT, ["10x10", "99"], "-", "out.png", "--size=5x5", "--max-pixels=99", stdin=pnm(10, 10, 8))
+
+    def test_files_cut_anywhere_are_refused(self):
+        self.write("in.pgm", pnm(40, 30, 8))
+        for suffix in "png", "jpg", "bmp", "pgm":
+            self.scale("in.pgm", "whole." + suffix, "--size", "100%", "--quality", "100")
+            whole = self.read("whole." + suffix)
+            self.scale("-", "out.png", "--size", "50%", "--force", stdin=whole)
+            ends = [1, 2, 12, 40, len(whole) // 3, len(whole) // 2, len(whole) - 50, len(whole) - 2, len(whole) - 1]
+            for end in ends:
+                self.refuse(BAD_INPUT, ["expected"], "-", "out.png", "--size", "50%", "--force", stdin=whole[:end])
+                self.refuse(BAD_INPUT, ["expected"], self.write("cut", whole[:end]), "out.png", "--size", "50%", "--force")
+
+    def test_corpus(self):
+        """Small files of every kind, good and bad ones, as their names say."""
+        for file in sorted((SOURCE / "fuzz/files").glob("*/*")):
+            formats = ["--format", "png"] if file.parent.name != "Video" else []
+            for name, stdin in (str(file), b""), ("-", file.read_bytes()):
+                done = self.run_tool(name, "-", "--size", "50%", *formats, stdin=stdin)
+                with self.subTest(file=file.name, stderr=done.stderr):
+                    self.assertEqual(done.returncode, 0 if file.name.startswith("good") else BAD_INPUT)
+                    self.assertRegex(done.stderr, r"\A(fourtap: [^\n]+\n)?\Z")
 
     def test_unreadable_input_is_refused(self):
         self.write("out.bmp", b"a good result")
@@ -145,63 +125,57 @@ class ToolTest(unittest.TestCase):
         self.write("locked/in.bmp", bitmap(2, 2, 24))
         self.write("locked.bmp", bitmap(2, 2, 24))
         os.chmod(self.folder / "locked.bmp", 0)
-        os.mkfifo(self.folder / "pipe.bmp")
         (self.folder / "locked").chmod(0)
         self.addCleanup((self.folder / "locked").chmod, 0o700)
-        for name, word in (("missing.bmp", "No such file"), ("missing/in.bmp", "No such file"), ("", "bitmap file"),
-                           (".", "no regular file"), ("pipe.bmp", "no regular file"),
-                           ("locked.bmp", "Permission denied"), ("locked/in.bmp", "Permission denied"),
+        for name, word in (("missing.bmp", "No such file"), ("missing/in.bmp", "No such file"), ("", "No such file"),
+                           (".", "directory"), ("locked.bmp", "Permission denied"), ("locked/in.bmp", "Permission denied"),
                            ("two\nlines\x1b.bmp", "two?lines?.bmp")):
             self.refuse(BAD_INPUT, [word, "expected"], name, "out.bmp", "--size", "5x5", prefix=AS_ORDINARY_USER)
 
     def test_output_that_cannot_be_written_is_refused(self):
         self.write("in.bmp", bitmap(9, 7, 24))
         self.write("locked.bmp", b"a good result")
+        self.write("there.bmp", b"a good result")
         os.chmod(self.folder / "locked.bmp", 0o444)
-        for folder in "folder", "locked":
+        for folder in "folder.bmp", "locked":
             (self.folder / folder).mkdir()
         os.mkfifo(self.folder / "pipe.bmp")
         (self.folder / "locked").chmod(0o500)
+        self.refuse(BAD_OUTPUT, ["there.bmp", "--force"], "in.bmp", "there.bmp", "--size", "5x5")
         for name, word in (("missing/out.bmp", "No such file"), ("in.bmp/out.bmp", "Not a directory"),
-                           ("folder", "no regular file"), ("folder/", "no regular file"),
-                           ("pipe.bmp", "no regular file"), ("locked.bmp", "Permission denied"),
-                           ("locked/out.bmp", "Permission denied"), ("n" * 300, "File name too long")):
-            self.refuse(BAD_OUTPUT, [name, word], "in.bmp", name, "--size", "5x5", prefix=AS_ORDINARY_USER)
+                           ("folder.bmp", "no regular file"), ("pipe.bmp", "no regular file"),
+                           ("locked.bmp", "Permission denied"), ("locked/out.bmp", "Permission denied"),
+                           ("n" * 300 + ".bmp", "File name too long")):
+            self.refuse(BAD_OUTPUT, [name, word], "in.bmp", name, "--size", "5x5", "--force", prefix=AS_ORDINARY_USER)
 
     def test_full_disk_leaves_what_was_there(self):
         self.write("in.bmp", bitmap(9, 7, 24))
-        self.write("out.bmp", b"a good result")
+
         def limit_files():
             resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))
-        for name in "out.bmp", "new.bmp":
-            self.refuse(BAD_OUTPUT, [name, "20000 of 30054 bytes"], "in.bmp", name, "--size", "100x100",
-                        preexec_fn=limit_files)
+        for suffix in "bmp", "ppm", "png", "jpg":
+            self.write("out." + suffix, b"a good result")
+            for name in "out." + suffix, "new." + suffix:
+                self.refuse(BAD_OUTPUT, [name, "File too large"], "in.bmp", name, "--size", "500x500", "--quality=100", "--force",
+                            preexec_fn=limit_files)
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([FOURTAP, "in.bmp", "-", "--size", "500x", "--format", suffix], stdout=full,
+                                      stderr=subprocess.PIPE, cwd=self.folder, timeout=60)
+            self.assertEqual(done.returncode, BAD_OUTPUT)
+            self.assertRegex(done.stderr, rb"\Afourtap: stdout: [^\n]*No space left[^\n]*\n\Z")
 
     def test_sizes_beyond_file_or_memory_are_refused(self):
         self.write("in.bmp", bitmap(9, 7, 24))
-        for size in "100000x100000", "2147483647x1", "1x2147483647", "2147483647x2147483647":
-            self.refuse(BAD_OUTPUT, ["out.bmp", size, "4 GiB"], "in.bmp", "out.bmp", "--size", size)
+        for size in "100000x100000!", "1x2147483647!":
+            self.refuse(BAD_OUTPUT, ["out.bmp", size[:-1], "4 GiB"], "in.bmp", "out.bmp", "--size", size)
+        self.refuse(BAD_OUTPUT, ["out.jpg", "65500x65500"], "in.bmp", "out.jpg", "--size", "65501x1!")
+        self.refuse(BAD_USAGE, ["2 GiB"], "in.bmp", "out.ppm", "--size", "2147483647x1!")
         if SANITIZED:
             return  # a sanitizer needs more memory than any limit leaves
         def limit_memory():
             resource.setrlimit(resource.RLIMIT_AS, (2**28, 2**28))
-        for size in "10000x10000", "40000000x1":  # too much for the result, and for the lines on the way there
-            self.refuse(BAD_OUTPUT, ["not enough memory", "in.bmp", size], "in.bmp", "out.bmp", "--size", size,
-                        preexec_fn=limit_memory)
-
-    def test_bad_usage_is_refused(self):
-        self.write("in.bmp", bitmap(9, 7, 24))
-        files = ["in.bmp", "out.bmp"]
-        for size in ("5", "5x", "x5", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5",
-                     "0x5x5", "99999999999x5", "50%"):
-            self.refuse(BAD_USAGE, [f'"{size}"', "expected WxH"], *files, f"--size={size}")
-        for lines in "0", "-1", "1k", "2147483648":
-            self.refuse(BAD_USAGE, [f'"{lines}"', "expected"], *files, "--size=5x5", f"--progressive={lines}")
-        for arguments in ([], files, files[:1] + ["--size=5x5"], files + ["more", "--size=5x5"], files + ["--size"],
-                          files + ["--size="], files + ["--size=5x5", "--size=6x6"],
-                          files + ["--size=5x5", "--unknown"], files + ["--size=5x5", "--selftest"],
-                          ["--selftest", "in.bmp"]):
-            self.refuse(BAD_USAGE, [], *arguments)
+        self.refuse(BAD_OUTPUT, ["not enough memory", "out.ppm", "in.bmp"], "in.bmp", "out.ppm", "--size", "40000000x1!",
+                    preexec_fn=limit_memory)
 
     def test_result_takes_its_place_politely(self):
         self.write("in.bmp", bitmap(9, 7, 24))
@@ -214,36 +188,97 @@ class ToolTest(unittest.TestCase):
         self.write("old.bmp", b"longer than the result" * 1000)
         (self.folder / "old.bmp").chmod(0o604)
         (self.folder / "link.bmp").symlink_to("old.bmp")
-        self.scale("in.bmp", "link.bmp", "--size", "5x5")
+        self.scale("in.bmp", "link.bmp", "--size", "5x5", "--force")
         self.assertTrue((self.folder / "link.bmp").is_symlink())
         self.assertEqual(self.read("old.bmp"), expected)
         self.assertEqual(stat.S_IMODE((self.folder / "old.bmp").stat().st_mode), 0o604)
 
-        self.scale("in.bmp", "in.bmp", "--size", "5x5")
+        self.scale("in.bmp", "in.bmp", "--size", "5x5", "--force")
         self.assertEqual(self.read("in.bmp"), expected)
         self.assertEqual(len(self.state()), 5)
 
+    def test_a_signal_leaves_nothing_behind(self):
+        with subprocess.Popen([FOURTAP, "-", "out.ppm", "--size", "50%"], stdin=subprocess.PIPE, cwd=self.folder) as tool:
+            tool.stdin.write(pnm(100, 100, 24)[:20000])
+            tool.stdin.flush()
+            while not list(self.folder.iterdir()):
+                time.sleep(0.01)
+            tool.terminate()
+            self.assertEqual(tool.wait(), -signal.SIGTERM)
+        self.assertEqual(list(self.folder.iterdir()), [])
+
+    def test_several_inputs(self):
+        for name in "a", "b":
+            self.write(name + ".ppm", pnm(8, 6, 24))
+        self.write("bad.ppm", b"P6 8 6 255\nshort")
+        (self.folder / "small").mkdir()
+        done = self.run_tool("a.ppm", "bad.ppm", "missing.ppm", "b.ppm", "--size", "4x", "--out", "small/{name}-4.png")
+        self.assertEqual(done.returncode, BAD_INPUT)
+        self.assertRegex(done.stderr, r"\Afourtap: bad.ppm: [^\n]*\nfourtap: missing.ppm: [^\n]*\n\Z")
+        self.assertEqual(sorted(os.listdir(self.folder / "small")), ["a-4.png", "b-4.png"])
+        self.scale("a.ppm", "expected.png", "--size", "4x")
+        self.assertEqual(self.read("small/a-4.png"), self.read("expected.png"))
+
+    def test_progress_info_and_remarks(self):
+        source = self.write("in.ppm", b"P6 300 200 100\n" + bytes(180000))
+        done = self.run_tool(source, "out.ppm", "--size", "50x", "--progress", "json", "--verbose")
+        remarks, reports = ([line for line in done.stderr.splitlines() if line.startswith("{") is json_line]
+                            for json_line in (False, True))
+        last = json.loads(reports[-1])
+        self.assertEqual((last["file"], last["lines"], last["total"], last["percent"]), ("in.ppm", 200, 200, 100))
+        self.assertEqual(remarks, ["fourtap: in.ppm: samples from 0 to 100 are brought to 0 to 255",
+                                   "fourtap: in.ppm: 300x200 -> 150x100 -> 75x50 -> 50x33"])
+        done = self.run_tool(source, "out.ppm", "--size", "50x", "--progress", "text", "--force")
+        self.assertRegex(done.stderr, r"\A(\rin.ppm: +\d+ %, \d+ lines/s )*\rin.ppm: 100 %, \d+ lines/s \n\Z")
+
+        info = self.scale("--info").decode()
+        self.assertRegex(info, r"\Aprocessor: .+\nsets: mmx sse2.*\nin use: .*\n\Z")
+        widest = info.split("\n")[1].split()[-1]
+        self.assertIn(f"in use: {widest}\n", info)
+        self.assertIn("in use: sse2\n", self.scale("--info", "--set", "sse2").decode())
+        info = self.scale("--info", source, "--size", "50x").decode()
+        self.assertRegex(info, r"picture: PNM, 300x200, RGB\n(.*\n)*steps: 300x200 -> 150x100 -> 75x50 -> 50x33\ncontexts: \d{5,6} bytes\n\Z")
+
+    def test_without_acceleration_the_bytes_are_the_same(self):
+        self.write("in.bmp", bitmap(40, 30, 32))
+        expected = self.scale("in.bmp", "-", "--size", "25x50!")
+        done = self.run_tool("in.bmp", "-", "--size", "25x50!",
+                             env={**os.environ, "LD_PRELOAD": os.environ["NO_ACCELERATION"]})
+        self.assertEqual((done.returncode, done.stderr, done.stdout), (0, "no acceleration\n", expected))
+
     def test_self_test_gives_the_stated_digest_and_finds_a_fault(self):
-        done = self.run_tool("--selftest")
+        done = self.run_tool("--selftest", text=None)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        digest = done.stdout.splitlines()[-1]
-        stated = re.findall(r"digest [0-9a-f]{16}", pathlib.Path(os.environ["README"]).read_text(encoding="utf-8"))
+        digest = done.stdout.decode().splitlines()[-1]
+        stated = re.findall(r"digest [0-9a-f]{16}", (SOURCE / "README.md").read_text(encoding="utf-8"))
         self.assertEqual(stated, [digest])
 
         done = self.run_tool("--selftest", env={**os.environ, "LD_PRELOAD": os.environ["FAULTY_SCALER"]})
         self.assertEqual(done.returncode, 1)
-        self.assertRegex(done.stdout, r"(?m)^Plane +sse2 .*case 0")
-        self.assertRegex(done.stdout, r"(?m)^Plane +mmx .*cases agree$")
-        self.assertNotIn("digest", done.stdout)
+        self.assertRegex(done.stdout.decode(), r"(?m)^Plane +sse2 .*case 0")
+        self.assertRegex(done.stdout.decode(), r"(?m)^Plane +mmx .*cases agree$")
+        self.assertNotIn("digest", done.stdout.decode())
+
+    def test_manual_and_completion_know_every_option(self):
+        options = set(re.findall(r"--[a-z-]+", self.scale("--help").decode()))
+        self.assertGreater(len(options), 15)
+        manual = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
+        self.assertEqual(set(re.findall(r"\*(--[a-z-]+)\*", manual)), options)
+        completion = SOURCE / "tools/fourtap/completion.bash"
+
+        def complete(*words):
+            script = f'. {completion}; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _fourtap; echo "${{COMPREPLY[@]}}"'
+            return set(subprocess.run(["bash", "-c", script, "bash", "fourtap", *words], capture_output=True, text=True,
+                                      check=True, timeout=60).stdout.split())
+        self.assertEqual(complete("--"), options)
+        self.assertEqual(complete("in.png", "--alpha", "=", "p"), {"premultiplied"})
 
     def test_help_version_and_chart(self):
         for option, answer in ("--help", "--size"), ("--version", f"fourtap {os.environ['VERSION']}\n"):
-            done = self.run_tool(option)
-            self.assertEqual((done.returncode, done.stderr), (0, ""))
-            self.assertIn(answer, done.stdout)
-        self.scale("chart.bmp", tool=os.environ["CHART"])
-        self.scale("chart.bmp", "same.bmp", "--size", "640x480")
-        self.assertEqual(len(self.read("same.bmp")), len(self.read("chart.bmp")))
+            self.assertIn(answer, self.scale(option).decode())
+        for arguments, kind in (["chart.jpg"], "RGB"), (["--cut-out", "chart.png"], "RGB with alpha"):
+            self.scale(*arguments, tool=os.environ["CHART"])
+            self.assertIn(f"640x480, {kind}\n", self.scale("--info", arguments[-1]).decode())
 
 
 if __name__ == "__main__":

@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "fourtap/BitmapFormat.h"
 #include "fourtap/Failure.h"
+#include "fourtap/OutputFile.h"
+#include "fourtap/Picture.h"
 
 namespace {
 
@@ -140,17 +143,26 @@ Region const regions[] = {
     {10, 330, 400, 140, 8, ColourEdges}, {430, 330, 200, 140, 8, Edges},
 };
 
-void SetPixel(tool::Picture& picture, int x, int y, Colour colour) {
-  auto const byte = [](double level) {
-    return static_cast<unsigned char>(std::lround(255 * std::clamp(level, 0.0, 1.0)));
-  };
-  unsigned char* const pixel = picture.pixels.data() + ptrdiff_t{y} * picture.stride + ptrdiff_t{3} * x;
-  pixel[0] = byte(colour.blue);
-  pixel[1] = byte(colour.green);
-  pixel[2] = byte(colour.red);
+// RGB, or RGBA.
+struct Canvas {
+  tool::PixelKind kind;
+  std::vector<unsigned char> pixels;
+
+  explicit Canvas(tool::PixelKind theKind)
+      : kind(theKind), pixels(tool::LineBytes({cxChart, cyChart}, kind) * cyChart) {}
+  unsigned char* Pixel(int x, int y) { return pixels.data() + ptrdiff_t{y * cxChart + x} * tool::BytesPerPixel(kind); }
+};
+
+unsigned char Byte(double level) { return static_cast<unsigned char>(std::lround(255 * std::clamp(level, 0.0, 1.0))); }
+
+void SetPixel(Canvas& canvas, int x, int y, Colour colour) {
+  unsigned char* const pixel = canvas.Pixel(x, y);
+  pixel[0] = Byte(colour.red);
+  pixel[1] = Byte(colour.green);
+  pixel[2] = Byte(colour.blue);
 }
 
-void DrawRegion(tool::Picture& picture, Region const& region) {
+void DrawRegion(Canvas& canvas, Region const& region) {
   int const samples = region.samples;
   for (int y = 0; y < region.cy; ++y) {
     for (int x = 0; x < region.cx; ++x) {
@@ -161,13 +173,27 @@ void DrawRegion(tool::Picture& picture, Region const& region) {
         sum = {sum.red + colour.red, sum.green + colour.green, sum.blue + colour.blue};
       }
       double const n = samples * samples;
-      SetPixel(picture, region.x + x, region.y + y, {sum.red / n, sum.green / n, sum.blue / n});
+      SetPixel(canvas, region.x + x, region.y + y, {sum.red / n, sum.green / n, sum.blue / n});
+    }
+  }
+}
+
+// Leaves an oval with a hole opaque. What is transparent is bright green, which must not shine through.
+void CutOut(Canvas& canvas) {
+  for (int y = 0; y < cyChart; ++y) {
+    for (int x = 0; x < cxChart; ++x) {
+      double const dx = x - cxChart / 2.0, dy = y - cyChart / 2.0;
+      double const inOval = (1 - std::hypot(dx / (cxChart / 2.0), dy / (cyChart / 2.0))) * cyChart / 2;
+      double const outsideHole = std::hypot(dx, dy) - 40;
+      double const alpha = std::clamp(std::min(inOval, outsideHole), 0.0, 1.0);
+      if (alpha == 0) SetPixel(canvas, x, y, {0, 1, 0});
+      canvas.Pixel(x, y)[3] = Byte(alpha);
     }
   }
 }
 
 // Nested frames of one pixel: the outermost line has a colour of its own at each border.
-void DrawBorders(tool::Picture& picture) {
+void DrawBorders(Canvas& canvas) {
   static Colour const rings[] = {Gray(1), Gray(0), Gray(1), Gray(0)};
   for (int y = 0; y < cyChart; ++y) {
     for (int x = 0; x < cxChart; ++x) {
@@ -181,25 +207,44 @@ void DrawBorders(tool::Picture& picture) {
                  : left == 0   ? Colour{1, 1, 0}
                                : Colour{0, 1, 1};
       }
-      SetPixel(picture, x, y, colour);
+      SetPixel(canvas, x, y, colour);
     }
   }
 }
 
-tool::Picture DrawChart() {
-  tool::Picture picture = tool::MakePicture(cxChart, cyChart, 24);
-  DrawRegion(picture, {0, 0, cxChart, cyChart, 1, [](double, double) { return Gray(0.5); }});
-  for (Region const& region : regions) DrawRegion(picture, region);
-  DrawBorders(picture);
-  return picture;
+Canvas DrawChart(bool cutOut) {
+  Canvas canvas(cutOut ? tool::PixelKind::rgba : tool::PixelKind::rgb);
+  DrawRegion(canvas, {0, 0, cxChart, cyChart, 1, [](double, double) { return Gray(0.5); }});
+  for (Region const& region : regions) DrawRegion(canvas, region);
+  DrawBorders(canvas);
+  if (cutOut) CutOut(canvas);
+  return canvas;
+}
+
+void WriteChart(std::string const& name, bool cutOut) {
+  tool::PictureFormat const* const format = tool::FormatOfName(name);
+  if (!format || (cutOut && !format->holdsAlpha)) {
+    throw tool::Failure{tool::badUsage, name + ": expected a name with the suffix of " +
+                                            (cutOut ? "PNG or BMP, which hold alpha" : tool::FormatNames())};
+  }
+  Canvas const canvas = DrawChart(cutOut);
+  tool::PictureNotes const notes;
+  tool::OutputFile file(name, true);
+  auto const writer = format->create(file, {{cxChart, cyChart}, canvas.kind, &notes, 95});
+  writer->WriteLines(canvas.pixels.data(), cyChart);
+  writer->Finish();
+  file.Finish();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
-    if (argc != 2) throw tool::Failure{tool::badUsage, "expected the name of the bitmap file to write"};
-    tool::WriteBitmap(argv[1], DrawChart());
+    bool const cutOut = argc == 3 && std::string_view(argv[1]) == "--cut-out";
+    if (argc != 2 && !cutOut) {
+      throw tool::Failure{tool::badUsage, "expected [--cut-out] and the name of the picture file to write"};
+    }
+    WriteChart(argv[argc - 1], cutOut);
     return tool::succeeded;
   } catch (tool::Failure const& failure) {
     return tool::Report("chart", failure);

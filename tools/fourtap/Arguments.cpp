@@ -1,30 +1,13 @@
 #include "fourtap/Arguments.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
+#include <map>
 
 #include "fourtap/Failure.h"
 
 namespace tool {
 
 namespace {
-
-// A decimal number from 1 to the largest int, and nothing else.
-std::optional<int> ParseCount(std::string_view text) {
-  int count = 0;
-  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-  if (error != std::errc() || end != text.data() + text.size() || count < 1) return std::nullopt;
-  return count;
-}
-
-std::optional<PictureSize> ParseSize(std::string_view text) {
-  size_t const cross = text.find('x');
-  if (cross == std::string_view::npos) return std::nullopt;
-  auto const cx = ParseCount(text.substr(0, cross));
-  auto const cy = ParseCount(text.substr(cross + 1));
-  if (!cx || !cy) return std::nullopt;
-  return PictureSize{*cx, *cy};
-}
 
 // Adds an option whose value `parse` reads; `expected` tells the user what that would have been.
 template <class Value, class Parse>
@@ -41,18 +24,114 @@ void AddParsedOption(CLI::App& app, std::string const& name, std::string const& 
       ->type_name(typeName);
 }
 
+template <class Value>
+void AddNamedOption(CLI::App& app, std::string const& name, Value& value, std::map<std::string, Value> const& values,
+                    std::string const& help) {
+  std::string names;
+  for (auto const& [known, meaning] : values) names += (names.empty() ? "" : "|") + known;
+  auto const parse = [values](std::string const& text) -> std::optional<Value> {
+    auto const found = values.find(text);
+    return found == values.end() ? std::nullopt : std::optional(found->second);
+  };
+  AddParsedOption(app, name, names, value, parse, "one of " + names, help);
+}
+
+// A number from 1 to `most`, which may be followed by k, M or G.
+template <class Number>
+auto CountUpTo(Number most) {
+  return [most](std::string text) -> std::optional<Number> {
+    int64_t unit = 1;
+    size_t const suffix = text.empty() ? text.npos : std::string("kMG").find(text.back());
+    if (suffix != text.npos) {
+      for (size_t i = 0; i <= suffix; ++i) unit *= 1000;
+      text.pop_back();
+    }
+    auto const count = ParseCount(text);
+    if (!count || *count > most / unit) return std::nullopt;
+    return static_cast<Number>(*count * unit);
+  };
+}
+
+// Throws a Failure unless the options go together.
+void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
+  char const* const usage =
+      "expected IN OUT --size SIZE, or IN... --out PATTERN --size SIZE, or --selftest or --info; --help tells more";
+  bool const noWork = files.empty() && app.count_all() == 2;  // the program's name counts as one
+  if (options.selfTest) {
+    if (!noWork) throw Failure{badUsage, usage};
+    return;
+  }
+  if (options.info) {
+    if (options.outputIsPattern || files.size() > 1) {
+      throw Failure{badUsage, "--info: expected one input at most, and no output"};
+    }
+    options.inputs = files;
+    return;
+  }
+  options.inputs = files;
+  if (!options.outputIsPattern) {
+    if (files.size() != 2) throw Failure{badUsage, usage};
+    options.output = files.back();
+    options.inputs.pop_back();
+  }
+  if (options.inputs.empty() || (!options.size && !options.rect)) throw Failure{badUsage, usage};
+  if (options.inputs.size() > 1 && options.output.find("{name}") == std::string::npos) {
+    throw Failure{badUsage, "--out: \"" + options.output + "\" given for " + std::to_string(options.inputs.size()) +
+                                " inputs, expected {name} in it"};
+  }
+}
+
 }  // namespace
 
-std::optional<Arguments> ParseArguments(int argc, char** argv) {
-  Arguments arguments;
-  CLI::App app("Scales a picture: an uncompressed BMP file of 24 or 32 bits per pixel.", "fourtap");
-  app.add_option("IN", arguments.input, "The picture file to read")->type_name("");
-  app.add_option("OUT", arguments.output, "The picture file to write; may be IN")->type_name("");
-  AddParsedOption(app, "--size", "WxH", arguments.size, ParseSize, "WxH, such as 1280x720",
-                  "Width and height of the result in pixels");
-  AddParsedOption(app, "--progressive", "N", arguments.linesPerSlice, ParseCount, "a number of lines from 1 on",
+std::optional<Options> ParseArguments(int argc, char** argv) {
+  Options options;
+  std::vector<std::string> files;
+  std::string const count = "a number from 1 on";
+  CLI::App app(
+      "Scales pictures (PNG, JPEG, PNM, BMP) and video (Y4M, raw frames) in the memory of a few lines or frames:\n"
+      "  fourtap IN OUT --size SIZE\n"
+      "  fourtap IN... --out PATTERN --size SIZE",
+      "fourtap");
+  app.add_option("FILE", files, "What to read and, without --out, what to write; - is stdin or stdout")->type_name("");
+  AddParsedOption(
+      app, "--size", "SIZE", options.size, [](std::string const& text) { return std::optional(ParseSize(text)); },
+      sizeExamples,
+      "Size of the result: WxH fits into that box, Wx and xH leave the other side to the proportions, N% "
+      "means both; behind it > shrinks only, < enlarges only, ! ignores the proportions");
+  AddParsedOption(app, "--rect", "X,Y,W,H", options.rect, ParseRect, "x,y,w,h in pixels, such as 0,0,640,480",
+                  "Only this rectangle of the scaled picture");
+  app.add_flag("--one-step", options.oneStep,
+               "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
+  app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
+      ->type_name("PATTERN");
+  app.add_option("--format", options.format, "Format of the result, when its name does not say")->type_name("NAME");
+  AddNamedOption<AlphaRule>(app, "--alpha", options.alpha,
+                            {{"multiply", AlphaRule::multiply},
+                             {"drop", AlphaRule::drop},
+                             {"straight", AlphaRule::straight},
+                             {"premultiplied", AlphaRule::premultiplied}},
+                            "What alpha does to colours while they are scaled; multiply is the default");
+  AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
+                  "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
+  AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
-  app.add_flag("--selftest", arguments.selfTest, "Prove on this machine that every scaler gives the right bytes");
+  AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",
+                  "Refuse inputs that claim more pixels; 1073741824 is the default");
+  app.add_option("--raw", options.raw, "The input is video frames without headers, such as uyvy:1920x1080")
+      ->type_name("LAYOUT:WxH");
+  AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
+                  "Threads that scale video; one per processor is the default. The result is the same");
+  app.add_option("--set", options.set, "Instruction set to use: mmx, sse2, avx2 or avx512. The result is the same")
+      ->type_name("NAME");
+  app.add_flag("--force", options.force, "Overwrite files that are there");
+  AddNamedOption<Progress>(app, "--progress", options.progress, {{"text", Progress::text}, {"json", Progress::json}},
+                           "Report progress on stderr, as text or as lines of JSON; text is the default on a terminal");
+  app.add_flag("--quiet", options.quiet, "No progress on a terminal");
+  app.add_flag("--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
+  app.add_flag("--info", options.info,
+               "Print the processor and its instruction sets and, of an input, its size, the steps to --size and the "
+               "memory they take");
+  app.add_flag("--selftest", options.selfTest, "Prove on this machine that every scaler gives the right bytes");
   app.set_version_flag("--version", "fourtap " FOURTAP_VERSION);
   try {
     app.parse(argc, argv);
@@ -60,14 +139,13 @@ std::optional<Arguments> ParseArguments(int argc, char** argv) {
     app.exit(asked);
     return std::nullopt;
   } catch (CLI::ParseError const& error) {
-    throw Failure{badUsage, error.what()};
+    std::string const fault = error.what();
+    bool const complete = fault.find("expected") != fault.npos;
+    throw Failure{badUsage, complete ? fault : fault + "; --help tells what is expected"};
   }
-
-  bool const anyWork = app.count("IN") + app.count("OUT") + app.count("--size") + app.count("--progressive") > 0;
-  if (arguments.selfTest ? anyWork : arguments.output.empty() || app.count("--size") == 0) {
-    throw Failure{badUsage, "expected IN OUT --size WxH, or --selftest alone; --help tells more"};
-  }
-  return arguments;
+  options.outputIsPattern = app.count("--out") > 0;
+  CheckOptions(app, options, files);
+  return options;
 }
 
 }  // namespace tool

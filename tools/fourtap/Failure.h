@@ -14,12 +14,17 @@ struct Failure {
   std::string message;  // names the thing, says what is wrong with it and what was expected
 };
 
-// Prints the failure on stderr as one line, whatever the names in it contain, and returns its exit status.
-inline int Report(char const* program, Failure failure) {
-  for (char& c : failure.message) {
+// On one line, whatever the names in it contain.
+inline std::string Printable(std::string text) {
+  for (char& c : text) {
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
   }
-  std::fprintf(stderr, "%s: %s\n", program, failure.message.c_str());
+  return text;
+}
+
+// Prints the failure on stderr and returns its exit status.
+inline int Report(char const* program, Failure const& failure) {
+  std::fprintf(stderr, "%s: %s\n", program, Printable(failure.message).c_str());
   return failure.status;
 }
 

@@ -1,11 +1,16 @@
 #include "fourtap/OutputFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "fourtap/Failure.h"
 
@@ -14,6 +19,8 @@ namespace tool {
 namespace fs = std::filesystem;
 
 namespace {
+
+size_t const bufferSize = 1 << 16;
 
 Failure CannotWrite(std::string const& name, std::string const& why) {
   return {badOutput, name + ": can't be written: " + why};
@@ -28,9 +35,68 @@ fs::perms PermissionsOfNewFile() {
   return static_cast<fs::perms>(0666 & ~mask);
 }
 
+// The temporary file of the moment, for a signal handler.
+char pendingName[PATH_MAX];
+
+void RemovePendingFile(int signal) {
+  unlink(pendingName);
+  raise(signal);  // which ends the process: the handler was for one time
+}
+
+int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+// As mkostemp; and when a signal ends the program, from then on, it takes the file along.
+int MakeTemporaryFile(std::string& name) {
+  sigset_t ending, before;
+  sigemptyset(&ending);
+  for (int const signal : endingSignals) sigaddset(&ending, signal);
+  pthread_sigmask(SIG_BLOCK, &ending, &before);
+  int const descriptor = mkostemp(name.data(), O_CLOEXEC);
+  int const reason = errno;
+  if (descriptor >= 0 && name.size() < sizeof pendingName) {
+    std::memcpy(pendingName, name.c_str(), name.size() + 1);
+    for (int const signal : endingSignals) {
+      struct sigaction action {};
+      sigaction(signal, nullptr, &action);
+      if (action.sa_handler == SIG_IGN) continue;
+      action.sa_handler = RemovePendingFile;
+      action.sa_flags = static_cast<int>(SA_RESETHAND);
+      sigaction(signal, &action, nullptr);
+    }
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  errno = reason;
+  return descriptor;
+}
+
+// Ends the program as SIGPIPE does, also where its caller has that ignored: nobody reads on.
+void EndAsUnread() {
+  std::signal(SIGPIPE, SIG_DFL);
+  raise(SIGPIPE);
+}
+
+template <class WriteSome>
+void WriteAll(std::string const& name, size_t count, WriteSome writeSome) {
+  for (size_t done = 0; done < count;) {
+    ssize_t const written = writeSome(done);
+    if (written >= 0) {
+      done += static_cast<size_t>(written);
+    } else if (errno != EINTR) {
+      if (errno == EPIPE) EndAsUnread();
+      throw CannotWrite(name, ErrorText(errno));
+    }
+  }
+}
+
 }  // namespace
 
-OutputFile::OutputFile(std::string const& fileName) : name(fileName), permissions(PermissionsOfNewFile()) {
+OutputFile::OutputFile(std::string const& fileName, bool force)
+    : name(fileName == "-" ? "stdout" : fileName), isStdout(fileName == "-"), permissions(PermissionsOfNewFile()) {
+  buffer.reserve(bufferSize);
+  if (isStdout) {
+    descriptor = STDOUT_FILENO;
+    return;
+  }
   std::error_code error;
   place = fs::absolute(name, error);
   if (!error) place = fs::weakly_canonical(place, error);
@@ -39,34 +105,54 @@ OutputFile::OutputFile(std::string const& fileName) : name(fileName), permission
   fs::file_status const existing = fs::status(place, error);
   if (fs::exists(existing)) {
     if (!fs::is_regular_file(existing)) throw CannotWrite(name, "it is there and is no regular file");
+    if (!force) throw CannotWrite(name, "it is there; expected a new name, or --force to overwrite it");
     if (access(place.c_str(), W_OK) != 0) throw CannotWrite(name, ErrorText(errno));
     permissions = existing.permissions();
   }
-  temporaryName = place.parent_path() / ".fourtap-XXXXXX";
-  int const descriptor = mkstemp(temporaryName.data());
-  if (descriptor < 0) {
-    int const reason = errno;
-    temporaryName.clear();
-    throw CannotWrite(name, ErrorText(reason));
-  }
-  close(descriptor);
+  std::string temporary = place.parent_path() / ".fourtap-XXXXXX";
+  descriptor = MakeTemporaryFile(temporary);
+  if (descriptor < 0) throw CannotWrite(name, ErrorText(errno));
+  temporaryName = temporary;
 }
 
 OutputFile::~OutputFile() {
+  if (isStdout) return;
+  if (descriptor >= 0) close(descriptor);
   if (!temporaryName.empty()) unlink(temporaryName.c_str());
+  pendingName[0] = 0;
 }
 
-void PutInPlace(OutputFile& file, int64_t length) {
-  std::error_code error;
-  auto const written = static_cast<int64_t>(fs::file_size(file.temporaryName, error));
-  if (!error && written != length) {
-    throw CannotWrite(file.name,
-                      "the disk took " + std::to_string(written) + " of " + std::to_string(length) + " bytes");
+void OutputFile::Write(void const* bytes, size_t count) {
+  auto const* const src = static_cast<unsigned char const*>(bytes);
+  if (buffer.size() + count > bufferSize) Flush();
+  if (count < bufferSize) {
+    buffer.insert(buffer.end(), src, src + count);
+  } else {
+    WriteAll(name, count, [&](size_t done) { return write(descriptor, src + done, count - done); });
   }
-  if (!error) fs::permissions(file.temporaryName, file.permissions, error);
-  if (!error) fs::rename(file.temporaryName, file.place, error);
-  if (error) throw CannotWrite(file.name, error.message());
-  file.temporaryName.clear();
+}
+
+void OutputFile::Flush() {
+  WriteAll(name, buffer.size(),
+           [this](size_t done) { return write(descriptor, buffer.data() + done, buffer.size() - done); });
+  buffer.clear();
+}
+
+void OutputFile::WriteAt(int64_t offset, void const* bytes, size_t count) {
+  WriteAll(name, count, [&](size_t done) {
+    return pwrite(descriptor, static_cast<char const*>(bytes) + done, count - done,
+                  offset + static_cast<int64_t>(done));
+  });
+}
+
+void OutputFile::Finish() {
+  Flush();
+  if (isStdout) return;
+  if (fchmod(descriptor, static_cast<mode_t>(permissions)) != 0 || close(std::exchange(descriptor, -1)) != 0 ||
+      std::rename(temporaryName.c_str(), place.c_str()) != 0) {
+    throw CannotWrite(name, ErrorText(errno));
+  }
+  temporaryName.clear();
 }
 
 }  // namespace tool

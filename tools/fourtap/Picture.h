@@ -1,27 +1,107 @@
-// A picture in memory.
+// Pictures line by line, whatever their format.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
+
+#include "fourtap/InputFile.h"
+#include "fourtap/OutputFile.h"
+#include "fourtap/SizeGrammar.h"
 
 namespace tool {
 
-struct Picture {
-  int cx, cy;                         // pixels, lines
-  int bitsPerPixel;                   // 24 or 32
-  int stride;                         // bytes from line to line: the line rounded up to a multiple of 4
-  std::vector<unsigned char> pixels;  // stride * cy bytes, the top line first
+// The bytes of a pixel, in this order.
+enum class PixelKind {
+  gray,
+  grayAlpha,
+  rgb,
+  rgbx,  // x means nothing
+  rgba,
 };
 
-// Bytes of a picture's line, padding included.
-inline int64_t LineBytes(int64_t cx, int bitsPerPixel) { return (cx * bitsPerPixel + 31) / 32 * 4; }
-
-// A picture of zeros; a line must fit an int.
-inline Picture MakePicture(int cx, int cy, int bitsPerPixel) {
-  auto const stride = static_cast<int>(LineBytes(cx, bitsPerPixel));
-  return {cx, cy, bitsPerPixel, stride,
-          std::vector<unsigned char>(static_cast<size_t>(stride) * static_cast<size_t>(cy))};
+inline int BytesPerPixel(PixelKind kind) {
+  int const bytes[] = {1, 2, 3, 4, 4};
+  return bytes[static_cast<int>(kind)];
 }
+inline bool IsGray(PixelKind kind) { return kind == PixelKind::gray || kind == PixelKind::grayAlpha; }
+inline bool HasAlpha(PixelKind kind) { return kind == PixelKind::grayAlpha || kind == PixelKind::rgba; }
+
+// What a file says beside the pixels.
+struct PictureNotes {
+  std::vector<unsigned char> icc;   // colour profile; empty: none
+  std::vector<unsigned char> exif;  // from its byte order mark on; empty: none
+};
+
+// Reads a picture's lines, the top line first. All functions throw a Failure for what is wrong with the file.
+struct PictureReader {
+  PictureSize size{};
+  PixelKind kind{};
+  PictureNotes notes;
+  std::vector<std::string> remarks;  // what a user may want to know of how the file is read
+
+  virtual ~PictureReader() = default;
+  // The next lines, without gaps between them.
+  virtual void ReadLines(unsigned char* lines, int count) = 0;
+  // After the last line: looks at what the file holds behind it.
+  virtual void Finish() {}
+};
+
+// Writes a picture's lines, the top line first. All functions throw a Failure when that can't be done.
+struct PictureWriter {
+  virtual ~PictureWriter() = default;
+  virtual void WriteLines(unsigned char const* lines, int count) = 0;
+  // After the last line; OutputFile::Finish is left to the caller.
+  virtual void Finish() {}
+};
+
+// What is to be written.
+struct PicturePlan {
+  PictureSize size{};
+  PixelKind kind{};
+  PictureNotes const* notes = nullptr;
+  int quality = 0;            // of JPEG, 1 to 100
+  bool grayAsColour = false;  // where the format would tell them apart
+};
+
+typedef std::unique_ptr<PictureReader> PictureOpener(InputFile& file, int64_t maxPixels);
+typedef std::unique_ptr<PictureWriter> PictureCreator(OutputFile& file, PicturePlan const& plan);
+
+PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap;
+PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap;
+
+struct PictureFormat {
+  std::string_view name;                     // for users, and for --format in any case
+  std::vector<std::string_view> signatures;  // how its files begin
+  std::vector<std::string_view> suffixes;
+  bool holdsAlpha;
+  bool holdsNotes;
+  PictureOpener* open;
+  PictureCreator* create;
+};
+
+// The format of a file, by how it begins. Throws a Failure when it is none that can be read.
+PictureFormat const& FormatOfFile(InputFile& file);
+// Of a file's name, by its suffix in any case, or null.
+PictureFormat const* FormatOfName(std::string_view fileName);
+// By its name or one of its suffixes, in any case, or null.
+PictureFormat const* FormatNamed(std::string_view name);
+std::string FormatNames();
+
+// What the formats have in common.
+std::string SizeText(int64_t cx, int64_t cy);
+inline std::string SizeText(PictureSize size) { return SizeText(size.cx, size.cy); }
+// Throws a Failure unless 1 to maxPixels pixels are claimed.
+void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels);
+// Reads all of `bytes`, for lines from `y` on, or throws a Failure.
+void ReadPixels(InputFile& file, void* bytes, size_t count, PictureSize size, int y);
+inline size_t LineBytes(PictureSize size, PixelKind kind) {
+  return static_cast<size_t>(size.cx) * static_cast<size_t>(BytesPerPixel(kind));
+}
+// An array that is not filled with anything. Throws std::bad_alloc.
+std::unique_ptr<unsigned char[]> Bytes(size_t count);
 
 }  // namespace tool

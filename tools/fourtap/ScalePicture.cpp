@@ -1,57 +1,203 @@
 #include "fourtap/ScalePicture.h"
 
-#include <fourtapscale/FourTapScale.h>
-
 #include <algorithm>
-#include <memory>
+#include <cstdio>
+#include <cstring>
+#include <exception>
 #include <new>
+#include <thread>
+
+#include "fourtap/Failure.h"
+#include "fourtap/LineChain.h"
+#include "fourtap/LineChannel.h"
+#include "fourtap/Picture.h"
+#include "fourtap/Progress.h"
 
 namespace tool {
 
 namespace {
 
-struct PictureScaler {
-  FourTapFrameScaler* frame;
-  FourTapSliceScaler* slice;
-};
+size_t const batchBytes = 1 << 18;
+int const mostLinesPerBatch = 64;
 
-PictureScaler ScalerFor(int bitsPerPixel) {
-  bool const rgb32 = bitsPerPixel == 32;
-  if (InitFourTapScale()) {
-    return rgb32 ? PictureScaler{FourTapScaleRGB32, FourTapScaleProgressiveRGB32}
-                 : PictureScaler{FourTapScaleRGB24, FourTapScaleProgressiveRGB24};
-  }
-  return rgb32 ? PictureScaler{FourTapScaleRGB32_mmx, FourTapScaleRGB32Progressive_mmx}
-               : PictureScaler{FourTapScaleRGB24_mmx, FourTapScaleRGB24Progressive_mmx};
+int LinesPerBatch(PictureSize size, PixelKind kind) {
+  size_t const lines = batchBytes / std::max<size_t>(1, LineBytes(size, kind));
+  return std::clamp(static_cast<int>(lines), 1, std::min(mostLinesPerBatch, size.cy));
 }
 
-struct ReleaseContext {
-  void operator()(_SCALE_CONTEXT* context) const { DoneScaleContext(context); }
+PictureFormat const& OutputFormat(Options const& options, PictureFormat const& input, std::string const& output) {
+  if (!options.format.empty()) {
+    if (PictureFormat const* const format = FormatNamed(options.format)) return *format;
+    throw Failure{badUsage, "--format: \"" + options.format + "\" given, expected " + FormatNames()};
+  }
+  if (output == "-") return input;
+  if (PictureFormat const* const format = FormatOfName(output)) return *format;
+  throw Failure{badUsage, output + ": its suffix names no format, expected that of " + FormatNames() + ", or --format"};
+}
+
+bool EndsWith(std::string const& name, std::string_view suffix) {
+  return name.size() >= suffix.size() &&
+         std::equal(suffix.begin(), suffix.end(), name.end() - static_cast<ptrdiff_t>(suffix.size()),
+                    [](char a, char b) { return a == (b >= 'A' && b <= 'Z' ? b + ('a' - 'A') : b); });
+}
+
+// Throws a Failure where the format or the name promises something else than what would be written.
+void CheckKind(PictureFormat const& format, std::string const& output, PixelKind kind) {
+  if (HasAlpha(kind) && !format.holdsAlpha) {
+    throw Failure{badOutput,
+                  output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or PNG or BMP"};
+  }
+  if (EndsWith(output, ".pgm") && !IsGray(kind)) {
+    throw Failure{badOutput, output + ": the picture has colours, expected a name that ends in .ppm or .pnm"};
+  }
+}
+
+// Runs as a thread; what `work` throws goes to `failure`, and the others stop.
+template <class Work>
+auto Stage(std::exception_ptr& failure, LineChannel& toScale, LineChannel& toWrite, Work work) {
+  return [&, work] {
+    try {
+      work();
+    } catch (...) {
+      failure = std::current_exception();
+      toScale.GiveUp();
+      toWrite.GiveUp();
+    }
+  };
+}
+
+// Reads the lines that the plan needs.
+void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, LineChannel& channel) {
+  int const cy = plan.LinesToRead();
+  for (int y = 0; y < cy;) {
+    LineBatch* const batch = channel.AwaitEmpty();
+    if (!batch) return;
+    batch->count = std::min(linesPerBatch, cy - y);
+    reader.ReadLines(batch->lines.get(), batch->count);
+    y += batch->count;
+    channel.PassOn();
+  }
+  if (cy == plan.in.cy) reader.Finish();
+  channel.Close();
+}
+
+// Collects lines to batches.
+struct BatchFiller {
+  LineChannel& channel;
+  size_t lineBytes;
+  int linesPerBatch;
+  LineBatch* batch = nullptr;
+  bool stopped = false;
+
+  void Add(unsigned char const* line) {
+    if (stopped) return;
+    if (!batch) {
+      batch = channel.AwaitEmpty();
+      stopped = !batch;
+      if (stopped) return;
+      batch->count = 0;
+    }
+    std::memcpy(batch->lines.get() + lineBytes * static_cast<size_t>(batch->count), line, lineBytes);
+    if (++batch->count == linesPerBatch) PassOn();
+  }
+
+  void PassOn() {
+    if (batch) channel.PassOn();
+    batch = nullptr;
+  }
 };
+
+void ScaleAll(LineChain& chain, LineChannel& from, BatchFiller& filler, ProgressReport& progress) {
+  int y = 0;
+  while (LineBatch* const batch = from.AwaitFull()) {
+    chain.Push(batch->lines.get(), batch->count);
+    y += batch->count;
+    from.GiveBack();
+    progress.Update(y);
+  }
+  filler.PassOn();
+  filler.channel.Close();
+}
+
+void WriteAll(PictureWriter& writer, LineChannel& channel) {
+  while (LineBatch* const batch = channel.AwaitFull()) {
+    writer.WriteLines(batch->lines.get(), batch->count);
+    channel.GiveBack();
+  }
+}
+
+// Throws what went wrong first on the way of a line.
+void RunStages(PictureReader& reader, ChainPlan const& plan, int linesPerSlice, PictureWriter& writer,
+               ProgressReport& progress) {
+  PictureSize const sizeOut{plan.Rect().cx, plan.Rect().cy};
+  int const linesIn = linesPerSlice ? std::min(linesPerSlice, plan.in.cy) : LinesPerBatch(plan.in, plan.kindIn);
+  int const linesOut = LinesPerBatch(sizeOut, plan.kindOut);
+  LineChannel toScale(LineBytes(plan.in, plan.kindIn), linesIn);
+  LineChannel toWrite(LineBytes(sizeOut, plan.kindOut), linesOut);
+  BatchFiller filler{toWrite, LineBytes(sizeOut, plan.kindOut), linesOut};
+  LineChain chain(plan, linesIn, [&filler](unsigned char const* line) { filler.Add(line); });
+
+  std::exception_ptr failures[3];
+  {
+    std::jthread const readThread(
+        Stage(failures[0], toScale, toWrite, [&] { ReadAll(reader, plan, linesIn, toScale); }));
+    std::jthread const writeThread(Stage(failures[2], toScale, toWrite, [&] { WriteAll(writer, toWrite); }));
+    Stage(failures[1], toScale, toWrite, [&] { ScaleAll(chain, toScale, filler, progress); })();
+  }
+  for (std::exception_ptr const& failure : failures) {
+    if (failure) std::rethrow_exception(failure);
+  }
+  writer.Finish();
+}
+
+std::string KindText(PixelKind kind) {
+  char const* const names[] = {"gray", "gray with alpha", "RGB", "RGB", "RGB with alpha"};
+  return names[static_cast<int>(kind)];
+}
+
+std::string StepsText(ChainPlan const& plan) {
+  std::string text = SizeText(plan.in);
+  for (StepSize const& step : plan.steps) text += " -> " + SizeText(step.cx, step.cy);
+  return plan.steps.empty() ? text + ", passed on unfiltered" : text;
+}
 
 }  // namespace
 
-Picture ScalePicture(Picture const& source, int cx, int cy, int linesPerSlice) {
-  PictureScaler const scaler = ScalerFor(source.bitsPerPixel);
-  std::unique_ptr<_SCALE_CONTEXT, ReleaseContext> const context(
-      InitScaleContext(source.cx, source.cy, cx, cy, source.bitsPerPixel));
-  if (!context) throw std::bad_alloc();
-  Picture scaled = MakePicture(cx, cy, source.bitsPerPixel);
+void ScalePicture(Options const& options, InputFile& input, std::string const& output) try {
+  PictureFormat const& formatIn = FormatOfFile(input);
+  PictureFormat const& formatOut = OutputFormat(options, formatIn, output);
+  auto const reader = formatIn.open(input, options.maxPixels);
+  for (std::string const& remark : reader->remarks) Remark(options, input.name + ": " + remark);
 
-  if (linesPerSlice == 0) {
-    scaler.frame(context.get(), source.pixels.data(), source.stride, scaled.pixels.data(), scaled.stride, 0, 0, cx, cy);
-    return scaled;
-  }
-  unsigned char const* src = source.pixels.data();
-  unsigned char* dst = scaled.pixels.data();
-  for (int y = 0, cySlice = 0; y < source.cy; y += cySlice) {
-    cySlice = std::min(linesPerSlice, source.cy - y);
-    int cyWritten = 0;
-    scaler.slice(context.get(), src, source.stride, cySlice, dst, scaled.stride, cyWritten);
-    src += ptrdiff_t{cySlice} * source.stride;
-    dst += ptrdiff_t{cyWritten} * scaled.stride;
-  }
-  return scaled;
+  ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
+  CheckKind(formatOut, output, plan.kindOut);
+  Remark(options, input.name + ": " + StepsText(plan));
+  bool const notesLost = (!reader->notes.icc.empty() || !reader->notes.exif.empty()) && !formatOut.holdsNotes;
+  if (notesLost)
+    Remark(options, output + ": " + std::string(formatOut.name) + " takes over no ICC profile and no EXIF");
+
+  OutputFile file(output, options.force);
+  auto const writer = formatOut.create(
+      file,
+      {{plan.Rect().cx, plan.Rect().cy}, plan.kindOut, &reader->notes, options.quality, EndsWith(output, ".ppm")});
+  ProgressReport progress(options, input.name, "lines", plan.LinesToRead());
+  RunStages(*reader, plan, options.linesPerSlice, *writer, progress);
+  file.Finish();
+  progress.Finish();
+} catch (std::bad_alloc const&) {
+  throw Failure{badOutput, output + ": not enough memory to make it from " + input.name};
+}
+
+void DescribePicture(Options const& options, InputFile& input) {
+  PictureFormat const& format = FormatOfFile(input);
+  auto const reader = format.open(input, options.maxPixels);
+  std::printf("picture: %s, %s, %s\n", std::string(format.name).c_str(), SizeText(reader->size).c_str(),
+              KindText(reader->kind).c_str());
+  for (std::string const& remark : reader->remarks) std::printf("remark: %s\n", remark.c_str());
+  if (!options.size && !options.rect) return;
+  ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
+  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("contexts: %lld bytes\n", static_cast<long long>(plan.ContextBytes()));
 }
 
 }  // namespace tool

@@ -1,12 +1,18 @@
-// The way of a picture through the scaler.
+// The way of a picture from a file to another.
 #pragma once
 
-#include "fourtap/Picture.h"
+#include <string>
+
+#include "fourtap/InputFile.h"
+#include "fourtap/Options.h"
 
 namespace tool {
 
-// The picture at cx x cy pixels, handed to the scaler in slices of `linesPerSlice` lines, or whole when that is 0. Both
-// give the same bytes. Throws std::bad_alloc when there is no memory for it.
-Picture ScalePicture(Picture const& source, int cx, int cy, int linesPerSlice);
+// Scales the picture in `input`, of which nothing has been read beyond Peek, into the file `output`. The scalers have
+// been installed. Reading, scaling and writing go on at the same time. Throws a Failure.
+void ScalePicture(Options const& options, InputFile& input, std::string const& output);
+
+// Prints on stdout what ScalePicture would do: format, sizes, steps, memory. Throws a Failure.
+void DescribePicture(Options const& options, InputFile& input);
 
 }  // namespace tool

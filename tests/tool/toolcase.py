@@ -1,0 +1,91 @@
+"""What the tests of the tool share: a scratch folder, the tool as a process, plain pictures."""
+
+import os
+import pathlib
+import random
+import struct
+import subprocess
+import tempfile
+import unittest
+
+FOURTAP = os.environ["FOURTAP"]
+SANITIZED = os.environ["SANITIZED"] == "1"
+BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
+
+
+def noise(cx, cy, bits):
+    """Pixels without padding, many of them at the ends of the range."""
+    rng = random.Random(f"{cx} {cy} {bits}")
+    return bytes(rng.choice((0, 255, rng.randrange(256), rng.randrange(256))) for _ in range(cx * cy * bits // 8))
+
+
+def pnm(cx, cy, bits, pixels=None):
+    pixels = noise(cx, cy, bits) if pixels is None else pixels
+    return b"%s\n%d %d\n255\n" % ({8: b"P5", 24: b"P6"}[bits], cx, cy) + pixels
+
+
+def bitmap(cx, cy, bits, pixels=None, padding=b"\0", info_size=40, planes=1, compression=0, offset=None, cy_field=None,
+           extra=b"", colours=0):
+    """A bitmap file, its pixels as the file has them; the arguments after the pixels make it an unusual one."""
+    pixels = noise(cx, cy, bits) if pixels is None else pixels
+    line = cx * bits // 8
+    lines = [pixels[y * line:(y + 1) * line] + padding * (-line % 4) for y in range(cy)]
+    image = b"".join(lines if cy_field is not None and cy_field < 0 else reversed(lines))
+    offset = 14 + info_size + len(extra) if offset is None else offset
+    header = struct.pack("<2sIHHI", b"BM", offset + len(image), 0, 0, offset)
+    info = struct.pack("<IiiHHIIiiII", info_size, cx, cy if cy_field is None else cy_field, planes, bits, compression,
+                       len(image), 0, 0, colours, 0)
+    return (header + info + extra).ljust(offset, b"\x55") + image
+
+
+def by_model(bits, pixels, *sizes):
+    """Through each of the sizes in turn, as the model scales."""
+    for size_in, size_out in zip(sizes, sizes[1:]):
+        arguments = [str(n) for n in (bits, *size_in, *size_out)]
+        pixels = subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
+                                timeout=60).stdout
+    return pixels
+
+
+class ToolCase(unittest.TestCase):
+    def setUp(self):
+        scratch = tempfile.TemporaryDirectory()
+        self.addCleanup(scratch.cleanup)
+        self.folder = pathlib.Path(scratch.name)
+
+    def write(self, name, content):
+        (self.folder / name).write_bytes(content)
+        return name
+
+    def read(self, name):
+        return (self.folder / name).read_bytes()
+
+    def run_tool(self, *arguments, tool=FOURTAP, prefix=(), stdin=b"", **options):
+        done = subprocess.run([*prefix, tool, *arguments], cwd=self.folder, input=stdin, capture_output=True,
+                              timeout=60, **options)
+        done.stderr = done.stderr.decode()
+        return done
+
+    def scale(self, *arguments, **options):
+        """The tool must succeed and say nothing; returns what it writes to stdout."""
+        done = self.run_tool(*arguments, **options)
+        self.assertEqual((done.returncode, done.stderr), (0, ""), arguments)
+        return done.stdout
+
+    def state(self):
+        """All that lies in the folder, with modes and contents."""
+        def content(path):
+            return path.read_bytes() if path.is_file() and os.access(path, os.R_OK) else None
+        return sorted((str(path), path.lstat().st_mode, content(path)) for path in self.folder.rglob("*"))
+
+    def refuse(self, status, words, *arguments, **options):
+        """The tool must say all the words in one line, end with the status, and change nothing."""
+        before = self.state()
+        done = self.run_tool(*arguments, **options)
+        with self.subTest(arguments=arguments, stderr=done.stderr):
+            self.assertEqual(done.returncode, status)
+            self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
+            for word in words:
+                self.assertIn(word, done.stderr)
+            self.assertEqual(self.state(), before)
+        return done.stdout

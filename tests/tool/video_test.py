@@ -1,0 +1,265 @@
+"""fourtap with video: Y4M and raw frames through pipes and files."""
+
+import itertools
+import os
+import random
+import signal
+import subprocess
+import threading
+import unittest
+
+from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, by_model
+
+# Y4M's names: pixels to each chroma sample, across and down.
+CHROMA = {"420": (2, 2), "420jpeg": (2, 2), "420mpeg2": (2, 2), "420paldv": (2, 2), "411": (4, 1), "422": (2, 1),
+          "444": (1, 1), "mono": None}
+BYTES_PER_PIXEL = {"Plane": 1, "RGB24": 3, "RGB32": 4, "XYXY": 2, "YXYX": 2}
+
+
+def noise(count, seed):
+    return random.Random(f"{count} {seed}").randbytes(count)
+
+
+def plane_sizes(chroma, size):
+    if CHROMA[chroma] is None:
+        return [size]
+    (across, down), (cx, cy) = CHROMA[chroma], size
+    return [size] + 2 * [(-(-cx // across), -(-cy // down))]
+
+
+def crop(pixels, bytes_per_pixel, cx, rect):
+    x, y, cx_part, cy_part = rect
+    lines = (pixels[(line * cx + x) * bytes_per_pixel:][:cx_part * bytes_per_pixel] for line in range(y, y + cy_part))
+    return b"".join(lines)
+
+
+class Clip:
+    """Y4M video with noise in its planes."""
+
+    def __init__(self, chroma, size, frames=3, parameters="F30000:1001 Ip A10:11", frame_parameters=("", " Ixyz", "")):
+        self.chroma, self.size, self.parameters = chroma, size, parameters
+        self.planes = [[noise(cx * cy, (frame, plane)) for plane, (cx, cy) in enumerate(plane_sizes(chroma, size))]
+                       for frame in range(frames)]
+        self.frame_parameters = frame_parameters
+
+    def bytes(self, size=None, planes=None):
+        cx, cy = size or self.size
+        header = f"YUV4MPEG2 W{cx} H{cy} {self.parameters} C{self.chroma} XYSCSS=1 XCOLORRANGE=LIMITED\n"
+        frames = (f"FRAME{parameters}\n".encode() + b"".join(frame)
+                  for parameters, frame in zip(itertools.cycle(self.frame_parameters), planes or self.planes))
+        return header.encode() + b"".join(frames)
+
+    def scaled(self, *sizes, rect=None):
+        """What the clip becomes after steps of these sizes."""
+        chains = list(zip(*(plane_sizes(self.chroma, size) for size in (self.size, *sizes))))
+        # Planes that keep their size are passed on.
+        chains = [[size for size, _ in itertools.groupby(chain)] for chain in chains]
+        planes = [[by_model("Plane", plane, *chain) for plane, chain in zip(frame, chains)] for frame in self.planes]
+        if rect is None:
+            return self.bytes(sizes[-1], planes)
+        corners, extents = plane_sizes(self.chroma, rect[:2]), plane_sizes(self.chroma, rect[2:])
+        parts = [[crop(plane, 1, chain[-1][0], corner + extent)
+                  for plane, chain, corner, extent in zip(frame, chains, corners, extents)] for frame in planes]
+        return self.bytes(rect[2:], parts)
+
+
+class VideoTest(ToolCase):
+    def scale_video(self, video, *arguments):
+        return self.scale("-", "-", *arguments, stdin=video)
+
+    def refuse_video(self, status, words, video, *arguments, written=b""):
+        """The tool must refuse, and write no more than that."""
+        self.assertEqual(self.refuse(status, words, "-", "-", *arguments, stdin=video), written)
+
+    def test_each_plane_of_y4m_is_scaled_by_itself_on_any_number_of_threads(self):
+        for chroma in CHROMA:
+            for size_in, size_out in ((31, 43), (24, 30)), ((16, 8), (19, 40)), ((9, 50), (9, 27)), ((1, 1), (5, 3)):
+                clip = Clip(chroma, size_in)
+                expected = clip.scaled(size_out)
+                for threads in "1", "2", "7":
+                    with self.subTest(chroma=chroma, sizes=(size_in, size_out), threads=threads):
+                        size = "{}x{}!".format(*size_out)
+                        self.assertEqual(self.scale_video(clip.bytes(), "--size", size, "--threads", threads), expected)
+        unnamed = b"YUV4MPEG2 H4 W6\nFRAME\n" + noise(36, "unnamed")
+        self.assertEqual(len(self.scale_video(unnamed, "--size", "12x8")), len(b"YUV4MPEG2 H8 W12\nFRAME\n") + 144)
+
+    def test_raw_frames_by_all_names(self):
+        names = {
+            "Plane": "plane gray GRAY8 GREY Y800",
+            "RGB24": "rgb24 bgr24 RGB BGR RGB3 BGR3",
+            "RGB32": "rgb32 RGBx BGRx rgb0 bgr0 XR24 XB24",
+            "XYXY": "xyxy UYVY uyvy422 VYUY 2vuy HDYC uyvy",
+            "YXYX": "yxyx YUY2 YUYV yuyv422 YVYU yvyu422 YUNV V422",
+        }
+        for layout, aliases in names.items():
+            frames = [noise(22 * 17 * BYTES_PER_PIXEL[layout], frame) for frame in range(2)]
+            expected = b"".join(by_model(layout, frame, (22, 17), (14, 20)) for frame in frames)
+            for name, threads in itertools.product(aliases.split(), "13"):
+                with self.subTest(name=name, threads=threads):
+                    video = self.scale_video(b"".join(frames), "--raw", f"{name}:22x17", "--size", "14x20!", "--threads", threads)
+                    self.assertEqual(video, expected)
+
+    def test_raw_frames_whose_channels_come_last(self):
+        frame = noise(22 * 17 * 4, "channels")
+        channels_first = by_model("RGB32", frame[1:] + frame[:1], (22, 17), (14, 20))
+        for name in "xRGB", "xBGR", "0rgb", "0bgr":
+            video = self.scale_video(frame * 2, "--raw", f"{name}:22x17", "--size", "14x20!", "--threads", "2")
+            self.assertEqual(video, 2 * (b"\0" + channels_first[:-1]))
+
+    def test_raw_planar_frames(self):
+        for chroma, name in ("420", "yuv420p"), ("420", "I420"), ("411", "yuv411p"), ("422", "Y42B"), ("444", "yuv444p"):
+            clip = Clip(chroma, (13, 10), parameters="", frame_parameters=[""])
+            frames = clip.bytes().split(b"\n", 1)[1].replace(b"FRAME\n", b"")
+            expected = clip.scaled((20, 7)).split(b"\n", 1)[1].replace(b"FRAME\n", b"")
+            self.assertEqual(self.scale_video(frames, "--raw", f"{name}:13x10", "--size", "20x7!"), expected)
+
+    def test_large_reductions_are_made_in_steps(self):
+        clip = Clip("420", (80, 21))
+        steps = (40, 11), (20, 11), (14, 7)
+        for threads in "1", "3":
+            self.assertEqual(self.scale_video(clip.bytes(), "--size", "14x7!", "--threads", threads), clip.scaled(*steps))
+        self.assertEqual(self.scale_video(clip.bytes(), "--size", "14x7!", "--one-step"), clip.scaled((14, 7)))
+
+        frame = noise(2 * 90 * 8, "packed")
+        for layout in "XYXY", "YXYX":
+            expected = by_model(layout, frame, (90, 8), (46, 8), (24, 8), (12, 8), (10, 6))
+            self.assertEqual(self.scale_video(frame, "--raw", f"{layout.lower()}:90x8", "--size", "10x6!"), expected)
+
+    def test_planes_that_keep_their_size_are_not_filtered(self):
+        clip = Clip("422", (10, 6))
+        for arguments in ["--size", "10x6"], ["--size", "100%"], ["--rect", "0,0,10,6"]:
+            for threads in "1", "2":
+                self.assertEqual(self.scale_video(clip.bytes(), "--threads", threads, *arguments), clip.bytes())
+        self.assertEqual(self.scale_video(clip.bytes(), "--size", "9x6!"), clip.scaled((9, 6)))
+        softened = self.scale_video(Clip("mono", (10, 6)).bytes(), "--size", "10x6", "--one-step")
+        self.assertNotEqual(softened, Clip("mono", (10, 6)).bytes())
+
+    def test_rectangle_is_the_crop_of_the_whole(self):
+        for chroma, size, steps, rects in (
+                ("420", (33, 27), [(51, 45)], [(0, 0, 51, 45), (2, 4, 6, 2), (48, 40, 3, 5), (0, 44, 2, 1)]),
+                ("420", (160, 150), [(80, 75), (40, 38), (31, 25)], [(30, 24, 1, 1), (10, 6, 8, 4), (0, 2, 31, 2)]),
+                ("422", (70, 20), [(35, 20), (18, 33)], [(4, 5, 2, 3), (16, 32, 2, 1)]),
+                ("444", (9, 9), [(9, 9)], [(1, 2, 3, 5)]),
+                ("mono", (200, 3), [(100, 3), (50, 3), (25, 3), (13, 3)], [(3, 1, 5, 1), (12, 0, 1, 3)])):
+            clip = Clip(chroma, size, frames=1)
+            for rect, threads in itertools.product(rects, "12"):
+                with self.subTest(chroma=chroma, rect=rect, threads=threads):
+                    video = self.scale_video(clip.bytes(), "--size", "{}x{}!".format(*steps[-1]), "--threads", threads,
+                                       "--rect", ",".join(map(str, rect)))
+                    self.assertEqual(video, clip.scaled(*steps, rect=rect))
+        for layout, count in BYTES_PER_PIXEL.items():
+            for sizes, rects in (
+                    ([(180, 40), (90, 40), (46 if count == 2 else 45, 40), (26, 20)],
+                     [(2, 3, 4, 5), (24, 19, 2, 1), (0, 0, 2, 20), (12, 7, 10, 2)]),
+                    # Chroma of pairs, enlarged, comes from farther off than their luma.
+                    ([(20, 160), (20, 80), (20, 40), (90, 30)], [(x, 7, 2, 2) for x in range(0, 90, 2)])):
+                (cx_in, cy_in), (cx, cy) = sizes[0], sizes[-1]
+                frame = noise(count * cx_in * cy_in, layout)
+                whole = by_model(layout, frame, *sizes)
+                for rect in rects:
+                    video = self.scale_video(frame, "--raw", f"{layout.lower()}:{cx_in}x{cy_in}", "--size",
+                                             f"{cx}x{cy}!", "--rect", ",".join(map(str, rect)))
+                    self.assertEqual(video, crop(whole, count, cx, rect), (layout, rect))
+
+    def test_what_is_not_handled_is_refused_by_name(self):
+        def y4m(header):
+            return b"YUV4MPEG2 " + header + b"\nFRAME\n" + bytes(1000)
+        size = "--size", "5x5"
+        for flag in b"t", b"b", b"m":
+            self.refuse_video(BAD_INPUT, ["stdin", "interlaced", "I" + flag.decode()], y4m(b"W8 H6 I" + flag), *size)
+        for chroma in b"420p10", b"422p12", b"444p9", b"mono16", b"mono10":
+            self.refuse_video(BAD_INPUT, [chroma.decode(), "more than 8 bits"], y4m(b"W8 H6 C" + chroma), *size)
+        for chroma in b"444alpha", b"410", b"420pal", b"", b"42":
+            self.refuse_video(BAD_INPUT, [f'"{chroma.decode()}"', "expected mono, 420"], y4m(b"W8 H6 C" + chroma), *size)
+        for header in b"W8", b"H6 F25:1", b"W0 H6", b"W8 H-6", b"W8x H6", b"W H", b"W8 H99999999999":
+            self.refuse_video(BAD_INPUT, ["size", "W and H"], y4m(header), *size)
+        self.refuse_video(BAD_INPUT, ["2147483647x2147483647", "--max-pixels"], y4m(b"W2147483647 H2147483647"), *size)
+        self.refuse_video(BAD_INPUT, ["8x6", "--max-pixels"], y4m(b"W8 H6"), *size, "--max-pixels", "47")
+        self.refuse_video(BAD_INPUT, ["header line", "4096"], y4m(b"W8 H6 X" + bytes(5000)), *size)
+        self.refuse_video(BAD_INPUT, ["cut short"], b"YUV4MPEG2 W8 H6", *size)
+        self.refuse_video(BAD_INPUT, ["no Y4M"], b"YUV4MPEG22 W8 H6\n", *size)
+
+        for raw in "uyvy", "uyvy:", "uyvy:8", "rgba:8x6", "nv12:8x6", ":8x6", "uyvy:0x6", "uyvy:8x6x2":
+            self.refuse_video(BAD_USAGE, [f'"{raw}"', "expected"], bytes(96), "--raw", raw, *size)
+        for layout in "uyvy", "yuy2":
+            self.refuse_video(BAD_USAGE, [f"{layout}:7x6", "even"], bytes(84), "--raw", f"{layout}:7x6", *size)
+            self.refuse_video(BAD_USAGE, ["5x5", "even"], bytes(96), "--raw", f"{layout}:8x6", "--size", "5x5!")
+
+        for chroma, rect, word in (("420", "1,0,4,4", "multiples of 2"), ("420", "0,0,3,4", "multiples of 2"),
+                                   ("420", "0,1,4,4", "lines"), ("420", "0,0,4,3", "lines"), ("422", "3,1,2,1", "columns"),
+                                   ("411", "2,1,4,1", "multiples of 4"), ("444", "0,0,13,12", "12x12"),
+                                   ("444", "1,0,12,12", "12x12"), ("444", "2147483647,0,1,1", "12x12"),
+                                   ("mono", "0,12,1,1", "12x12")):
+            self.refuse_video(BAD_USAGE, ["--rect: ", word], Clip(chroma, (8, 8)).bytes(), "--size", "12x12", "--rect", rect)
+        self.refuse_video(BAD_USAGE, ["--rect: 2x2 pixels at 1,0", "columns"], bytes(96), "--raw", "uyvy:8x6", "--rect", "1,0,2,2")
+
+    def test_sizes_beyond_memory_are_refused(self):
+        for size, status in ("2147483647x2147483647!", BAD_USAGE), ("1000000x1000000!", BAD_OUTPUT):
+            if SANITIZED and status == BAD_OUTPUT:
+                continue  # a sanitizer ends the process where the system refuses memory
+            self.refuse_video(status, [size[:-1]], Clip("mono", (8, 6)).bytes(), "--size", size)
+
+    def test_broken_streams_end_after_their_last_whole_frame(self):
+        size = "--size", "100%"
+        for chroma, size_in in ("420", (8, 6)), ("444", (400, 300)):
+            clip = Clip(chroma, size_in, frame_parameters=[""])
+            whole, frame = clip.bytes(), sum(cx * cy for cx, cy in plane_sizes(chroma, size_in))
+            two_frames = clip.bytes(planes=clip.planes[:2])
+            for threads in "1", "2":
+                for missing in 1, frame - 1, frame:
+                    self.refuse_video(BAD_INPUT, ["stdin", "frame 3 ", f": {missing} of its {frame} bytes"], whole[:-missing],
+                                *size, "--threads", threads, written=two_frames)
+                self.refuse_video(BAD_INPUT, ["frame 3 ", "header"], whole[:-frame - 1], *size, "--threads", threads, written=two_frames)
+                self.refuse_video(BAD_INPUT, ["frame 4 ", '"FRAMS"', "FRAME"], whole + b"FRAMS\n", *size, "--threads", threads, written=whole)
+                self.refuse_video(BAD_INPUT, ["frame 3 ", "1 of its"], bytes(3 * 48 - 1), *size, "--threads", threads, "--raw", "gray:8x6",
+                            written=bytes(96))
+        self.refuse_video(BAD_INPUT, ["stdin", "no frame"], b"", *size, "--raw", "gray:8x6")
+        self.refuse_video(BAD_INPUT, ["stdin", "no frame"], b"YUV4MPEG2 W8 H6 C420\n", *size)
+
+    def test_files_take_their_place_only_when_whole(self):
+        clip = Clip("420", (8, 6))
+        self.write("in.y4m", clip.bytes())
+        self.assertEqual(self.scale("in.y4m", "out.y4m", "--size", "4x3"), b"")
+        self.assertEqual(self.read("out.y4m"), clip.scaled((4, 3)))
+        self.write("in.y4m", clip.bytes()[:-1])
+        self.refuse(BAD_INPUT, ["in.y4m: frame 3 is cut short: 1 of its 72 bytes"], "in.y4m", "new.y4m", "--size", "4x3")
+        self.assertEqual(self.scale("--info", "in.y4m", "--size", "1x1").count(b"8x6 -> 4x3 -> 2x2 -> 1x1"), 1)
+
+    def test_output_that_is_not_taken(self):
+        clip = Clip("420", (640, 480))
+        for threads in "1", "2":
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([FOURTAP, "-", "-", "--size", "50%", "--threads", threads], input=clip.bytes(),
+                                      stdout=full, stderr=subprocess.PIPE, timeout=60)
+            self.assertEqual(done.returncode, BAD_OUTPUT)
+            self.assertRegex(done.stderr, rb"\Afourtap: stdout: [^\n]*No space left[^\n]*\n\Z")
+            for ignored in False, True:  # the signal that tells of a reader's end
+                def prepare(ignored=ignored):
+                    signal.signal(signal.SIGPIPE, signal.SIG_IGN if ignored else signal.SIG_DFL)
+                tool = subprocess.Popen([FOURTAP, "-", "-", "--size", "50%", "--threads", threads],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        preexec_fn=prepare, restore_signals=False)
+                tool.stdout.close()
+                self.assertEqual(tool.communicate(clip.bytes(), timeout=60)[1], b"")
+                self.assertEqual(tool.returncode, -signal.SIGPIPE)
+
+    def test_frames_leave_before_the_next_ones_come(self):
+        clip = Clip("420", (8, 6), frame_parameters=[""])
+        frame_in, frame_out = len(b"FRAME\n") + 72, len(b"FRAME\n") + 24
+        for threads in "1", "2":
+            video, expected = clip.bytes(), clip.scaled((4, 4))
+            with subprocess.Popen([FOURTAP, "-", "-", "--size", "4x4!", "--threads", threads], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE) as tool:
+                watchdog = threading.Timer(60, tool.kill)
+                watchdog.start()
+                self.addCleanup(watchdog.cancel)
+                for frames_to_come in 2, 1, 0:
+                    count, scaled = len(video) - frames_to_come * frame_in, len(expected) - frames_to_come * frame_out
+                    tool.stdin.write(video[:count])
+                    tool.stdin.flush()
+                    self.assertEqual(tool.stdout.read(scaled), expected[:scaled])
+                    video, expected = video[count:], expected[scaled:]
+
+
+if __name__ == "__main__":
+    unittest.main()

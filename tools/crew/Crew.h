@@ -1,0 +1,62 @@
+// Threads that do a job together, again and again, each its own share of it.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <functional>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace crew {
+
+struct Crew {
+  std::vector<std::function<void()>> shares;  // must not throw
+  std::atomic<unsigned> round = 0;            // the job's number
+  std::atomic<std::size_t> atWork = 0;        // threads that have not done theirs
+  bool quit = false;                          // read in a new round only
+  std::vector<std::jthread> workers;
+
+  // The calling thread does the first share; each other one gets a thread, which waits between jobs.
+  explicit Crew(std::vector<std::function<void()>> jobShares) : shares(std::move(jobShares)) {
+    try {
+      for (std::size_t i = 1; i < shares.size(); ++i) workers.emplace_back([this, i] { Serve(shares[i]); });
+    } catch (...) {
+      Dismiss();
+      throw;
+    }
+  }
+  ~Crew() { Dismiss(); }
+  Crew(Crew const&) = delete;
+  Crew& operator=(Crew const&) = delete;
+
+  // Returns when all shares are done.
+  void DoJob() {
+    atWork = workers.size();
+    NextRound();
+    shares.front()();
+    for (std::size_t waitingFor = atWork; waitingFor != 0; waitingFor = atWork) atWork.wait(waitingFor);
+  }
+
+ private:
+  void NextRound() {
+    ++round;
+    round.notify_all();
+  }
+
+  void Serve(std::function<void()> const& share) {
+    for (unsigned last = 0;; ++last) {
+      round.wait(last);
+      if (quit) return;
+      share();
+      if (--atWork == 0) atWork.notify_one();
+    }
+  }
+
+  void Dismiss() {
+    quit = true;
+    NextRound();
+  }
+};
+
+}  // namespace crew

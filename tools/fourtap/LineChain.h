@@ -1,0 +1,69 @@
+// The way of a picture's lines through the scalers: step after step, in the memory of a few lines.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "fourtap/Options.h"
+#include "fourtap/Picture.h"
+#include "fourtap/Scalers.h"
+#include "fourtap/Steps.h"
+
+namespace tool {
+
+// What becomes of a picture.
+struct ChainPlan {
+  PictureSize in{};
+  std::vector<StepSize> steps;      // none: nothing is filtered
+  std::vector<PictureRect> needed;  // of the picture before each step, and of the result
+  PixelKind kindIn{}, kindOut{};
+  bool multipliesAlpha = false;
+
+  PictureSize SizeAt(size_t step) const { return step == 0 ? in : PictureSize{steps[step - 1].cx, steps[step - 1].cy}; }
+  PictureRect const& Rect() const { return needed.back(); }
+  int LinesToRead() const { return needed.front().y + needed.front().cy; }
+  // Of the colours, and of alpha, if there is one: bytes per pixel.
+  std::vector<int> Planes() const;
+  // That all contexts take. Throws a Failure when a size is beyond the scalers.
+  int64_t ContextBytes() const;
+};
+
+// Throws a Failure when the size or the rectangle asked for can't be had.
+ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind);
+
+// Lines as the scalers have them.
+struct PlaneLines {
+  unsigned char const* planes[2];
+  int strides[2];
+  int count;
+};
+
+struct ChainStep;
+
+struct LineChain {
+  using Sink = std::function<void(unsigned char const* line)>;
+
+  // `sink` gets the lines of the result, one after the other. At most `linesPerPush` lines are pushed at once. Throws
+  // std::bad_alloc.
+  LineChain(ChainPlan const& chainPlan, int linesPerPush, Sink sink);
+  ~LineChain();
+
+  // The picture's next lines.
+  void Push(unsigned char const* lines, int count);
+
+ private:
+  void PushInto(size_t step, PlaneLines const& lines);
+  void Deliver(PlaneLines const& lines);
+
+  ChainPlan plan;
+  Sink sink;
+  std::vector<std::unique_ptr<ChainStep>> steps;
+  int y = 0;                                  // lines pushed
+  std::unique_ptr<unsigned char[]> parts[2];  // lines with alpha, taken apart
+  std::unique_ptr<unsigned char[]> together;  // a line of the result, alpha included
+};
+
+}  // namespace tool

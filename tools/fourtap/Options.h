@@ -1,0 +1,49 @@
+// What the command line asks for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fourtap/SizeGrammar.h"
+
+namespace tool {
+
+enum class AlphaRule {
+  multiply,       // colours are multiplied by alpha, scaled, and divided again
+  drop,           // there is no alpha in the result
+  straight,       // colours and alpha are scaled as they are
+  premultiplied,  // the same, for colours that are multiplied already, and stay so
+};
+
+enum class Progress {
+  automatic,  // text when stderr is a terminal
+  text,
+  json,
+};
+
+struct Options {
+  bool selfTest = false;  // alone; the rest is then empty
+  bool info = false;
+  std::vector<std::string> inputs;  // "-" is stdin; one, unless `output` is a pattern
+  std::string output;               // "-" is stdout; may contain {name} when `outputIsPattern`
+  bool outputIsPattern = false;
+  std::string format;  // of the output, when its name doesn't say
+  std::optional<SizeRequest> size;
+  std::optional<PictureRect> rect;  // of the scaled picture
+  bool oneStep = false;             // the plain filter: whatever the ratio in one step, equal sizes filtered too
+  AlphaRule alpha = AlphaRule::multiply;
+  int quality = 90;             // of JPEG files, 1 to 100
+  int linesPerSlice = 0;        // handed to the scaler at once; 0: as many as suit
+  int64_t maxPixels = 1 << 30;  // of an input picture or frame
+  std::string raw;              // layout and size of headerless frames, such as uyvy:1920x1080; empty: none
+  int threads = 0;              // that scale a frame; 0: one per processor
+  std::string set;              // of instructions; empty: the widest there is
+  bool force = false;           // overwrite
+  bool quiet = false;
+  bool verbose = false;
+  Progress progress = Progress::automatic;
+};
+
+}  // namespace tool

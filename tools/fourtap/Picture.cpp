@@ -1,0 +1,93 @@
+#include "fourtap/Picture.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "fourtap/Failure.h"
+
+namespace tool {
+
+namespace {
+
+std::vector<PictureFormat> const formats = {
+    {"PNM",
+     {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
+     {"pnm", "ppm", "pgm"},
+     false,
+     false,
+     OpenPnm,
+     CreatePnm},
+    {"PNG", {"\x89PNG\r\n\x1a\n"}, {"png"}, true, true, OpenPng, CreatePng},
+    {"JPEG", {"\xff\xd8\xff"}, {"jpg", "jpeg"}, false, true, OpenJpeg, CreateJpeg},
+    {"BMP", {"BM"}, {"bmp"}, true, false, OpenBitmap, CreateBitmap},
+};
+
+bool SameInAnyCase(std::string_view a, std::string_view b) {
+  auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
+}
+
+bool HasSuffix(PictureFormat const& format, std::string_view suffix) {
+  return std::any_of(format.suffixes.begin(), format.suffixes.end(),
+                     [&](std::string_view known) { return SameInAnyCase(known, suffix); });
+}
+
+}  // namespace
+
+PictureFormat const& FormatOfFile(InputFile& file) {
+  std::string_view const start = file.Peek(8);
+  for (PictureFormat const& format : formats) {
+    for (std::string_view const signature : format.signatures) {
+      if (start.starts_with(signature)) return format;
+    }
+  }
+  throw Failure{badInput, file.name + (start.empty() ? ": is empty" : ": is of no known format") + ", expected " +
+                              FormatNames() + ", or Y4M video"};
+}
+
+PictureFormat const* FormatOfName(std::string_view fileName) {
+  size_t const point = fileName.rfind('.');
+  if (point == fileName.npos) return nullptr;
+  auto const format = std::find_if(formats.begin(), formats.end(), [&](PictureFormat const& one) {
+    return HasSuffix(one, fileName.substr(point + 1));
+  });
+  return format == formats.end() ? nullptr : &*format;
+}
+
+PictureFormat const* FormatNamed(std::string_view name) {
+  auto const format = std::find_if(formats.begin(), formats.end(), [&](PictureFormat const& one) {
+    return SameInAnyCase(one.name, name) || HasSuffix(one, name);
+  });
+  return format == formats.end() ? nullptr : &*format;
+}
+
+std::string FormatNames() {
+  std::string names;
+  for (PictureFormat const& format : formats) {
+    if (!names.empty()) names += &format == &formats.back() ? " or " : ", ";
+    names += format.name;
+  }
+  return names;
+}
+
+std::string SizeText(int64_t cx, int64_t cy) { return std::to_string(cx) + "x" + std::to_string(cy); }
+
+void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {
+  if (cx < 1 || cy < 1) throw Failure{badInput, name + ": has size " + SizeText(cx, cy) + ", expected at least 1x1"};
+  if (cx > maxPixels / cy) {
+    throw Failure{badInput, name + ": claims " + SizeText(cx, cy) + " pixels, expected at most " +
+                                std::to_string(maxPixels) + " in all; --max-pixels allows more"};
+  }
+}
+
+void ReadPixels(InputFile& file, void* bytes, size_t count, PictureSize size, int y) {
+  size_t const read = file.Read(bytes, count);
+  if (read == count) return;
+  throw Failure{badInput, file.name + ": is cut short " + std::to_string(read) +
+                              " bytes behind the beginning of line " + std::to_string(y) + ", expected " +
+                              std::to_string(size.cy) + " lines of " + std::to_string(size.cx) + " pixels"};
+}
+
+std::unique_ptr<unsigned char[]> Bytes(size_t count) { return std::make_unique_for_overwrite<unsigned char[]>(count); }
+
+}  // namespace tool

@@ -1,0 +1,47 @@
+// Sizes as a user writes them, and what they come to for a picture.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace tool {
+
+struct PictureSize {
+  int cx, cy;  // at least 1
+  bool operator==(PictureSize const&) const = default;
+};
+
+// Part of a picture, in its pixels.
+struct PictureRect {
+  int x, y, cx, cy;  // cx and cy at least 1
+};
+
+// A parsed --size: a box, one side of one, or a percentage.
+struct SizeRequest {
+  int cx = 0, cy = 0;              // 0: follows from the other one and the picture's proportions
+  int thousandthsOfPercent = 0;    // not 0: cx and cy are 0
+  bool ignoreProportions = false;  // both sides exactly; otherwise the result fits into the box
+  bool onlyShrink = false;
+  bool onlyEnlarge = false;
+};
+
+// What a user is told to write instead.
+inline char const* const sizeExamples = "a size such as 1280x720, 1280x, x720 or 50%, with > < or ! behind it";
+
+// WxH, Wx, xH or N%, then any of > (only shrink), < (only enlarge), ! (ignore the proportions); nothing for other
+// texts.
+std::optional<SizeRequest> ParseSize(std::string_view text);
+
+// The size of the result for a picture, or nothing when it is beyond int.
+std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize picture);
+
+// x,y,w,h; nothing for other texts.
+std::optional<PictureRect> ParseRect(std::string_view text);
+
+// A decimal number from 1 to the largest int, and nothing else.
+std::optional<int> ParseCount(std::string_view text);
+
+// The same with a cross between two: WxH.
+std::optional<PictureSize> ParsePlainSize(std::string_view text);
+
+}  // namespace tool

@@ -1,0 +1,245 @@
+#include "fourtap/video/Video.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <new>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "fourtap/Failure.h"
+#include "fourtap/OutputFile.h"
+#include "fourtap/Picture.h"
+#include "fourtap/Progress.h"
+#include "fourtap/video/FrameScaler.h"
+#include "fourtap/video/Relay.h"
+#include "fourtap/video/VideoStream.h"
+
+namespace tool {
+
+namespace {
+
+// Frames under way while reading, scaling and writing overlap.
+constexpr int slotsAtOnce = 4;
+
+// The most that an ordinary user may ask for. Without it a frame takes dozens of calls and thread switches.
+constexpr int pipeBytes = 1 << 20;
+
+// Of a frame, so that sizes in bytes can be counted.
+constexpr int64_t mostPixels = int64_t{1} << 40;
+
+PictureSize ScaledSize(Options const& options, VideoStream const& stream) {
+  if (!options.size) return stream.size;
+  auto const size = ResolveSize(*options.size, stream.size);
+  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
+  if (!size) throw fail("too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648");
+  FrameFormat const& format = *stream.format;
+  if (size->cx % format.cxMultiple != 0) {
+    throw fail(SizeText(*size) + " is the size of the result, expected an even width: two pixels share their chroma");
+  }
+  if (int64_t{size->cx} * format.bytesPerPixel > INT_MAX || int64_t{size->cx} * size->cy > mostPixels) {
+    throw fail(SizeText(*size) + " is the size of the result, expected lines below 2 GiB and at most " +
+               std::to_string(mostPixels) + " pixels");
+  }
+  return *size;
+}
+
+// Whether samples that `unit` pixels share lie all in the range or all outside it.
+bool KeepsUnits(int first, int count, int size, int unit) {
+  return first % unit == 0 && (first + count == size || (first + count) % unit == 0);
+}
+
+PictureRect CheckedRect(PictureRect const& rect, FrameFormat const& format, PictureSize scaled) {
+  auto const fail = [&](std::string const& expected) -> Failure {
+    return {badUsage, "--rect: " + SizeText(rect.cx, rect.cy) + " pixels at " + std::to_string(rect.x) + "," +
+                          std::to_string(rect.y) + " given, expected " + expected};
+  };
+  if (int64_t{rect.x} + rect.cx > scaled.cx || int64_t{rect.y} + rect.cy > scaled.cy) {
+    throw fail("them inside the scaled frame of " + SizeText(scaled));
+  }
+  int const cxUnit = std::max(format.cxMultiple, format.cxPerChroma);
+  if (!KeepsUnits(rect.x, rect.cx, scaled.cx, cxUnit)) {
+    throw fail("columns in multiples of " + std::to_string(cxUnit) + ", which share their chroma");
+  }
+  if (!KeepsUnits(rect.y, rect.cy, scaled.cy, format.cyPerChroma)) {
+    throw fail("lines in multiples of " + std::to_string(format.cyPerChroma) + ", which share their chroma");
+  }
+  return rect;
+}
+
+FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::string const& inputName) {
+  auto const [cx, cy] = stream.size;
+  int64_t const mostPixelsIn = std::min(options.maxPixels, mostPixels);
+  if (int64_t{cx} * cy > mostPixelsIn || int64_t{cx} * stream.format->bytesPerPixel > INT_MAX) {
+    throw Failure{badInput, inputName + ": has frames of " + SizeText(stream.size) + " pixels, expected at most " +
+                                std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
+  }
+  PictureSize const scaled = ScaledSize(options, stream);
+  std::vector<StepSize> steps;
+  if (!options.oneStep) steps = StepsFor(cx, cy, scaled.cx, scaled.cy, stream.format->cxMultiple);
+  if (steps.empty()) steps.push_back({scaled.cx, scaled.cy});
+  PictureRect const rect =
+      options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
+  return {*stream.format, stream.size, steps, options.oneStep, rect};
+}
+
+int Threads(Options const& options, FramePlan const& plan) {
+  int const wanted = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
+  return std::max(1, UsefulThreads(plan, wanted));
+}
+
+// A frame on its way. In both buffers there is room for its header before it, so that they are written at once.
+struct Slot {
+  FrameBuffer in, out;
+  std::string header;
+};
+
+// The three stages of a video's frames, each for one frame in a slot.
+struct FrameLine {
+  VideoStream const& stream;
+  InputFile& input;
+  OutputFile& output;
+  FrameScaler scaler;
+  std::vector<Slot> slots;
+  ProgressReport progress;
+  int64_t framesRead = 0, framesWritten = 0;
+
+  bool Read(Slot& slot) {
+    auto const size = static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.in));
+    auto header = ReadFrame(stream, input, framesRead + 1, slot.in.get() + longestHeader, size);
+    if (!header) return false;
+    slot.header = *header;
+    ++framesRead;
+    return true;
+  }
+  void Scale(Slot& slot) {
+    if (!scaler.plan.PassesFrames()) scaler.Scale(slot.in.get() + longestHeader, slot.out.get() + longestHeader);
+  }
+  void Write(Slot& slot) {
+    unsigned char* const frame = (scaler.plan.PassesFrames() ? slot.in : slot.out).get() + longestHeader;
+    unsigned char* const first = std::copy_backward(slot.header.begin(), slot.header.end(), frame);
+    output.Write(first, slot.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
+    output.Flush();  // whoever reads it need not wait for more
+    progress.Update(++framesWritten);
+  }
+};
+
+void RunInTurn(FrameLine& line) {
+  Slot& slot = line.slots[0];
+  while (line.Read(slot)) {
+    line.Scale(slot);
+    line.Write(slot);
+  }
+}
+
+void RunAtOnce(FrameLine& line) {
+  Relay relay(std::ssize(line.slots));
+  {
+    std::jthread reader, writer;
+    try {
+      reader = std::jthread([&] { relay.Run(reading, [&](size_t slot) { return line.Read(line.slots[slot]); }); });
+      writer = std::jthread([&] {
+        relay.Run(writing, [&](size_t slot) {
+          line.Write(line.slots[slot]);
+          return true;
+        });
+      });
+    } catch (std::system_error const&) {
+      relay.GiveUp();
+      throw;
+    }
+    relay.Run(scaling, [&](size_t slot) {
+      line.Scale(line.slots[slot]);
+      return true;
+    });
+  }
+  relay.RethrowFailure();
+}
+
+std::vector<Slot> Slots(FramePlan const& plan, int count) {
+  std::vector<Slot> slots;
+  for (int i = 0; i < count; ++i) {
+    slots.push_back({MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.in)),
+                     MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.Out())),
+                     {}});
+  }
+  return slots;
+}
+
+// Does nothing where there is no pipe, or the system grants no more.
+void EnlargePipe(int descriptor) {
+  int const bytes = fcntl(descriptor, F_GETPIPE_SZ);
+  if (bytes > 0 && bytes < pipeBytes) fcntl(descriptor, F_SETPIPE_SZ, pipeBytes);
+}
+
+// Nothing when that can't be known before the frames have been read. Takes it that all frames have short headers.
+int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile const& input) {
+  int64_t const header = stream.isY4M ? std::ssize(std::string_view(y4mFrameHeader)) : 0;
+  return std::max<int64_t>(0, input.length - stream.headerBytes) / (header + FrameBytes(plan.format, plan.in));
+}
+
+void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
+                 InputFile& input, OutputFile& output) {
+  FrameLine line{stream,
+                 input,
+                 output,
+                 FrameScaler(plan, threads),
+                 Slots(plan, threads == 1 ? 1 : slotsAtOnce),
+                 ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
+  EnlargePipe(input.descriptor);
+  EnlargePipe(output.descriptor);
+  std::string const header = StreamHeader(stream, plan.Out());
+  output.Write(header.data(), header.size());
+  threads == 1 ? RunInTurn(line) : RunAtOnce(line);
+  if (line.framesRead == 0) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
+  output.Finish();
+  line.progress.total = line.framesWritten;
+  line.progress.Finish();
+}
+
+std::string StreamText(VideoStream const& stream) {
+  return std::string(stream.isY4M ? "Y4M " : "raw ") + stream.formatName;
+}
+
+std::string StepsText(FramePlan const& plan) {
+  std::string text = SizeText(plan.in);
+  for (size_t step = 0; step < plan.steps.size(); ++step) text += " -> " + SizeText(plan.SizeAfter(step));
+  return plan.PassesFrames() ? text + ", passed on unfiltered" : text;
+}
+
+}  // namespace
+
+void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
+  VideoStream const stream = OpenVideo(options, input);
+  FramePlan const plan = PlanFrames(options, stream, input.name);
+  int const threads = Threads(options, plan);
+  Remark(options,
+         input.name + ": " + StreamText(stream) + ", " + StepsText(plan) + ", threads: " + std::to_string(threads));
+  OutputFile output(outputName, options.force);
+  try {
+    ScaleFrames(options, stream, plan, threads, input, output);
+  } catch (std::bad_alloc const&) {
+    throw Failure{badOutput, output.name + ": not enough memory for frames of " +
+                                 SizeText(plan.SizeAfter(plan.steps.size() - 1)) + " made from " + input.name +
+                                 " by threads: " + std::to_string(threads)};
+  } catch (std::system_error const& error) {
+    throw Failure{badUsage, "--threads: " + std::to_string(threads) +
+                                " can't be started, expected fewer: " + error.code().message()};
+  }
+}
+
+void DescribeVideo(Options const& options, InputFile& input) {
+  VideoStream const stream = OpenVideo(options, input);
+  FramePlan const plan = PlanFrames(options, stream, input.name);
+  std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
+  if (!options.size && !options.rect) return;
+  int const threads = Threads(options, plan);
+  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("threads: %d\n", threads);
+  std::printf("contexts: %lld bytes\n", static_cast<long long>(ContextBytes(plan, threads)));
+}
+
+}  // namespace tool

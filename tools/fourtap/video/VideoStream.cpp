@@ -1,0 +1,138 @@
+#include "fourtap/video/VideoStream.h"
+
+#include <string_view>
+
+#include "fourtap/Failure.h"
+#include "fourtap/video/Video.h"
+
+namespace tool {
+
+namespace {
+
+// Up to the next line end, which is included; nothing at the end of the input.
+std::optional<std::string> ReadHeaderLine(InputFile& input, std::string const& what) {
+  auto const fail = [&](std::string const& fault) -> Failure { return {badInput, input.name + ": " + what + fault}; };
+  for (size_t count = 1; count <= longestHeader; ++count) {
+    std::string_view const line = input.Peek(count);
+    if (line.size() < count) {
+      if (line.empty()) return std::nullopt;
+      throw fail(" is cut short in its header line");
+    }
+    if (line.back() != '\n') continue;
+    std::string header(line);
+    input.Read(header.data(), count);
+    return header;
+  }
+  throw fail(" has no header line, expected one of at most " + std::to_string(longestHeader) + " bytes");
+}
+
+std::vector<std::string> Words(std::string_view line) {
+  std::vector<std::string> words;
+  for (size_t first = 0; (first = line.find_first_not_of(" \n", first)) != line.npos;) {
+    size_t const end = line.find_first_of(" \n", first);
+    words.emplace_back(line.substr(first, end - first));
+    first = end;
+  }
+  return words;
+}
+
+// Such as 420p10 and mono16.
+bool HasDeepSamples(std::string_view chroma) {
+  size_t const digits = chroma.find_last_not_of("0123456789") + 1;
+  return digits > 3 && digits < chroma.size() && (chroma[digits - 1] == 'p' || chroma.substr(0, digits) == "mono");
+}
+
+void CheckInterlacing(std::string const& name, std::string const& parameter) {
+  if (parameter == "Ip" || parameter == "I?") return;
+  throw Failure{badInput, name + ": is interlaced (" + parameter + "), expected progressive video (Ip)"};
+}
+
+FrameFormat const& CheckedY4MFormat(std::string const& name, std::string const& chroma) {
+  if (FrameFormat const* const format = Y4MFormat(chroma)) return *format;
+  std::string const fault = HasDeepSamples(chroma) ? ", more than 8 bits per sample" : "";
+  throw Failure{badInput, name + ": has frames of type \"" + chroma + "\"" + fault + "; expected " + y4mFormatNames};
+}
+
+VideoStream OpenY4M(InputFile& input) {
+  auto const header = ReadHeaderLine(input, "the stream");
+  std::vector<std::string> words = header ? Words(*header) : std::vector<std::string>();
+  if (words.empty() || words[0] != y4mSignature) {
+    throw Failure{badInput, input.name + ": is no Y4M video, expected one that begins with " + y4mSignature};
+  }
+  words.erase(words.begin());
+
+  std::optional<int> cx, cy;
+  std::string chroma = "420";
+  for (std::string const& parameter : words) {
+    std::string const value = parameter.substr(1);
+    if (parameter[0] == 'W') cx = ParseCount(value);
+    if (parameter[0] == 'H') cy = ParseCount(value);
+    if (parameter[0] == 'C') chroma = value;
+    if (parameter[0] == 'I') CheckInterlacing(input.name, parameter);
+  }
+  if (!cx || !cy) {
+    throw Failure{badInput, input.name + ": doesn't tell its frames' size, expected numbers after W and H"};
+  }
+  return {true, &CheckedY4MFormat(input.name, chroma), chroma, {*cx, *cy}, words, std::ssize(*header)};
+}
+
+VideoStream OpenRaw(std::string const& raw) {
+  auto const fail = [&raw](std::string const& expected) -> Failure {
+    return {badUsage, "--raw: \"" + raw + "\" given, expected " + expected};
+  };
+  size_t const colon = raw.find(':');
+  if (colon == raw.npos) throw fail("a layout and a size, such as uyvy:1920x1080");
+  std::string const name = raw.substr(0, colon);
+  FrameFormat const* const format = RawFormat(name);
+  if (!format) throw fail("one of the layouts " + RawFormatNames());
+  auto const size = ParsePlainSize(std::string_view(raw).substr(colon + 1));
+  if (!size) throw fail("a size such as 1920x1080 after the colon");
+  if (size->cx % format->cxMultiple != 0) throw fail("an even width: two pixels of this layout share their chroma");
+  return {false, format, name, *size, {}};
+}
+
+}  // namespace
+
+VideoStream OpenVideo(Options const& options, InputFile& input) {
+  return options.raw.empty() ? OpenY4M(input) : OpenRaw(options.raw);
+}
+
+std::string StreamHeader(VideoStream const& stream, PictureSize size) {
+  if (!stream.isY4M) return "";
+  std::string header = y4mSignature;
+  for (std::string const& parameter : stream.parameters) {
+    header += ' ';
+    if (parameter[0] == 'W') {
+      header += 'W' + std::to_string(size.cx);
+    } else if (parameter[0] == 'H') {
+      header += 'H' + std::to_string(size.cy);
+    } else {
+      header += parameter;
+    }
+  }
+  return header + '\n';
+}
+
+std::optional<std::string> ReadFrame(VideoStream const& stream, InputFile& input, int64_t frameNumber,
+                                     unsigned char* frame, size_t bytes) {
+  auto const what = [frameNumber] { return "frame " + std::to_string(frameNumber); };
+  std::string header;
+  if (stream.isY4M) {
+    auto const line = ReadHeaderLine(input, what());
+    if (!line) return std::nullopt;
+    header = *line;
+    if (header.substr(0, 5) != "FRAME" || (header[5] != ' ' && header[5] != '\n')) {
+      throw Failure{badInput,
+                    input.name + ": " + what() + " begins with \"" + header.substr(0, 5) + "\", expected FRAME"};
+    }
+  }
+  size_t const count = input.Read(frame, bytes);
+  if (count == 0 && !stream.isY4M) return std::nullopt;
+  if (count < bytes) {
+    throw Failure{badInput, input.name + ": " + what() + " is cut short: " + std::to_string(bytes - count) +
+                                " of its " + std::to_string(bytes) + " bytes are missing"};
+  }
+  return header;
+}
+
+}  // namespace tool

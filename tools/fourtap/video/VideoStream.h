@@ -1,0 +1,39 @@
+// Video as a stream of bytes: what stands before the frames, and between them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fourtap/InputFile.h"
+#include "fourtap/Options.h"
+#include "fourtap/video/FrameFormat.h"
+
+namespace tool {
+
+// What stands before a frame of a Y4M stream, if it has no parameters; and the longest such line, its end included.
+inline constexpr char y4mFrameHeader[] = "FRAME\n";
+inline constexpr size_t longestHeader = 4096;
+
+struct VideoStream {
+  bool isY4M;
+  FrameFormat const* format;
+  std::string formatName;  // as it was given
+  PictureSize size;
+  std::vector<std::string> parameters;  // of a Y4M stream, a letter and a value each
+  int64_t headerBytes = 0;              // before the first frame
+};
+
+// Reads up to the first frame. Throws a Failure for what is not handled.
+VideoStream OpenVideo(Options const& options, InputFile& input);
+
+// What stands before the frames of the same stream at another size; nothing for raw frames.
+std::string StreamHeader(VideoStream const& stream, PictureSize size);
+
+// Reads the next frame, `bytes` of them after its header, which is nothing for raw frames. Nothing at the stream's end.
+//   frameNumber  for messages: 1 for the first one
+std::optional<std::string> ReadFrame(VideoStream const& stream, InputFile& input, int64_t frameNumber,
+                                     unsigned char* frame, size_t bytes);
+
+}  // namespace tool
