@@ -14,6 +14,8 @@
 
 #include <emmintrin.h>
 
+#include <cstddef>
+
 #include "filters/FourTapSum.h"
 #include "filters/MmxBytes.h"
 
@@ -64,12 +66,21 @@ void LinesFromSingleColumns(Column const* columns, unsigned char* const* lines, 
   }
 }
 
+// A copy of the table of lines: the compiler has to take a store for one that may change the table itself.
+struct EightLines {
+  unsigned char* line[8];
+
+  explicit EightLines(unsigned char* const* table) {
+    for (int k = 0; k < 8; ++k) line[k] = table[k];
+  }
+};
+
 // columnCount is 16, or 8 with the upper half of each line vector empty.
 template <int columnCount, bool noFourth>
-void ColumnsFromLines(unsigned char* const* lines, int at, FourTapColumnOf8* columns) {
+void ColumnsFromLines(EightLines const& lines, ptrdiff_t at, FourTapColumnOf8* columns) {
   __m128i v[8];
   for (int k = 0; k < 8; ++k) {
-    auto const* const from = reinterpret_cast<__m128i const*>(lines[k] + at);
+    auto const* const from = reinterpret_cast<__m128i const*>(lines.line[k] + at);
     v[k] = columnCount == 16 ? _mm_loadu_si128(from) : _mm_loadl_epi64(from);
   }
   TransposeWords(v);
@@ -98,25 +109,26 @@ struct MergeBytes {
 };
 
 template <int columnCount, class Merging>
-void LinesFromColumns(FourTapColumnOf8 const* columns, unsigned char* const* lines, int at) {
+void LinesFromColumns(FourTapColumnOf8 const* columns, EightLines const& lines, ptrdiff_t at) {
   __m128i v[8] = {};
   for (int pair = 0; pair < columnCount / 2; ++pair) v[pair] = Merging::Merge(columns + at + 2 * pair, pair);
   TransposeWords(v);
   for (int k = 0; k < 8; ++k) {
-    auto* const to = reinterpret_cast<__m128i*>(lines[k] + at);
+    auto* const to = reinterpret_cast<__m128i*>(lines.line[k] + at);
     columnCount == 16 ? _mm_storeu_si128(to, v[k]) : _mm_storel_epi64(to, v[k]);
   }
 }
 
 template <class Merging>
-void LinesFromAllColumns(FourTapColumnOf8 const* columns, unsigned char* const* lines, int count) {
+void LinesFromAllColumns(FourTapColumnOf8 const* columns, unsigned char* const* table, int count) {
+  EightLines const lines(table);
   int at = 0;
   for (; at + 16 <= count; at += 16) LinesFromColumns<16, Merging>(columns, lines, at);
   if (at + 8 <= count) {
     LinesFromColumns<8, Merging>(columns, lines, at);
     at += 8;
   }
-  LinesFromSingleColumns<8>(columns, lines, at, count);
+  LinesFromSingleColumns<8>(columns, table, at, count);
 }
 
 }  // namespace
@@ -124,14 +136,15 @@ void LinesFromAllColumns(FourTapColumnOf8 const* columns, unsigned char* const* 
 namespace fourtap {
 
 template <bool noFourth>
-void LinesToColumns_sse2(unsigned char** lines, int count, FourTapColumnOf8* columns) {
+void LinesToColumns_sse2(unsigned char** table, int count, FourTapColumnOf8* columns) {
+  EightLines const lines(table);
   int at = 0;
   for (; at + 16 <= count; at += 16) ColumnsFromLines<16, noFourth>(lines, at, columns);
   if (at + 8 <= count) {
     ColumnsFromLines<8, noFourth>(lines, at, columns);
     at += 8;
   }
-  SingleColumnsFromLines<8>(lines, at, count, columns);
+  SingleColumnsFromLines<8>(table, at, count, columns);
 }
 
 template <bool noFourth>
