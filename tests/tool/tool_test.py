@@ -7,12 +7,11 @@ import re
 import resource
 import signal
 import stat
-import struct
 import subprocess
 import time
 import unittest
 
-from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, bitmap, noise, pnm
+from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, bitmap, pnm
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
@@ -23,15 +22,19 @@ AS_ORDINARY_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] 
 class ToolTest(ToolCase):
     def test_sizes(self):
         source = self.write("in.pgm", pnm(100, 40, 8))
-        for size, expected in (("50x20", "50x20"), ("50x50", "50x20"), ("200x8", "20x8"), ("50x", "50x20"), ("x10", "25x10"),
-                               ("33x", "33x13"), ("50%", "50x20"), ("12.5%", "13x5"), ("0.001%", "1x1"), ("250%", "250x100"),
+        for size, expected in (("50x20", "50x20"), ("50x50", "50x20"), ("200x8", "20x8"), ("50x", "50x20"), ("x10",
+                                                                                                             "25x10"),
+                               ("33x", "33x13"), ("50%", "50x20"), ("12.5%", "13x5"), ("0.001%", "1x1"), ("250%",
+                                                                                                          "250x100"),
                                ("50x50!", "50x50"), ("50x!", "50x40"), ("x20!", "100x20"), ("50x50>", "50x20"),
-                               ("500x500>", "100x40"), ("500x>", "100x40"), ("500x500<", "500x200"), ("50x50<", "100x40"),
+                               ("500x500>", "100x40"), ("500x>", "100x40"), ("500x500<", "500x200"), ("50x50<",
+                                                                                                      "100x40"),
                                ("500x20<", "100x40"), ("50%<", "100x40"), ("150%>", "100x40"), ("150x20!>", "100x40"),
                                ("50x20!>", "50x20"), ("1x1000", "1x1")):
             result = self.scale(source, "-", "--size", size)
             self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), expected, size)
-        for size in ("5", "x", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5", "%", "0%", "-5%",
+        for size in ("5", "x", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5", "%",
+                     "0%", "-5%",
                      "5%%", "1.2345%", "5x5><", "5x5!!", "99999999999x5", "1000000%%"):
             self.refuse(BAD_USAGE, [f'"{size}"', "expected a size such as"], source, "out.pgm", f"--size={size}")
         self.refuse(BAD_USAGE, ["beyond"], source, "out.pgm", "--size", "x2147483647")
@@ -44,12 +47,14 @@ class ToolTest(ToolCase):
         self.write("in.bmp", bitmap(9, 7, 24))
         files = ["in.bmp", "out.bmp"]
         for option, values in (("--progressive", ("0", "-1", "1x", "2147483648")), ("--quality", ("0", "101")),
-                               ("--max-pixels", ("0", "9999999999999G")), ("--alpha", ("none",)), ("--progress", ("yes",)),
+                               ("--max-pixels", ("0", "9999999999999G")), ("--alpha", ("none",)), ("--progress",
+                                                                                                   ("yes",)),
                                ("--threads", ("0",)), ("--set", ("mmx2",)), ("--format", ("gif",))):
             for value in values:
                 self.refuse(BAD_USAGE, [f'"{value}"', "expected"], *files, "--size=5x5", f"{option}={value}")
         for arguments in ([], files, files[:1] + ["--size=5x5"], files + ["more", "--size=5x5"], files + ["--size"],
-                          files + ["--size="], files + ["--size=5x5", "--size=6x6"], files + ["--size=5x5", "--unknown"],
+                          files + ["--size="], files + ["--size=5x5", "--size=6x6"], files + ["--size=5x5",
+                                                                                              "--unknown"],
                           files + ["--size=5x5", "--selftest"], ["--selftest", "in.bmp"], ["--size=5x5", "--out=o.bmp"],
                           files + ["--size=5x5", "--out=o.bmp"], ["--info"] + files,
                           ["in.bmp", "sub/in.bmp", "--size=5x5", "--out={name}.png"]):
@@ -107,7 +112,8 @@ class ToolTest(ToolCase):
             ends = [1, 2, 12, 40, len(whole) // 3, len(whole) // 2, len(whole) - 50, len(whole) - 2, len(whole) - 1]
             for end in ends:
                 self.refuse(BAD_INPUT, ["expected"], "-", "out.png", "--size", "50%", "--force", stdin=whole[:end])
-                self.refuse(BAD_INPUT, ["expected"], self.write("cut", whole[:end]), "out.png", "--size", "50%", "--force")
+                self.refuse(BAD_INPUT, ["expected"], self.write("cut", whole[:end]), "out.png", "--size", "50%",
+                            "--force")
 
     def test_corpus(self):
         """Small files of every kind, good and bad ones, as their names say."""
@@ -128,7 +134,8 @@ class ToolTest(ToolCase):
         (self.folder / "locked").chmod(0)
         self.addCleanup((self.folder / "locked").chmod, 0o700)
         for name, word in (("missing.bmp", "No such file"), ("missing/in.bmp", "No such file"), ("", "No such file"),
-                           (".", "directory"), ("locked.bmp", "Permission denied"), ("locked/in.bmp", "Permission denied"),
+                           (".", "directory"), ("locked.bmp", "Permission denied"), ("locked/in.bmp",
+                                                                                     "Permission denied"),
                            ("two\nlines\x1b.bmp", "two?lines?.bmp")):
             self.refuse(BAD_INPUT, [word, "expected"], name, "out.bmp", "--size", "5x5", prefix=AS_ORDINARY_USER)
 
@@ -156,7 +163,8 @@ class ToolTest(ToolCase):
         for suffix in "bmp", "ppm", "png", "jpg":
             self.write("out." + suffix, b"a good result")
             for name in "out." + suffix, "new." + suffix:
-                self.refuse(BAD_OUTPUT, [name, "File too large"], "in.bmp", name, "--size", "500x500", "--quality=100", "--force",
+                self.refuse(BAD_OUTPUT, [name, "File too large"], "in.bmp", name, "--size", "500x500", "--quality=100",
+                            "--force",
                             preexec_fn=limit_files)
             with open("/dev/full", "wb") as full:
                 done = subprocess.run([FOURTAP, "in.bmp", "-", "--size", "500x", "--format", suffix], stdout=full,
@@ -174,7 +182,8 @@ class ToolTest(ToolCase):
             return  # a sanitizer needs more memory than any limit leaves
         def limit_memory():
             resource.setrlimit(resource.RLIMIT_AS, (2**28, 2**28))
-        self.refuse(BAD_OUTPUT, ["not enough memory", "out.ppm", "in.bmp"], "in.bmp", "out.ppm", "--size", "40000000x1!",
+        self.refuse(BAD_OUTPUT, ["not enough memory", "out.ppm", "in.bmp"], "in.bmp", "out.ppm", "--size",
+                    "40000000x1!",
                     preexec_fn=limit_memory)
 
     def test_result_takes_its_place_politely(self):
@@ -198,7 +207,8 @@ class ToolTest(ToolCase):
         self.assertEqual(len(self.state()), 5)
 
     def test_a_signal_leaves_nothing_behind(self):
-        with subprocess.Popen([FOURTAP, "-", "out.ppm", "--size", "50%"], stdin=subprocess.PIPE, cwd=self.folder) as tool:
+        with subprocess.Popen([FOURTAP, "-", "out.ppm", "--size", "50%"], stdin=subprocess.PIPE,
+                              cwd=self.folder) as tool:
             tool.stdin.write(pnm(100, 100, 24)[:20000])
             tool.stdin.flush()
             while not list(self.folder.iterdir()):
@@ -237,7 +247,8 @@ class ToolTest(ToolCase):
         self.assertIn(f"in use: {widest}\n", info)
         self.assertIn("in use: sse2\n", self.scale("--info", "--set", "sse2").decode())
         info = self.scale("--info", source, "--size", "50x").decode()
-        self.assertRegex(info, r"picture: PNM, 300x200, RGB\n(.*\n)*steps: 300x200 -> 150x100 -> 75x50 -> 50x33\ncontexts: \d{5,6} bytes\n\Z")
+        self.assertIn("\npicture: PNM, 300x200, RGB\n", info)
+        self.assertRegex(info, r"\nsteps: 300x200 -> 150x100 -> 75x50 -> 50x33\ncontexts: \d{5,6} bytes\n\Z")
 
     def test_without_acceleration_the_bytes_are_the_same(self):
         self.write("in.bmp", bitmap(40, 30, 32))
