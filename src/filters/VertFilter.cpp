@@ -87,7 +87,9 @@ __m128i WeighedSum(__m128i const (&v)[4], __m128i const (&taps)[4]) {
 }
 
 template <bool linesAligned, bool dstAligned, TapForm form>
-void FilterBlocks_sse2(unsigned char* dst, TapLines const& lines, int count, short const* coefs) {
+void FilterBlocks_sse2(unsigned char* dst, TapLines const& tapLines, int count, short const* coefs) {
+  // A copy: the compiler has to take a store for one that may change the pointers themselves.
+  TapLines const lines = tapLines;
   __m128i const zero = _mm_setzero_si128();
   __m128i const taps[4] = {_mm_set1_epi16(coefs[0]), _mm_set1_epi16(coefs[1]), _mm_set1_epi16(coefs[2]),
                            _mm_set1_epi16(coefs[3])};
@@ -106,19 +108,26 @@ void FilterBlocks_sse2(unsigned char* dst, TapLines const& lines, int count, sho
   }
 }
 
+typedef void FilterBlocks(unsigned char*, TapLines const&, int, short const*);
+
+// By TapForm.
 template <bool linesAligned, bool dstAligned>
-void FourTapVertFilterLoop_sse2(unsigned char* dst, TapLines lines, int count, short const* coefs) {
-  typedef void FilterBlocks(unsigned char*, TapLines const&, int, short const*);
-  static constexpr FilterBlocks* byForm[] = {
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::general>,
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroFirst>,
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroLast>,
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneFirst>,
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneLast>,
-      FilterBlocks_sse2<linesAligned, dstAligned, TapForm::symmetric>,
-  };
+constexpr FilterBlocks* blockFilters_sse2[] = {
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::general>,
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroFirst>,
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroLast>,
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneFirst>,
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneLast>,
+    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::symmetric>,
+};
+
+void FourTapVertFilterLoop_sse2(bool linesAligned, unsigned char* dst, TapLines& lines, int count, short const* coefs) {
+  bool const dstAligned = reinterpret_cast<uintptr_t>(dst) % 16 == 0;
+  FilterBlocks* const* const filters =
+      linesAligned ? (dstAligned ? blockFilters_sse2<true, true> : blockFilters_sse2<true, false>)
+                   : (dstAligned ? blockFilters_sse2<false, true> : blockFilters_sse2<false, false>);
   int const inBlocks = count & ~15;
-  byForm[static_cast<int>(FormOf(coefs))](dst, lines, inBlocks, coefs);
+  filters[static_cast<int>(FormOf(coefs))](dst, lines, inBlocks, coefs);
   if (count == inBlocks) return;
   Advance(lines, inBlocks);
   FourTapVertFilterLoop_mmx(dst + inBlocks, lines, count - inBlocks, coefs);
@@ -154,12 +163,7 @@ void fourtap::FilterLineVertically_sse2(unsigned char* dst, unsigned char const*
     dst += head;
     Advance(lines, head);
   }
-  bool const linesAligned = misalignment >= 0;
-  bool const dstAligned = reinterpret_cast<uintptr_t>(dst) % 16 == 0;
-  auto* const loop =
-      linesAligned ? (dstAligned ? FourTapVertFilterLoop_sse2<true, true> : FourTapVertFilterLoop_sse2<true, false>)
-                   : (dstAligned ? FourTapVertFilterLoop_sse2<false, true> : FourTapVertFilterLoop_sse2<false, false>);
-  loop(dst, lines, count, coefs);
+  FourTapVertFilterLoop_sse2(misalignment >= 0, dst, lines, count, coefs);
 }
 
 void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
