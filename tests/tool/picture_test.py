@@ -7,6 +7,7 @@ import os
 import struct
 import subprocess
 import termios
+import threading
 import time
 import unittest
 
@@ -180,6 +181,25 @@ class PictureTest(ToolCase):
         cut = pnm(50, 100, 24)[:-30 * 150]
         result = self.scale("-", "-", "--size", "50%", "--rect", "0,10,25,20", stdin=cut)
         self.assertEqual(result, self.scale("-", "-", "--size", "50%", "--rect", "0,10,25,20", stdin=pnm(50, 100, 24)))
+
+    def test_file_that_grows_while_it_is_read(self):
+        def grow(name, done):
+            with open(self.folder / name, "ab", buffering=0) as file:
+                while not done.is_set():
+                    file.write(b"more" * 256)
+
+        for name, content in (("in.ppm", pnm(900, 600, 24)), ("in.bmp", bitmap(900, 600, 24))):
+            command = self.write(name, content), "-", "--format", "ppm", "--size", "50%"
+            whole = self.scale(*command)
+            done = threading.Event()
+            growing = threading.Thread(target=grow, args=(name, done))
+            growing.start()
+            try:
+                for _ in range(5):
+                    self.assertEqual(self.scale(*command), whole, name)
+            finally:
+                done.set()
+                growing.join()
 
     def test_alpha(self):
         red, green = (255, 0, 0, 255), (0, 255, 0, 0)
