@@ -8,9 +8,7 @@
 
 namespace fourtap {
 
-// Ratios that no window of the set reaches (AVX2: reductions beyond 4:1 on the plane, 2:1 elsewhere but on RGB32;
-// AVX-512: beyond 8:1, 6:1 on RGB24, 4:1 on RGB32) go through the transposing pass: the vertical filter dominates
-// there.
+// Reductions that no scheme of the set reaches go through the transposing pass: the vertical filter dominates there.
 template <class Layout, GatherSet const& set>
 void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
                  unsigned char* dst, int dstStride) {
