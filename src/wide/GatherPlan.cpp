@@ -148,7 +148,7 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
     return plan;
   }
   auto* const windows = reinterpret_cast<int32_t*>(reinterpret_cast<unsigned char*>(&plan) + planBytes);
-  plan = {&set, &layout, range.xDest, range.cxDest, nullptr, range.count, 0, 0, windows, nullptr};
+  plan = {&set, &layout, range.xDest, range.cxDest, nullptr, 0, 0, windows, nullptr};
   plan.dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
   auto* const tables = reinterpret_cast<unsigned char*>(windows) + WindowsBytes(plan.dstBytes);
   plan.tables = tables;

@@ -65,7 +65,6 @@ struct GatherPlan {
   GatherLayout const* layout;
   int xDest, cxDest;
   GatherScheme const* scheme;  // null: no scheme reaches so far
-  int srcBytes;                // needed bytes of a source line
   int dstBytes;                // bytes of an output line
   int groupCount;
   int32_t const* windows;       // starts, group by group

@@ -21,20 +21,9 @@ int LinesPerBand(int lineBytes) { return std::clamp(bandBytes / lineBytes, 1, mo
 // back, and those that wait for the picture's end.
 int const linesHeldBack = 16;
 
-struct Span {
-  int first, end;
-};
-
-// Which source samples an output range needs, or a few more.
-Span NeededSpan(int nIn, int nOut, Span out) {
-  if (nIn == nOut) return {std::max(0, out.first - 1), std::min(nIn, out.end + 2)};
-  return {std::max(0, FourTapScaleLinesNeeded(nIn, nOut, out.first) - 4),
-          FourTapScaleLinesNeeded(nIn, nOut, out.end - 1)};
-}
-
 PictureRect NeededRect(PictureSize in, PictureSize out, PictureRect const& rect) {
-  Span const x = NeededSpan(in.cx, out.cx, {rect.x, rect.x + rect.cx});
-  Span const y = NeededSpan(in.cy, out.cy, {rect.y, rect.y + rect.cy});
+  SampleRange const x = NeededSamples(in.cx, out.cx, {rect.x, rect.x + rect.cx});
+  SampleRange const y = NeededSamples(in.cy, out.cy, {rect.y, rect.y + rect.cy});
   return {x.first, y.first, x.end - x.first, y.end - y.first};
 }
 
@@ -114,8 +103,8 @@ struct ChainStep {
   bool byBands;
   int linesAtOnce;  // at most, for the next step
   std::vector<Plane> planes;
-  Span window;  // source lines
-  int yOut;     // lines made, those before neededOut included
+  SampleRange window;  // source lines
+  int yOut;            // lines made, those before neededOut included
 
   ChainStep(ChainPlan const& plan, size_t step, int linesPerPush)
       : in(plan.SizeAt(step)),
