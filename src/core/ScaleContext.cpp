@@ -2,11 +2,13 @@
 
 #include <emmintrin.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 #include "core/FilterCoefs.h"
 #include "core/SourceStepping.h"
@@ -118,7 +120,9 @@ _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int b
   FillCoefs(*context);
   FillPositions(cxIn, cxOut, context->horzPositions);
   FillPositions(cxIn / 2, cxOut / 2, context->chromaPositions);
-  context->onePhase = cxOut > 0 && cxIn % cxOut == 0;
+  int const common = std::max(1, std::gcd(cxIn, cxOut));
+  context->horzPeriod = cxOut / common;
+  context->horzAdvance = cxIn / common;
   return context;
 }
 

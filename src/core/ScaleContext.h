@@ -31,7 +31,8 @@ struct _SCALE_CONTEXT {
   uint64_t* horzPositions;    // owned: where each output column lies in the source, in sixteenths of a pixel; then the
                               // chroma samples of packed layouts
   uint64_t* chromaPositions;  // into horzPositions: as if the widths were halved, in sixteenths of a pair
-  bool onePhase;              // all columns have the same phase
+  int horzPeriod;             // so many output columns on, the phase is the same again,
+  int horzAdvance;            // and the place so many source columns further; of chroma samples as well
   unsigned char* gatherBuf;   // owned: what the wide sets need (wide/GatherPlan.h)
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
   unsigned char* wideLines[fourtap::gatherBlockLines];

@@ -59,34 +59,7 @@ void FourTapVertFilterLoop_mmx(unsigned char* dst, TapLines lines, int count, sh
   FourTapVertFilterLine_c(dst, lines, count & 7, coefs);
 }
 
-// Sets of taps that take fewer operations. Lane by lane the sums stay the same, modulo 2^16.
-enum class TapForm { general, zeroFirst, zeroLast, oneFirst, oneLast, symmetric };
-
-TapForm FormOf(short const* coefs) {
-  if (coefs[0] == 0) return TapForm::zeroFirst;
-  if (coefs[3] == 0) return TapForm::zeroLast;
-  if (coefs[0] == coefs[3] && coefs[1] == coefs[2]) return TapForm::symmetric;
-  if (coefs[0] == 1) return TapForm::oneFirst;
-  if (coefs[3] == 1) return TapForm::oneLast;
-  return TapForm::general;
-}
-
-template <TapForm form>
-__m128i WeighedSum(__m128i const (&v)[4], __m128i const (&taps)[4]) {
-  auto const product = [&](int t) { return _mm_mullo_epi16(v[t], taps[t]); };
-  if constexpr (form == TapForm::symmetric) {
-    return _mm_add_epi16(_mm_mullo_epi16(_mm_add_epi16(v[0], v[3]), taps[0]),
-                         _mm_mullo_epi16(_mm_add_epi16(v[1], v[2]), taps[1]));
-  }
-  __m128i const inner = _mm_add_epi16(product(1), product(2));
-  if constexpr (form == TapForm::zeroFirst) return _mm_add_epi16(inner, product(3));
-  if constexpr (form == TapForm::zeroLast) return _mm_add_epi16(product(0), inner);
-  __m128i const first = form == TapForm::oneFirst ? v[0] : product(0);
-  __m128i const last = form == TapForm::oneLast ? v[3] : product(3);
-  return _mm_add_epi16(_mm_add_epi16(first, last), inner);
-}
-
-template <bool linesAligned, bool dstAligned, TapForm form>
+template <bool linesAligned, bool dstAligned, fourtap::TapForm form>
 void FilterBlocks_sse2(unsigned char* dst, TapLines const& tapLines, int count, short const* coefs) {
   // A copy: the compiler has to take a store for one that may change the pointers themselves.
   TapLines const lines = tapLines;
@@ -101,33 +74,22 @@ void FilterBlocks_sse2(unsigned char* dst, TapLines const& tapLines, int count, 
       low[t] = _mm_unpacklo_epi8(bytes, zero);
       high[t] = _mm_unpackhi_epi8(bytes, zero);
     }
-    __m128i const bytes = _mm_packus_epi16(_mm_srai_epi16(WeighedSum<form>(low, taps), 6),
-                                           _mm_srai_epi16(WeighedSum<form>(high, taps), 6));
+    __m128i const bytes = _mm_packus_epi16(_mm_srai_epi16(fourtap::WeighedSum<form>(low, taps), 6),
+                                           _mm_srai_epi16(fourtap::WeighedSum<form>(high, taps), 6));
     auto* const to = reinterpret_cast<__m128i*>(dst + i);
     dstAligned ? _mm_store_si128(to, bytes) : _mm_storeu_si128(to, bytes);
   }
 }
 
-typedef void FilterBlocks(unsigned char*, TapLines const&, int, short const*);
-
-// By TapForm.
-template <bool linesAligned, bool dstAligned>
-constexpr FilterBlocks* blockFilters_sse2[] = {
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::general>,
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroFirst>,
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::zeroLast>,
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneFirst>,
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::oneLast>,
-    FilterBlocks_sse2<linesAligned, dstAligned, TapForm::symmetric>,
-};
-
 void FourTapVertFilterLoop_sse2(bool linesAligned, unsigned char* dst, TapLines& lines, int count, short const* coefs) {
   bool const dstAligned = reinterpret_cast<uintptr_t>(dst) % 16 == 0;
-  FilterBlocks* const* const filters =
-      linesAligned ? (dstAligned ? blockFilters_sse2<true, true> : blockFilters_sse2<true, false>)
-                   : (dstAligned ? blockFilters_sse2<false, true> : blockFilters_sse2<false, false>);
   int const inBlocks = count & ~15;
-  filters[static_cast<int>(FormOf(coefs))](dst, lines, inBlocks, coefs);
+  fourtap::WithForm(fourtap::FormOf(coefs), [&](auto form) {
+    auto* const filter =
+        linesAligned ? (dstAligned ? FilterBlocks_sse2<true, true, form> : FilterBlocks_sse2<true, false, form>)
+                     : (dstAligned ? FilterBlocks_sse2<false, true, form> : FilterBlocks_sse2<false, false, form>);
+    filter(dst, lines, inBlocks, coefs);
+  });
   if (count == inBlocks) return;
   Advance(lines, inBlocks);
   FourTapVertFilterLoop_mmx(dst + inBlocks, lines, count - inBlocks, coefs);

@@ -69,9 +69,9 @@ struct PairLayout {
   static void FilterPairs(char const* filter, _SCALE_CONTEXT const& context, HorzRange const& range, Column const* in,
                           Column* out, Taps const (*coefs)[4]) {
     RequireFits(filter, context, range);
-    FilterSamples<SampleGrid{2, 1, 1, 0}>(context.horzPositions + range.xDest, range.cxDest, context.onePhase,
+    FilterSamples<SampleGrid{2, 1, 1, 0}>(StepsOf(context, context.horzPositions + range.xDest), range.cxDest,
                                           in + range.lumaOffset, out + order.lumaByte, coefs);
-    FilterSamples<SampleGrid{4, 2, 2, 0}>(context.chromaPositions + range.xDest / 2, range.cxDest / 2, context.onePhase,
+    FilterSamples<SampleGrid{4, 2, 2, 0}>(StepsOf(context, context.chromaPositions + range.xDest / 2), range.cxDest / 2,
                                           in + range.chromaOffset, out + order.chromaByte, coefs);
   }
 

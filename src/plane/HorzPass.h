@@ -51,51 +51,98 @@ struct SampleGrid {
   int cleared;          // so many columns behind them are set to 0
 };
 
-// Filters `samples` samples of each channel, side by side. All is loaded before any is stored: the compiler has to take
-// a store for one that may change what was loaded.
-template <SampleGrid grid, int samples, class Column, class Taps>
-void FilterAbreast(uint64_t const* positions, uint64_t origin, bool onePhase, Taps const* onlyTaps, Column* out,
-                   Taps const (*coefs)[4]) {
+// Where samples of a kind lie in the source, from a first one on.
+struct SampleSteps {
+  uint64_t const* positions;  // in sixteenths of a sample
+  int period;                 // so many samples on, the phase is the same again,
+  int advance;                // and the place so many source samples further
+};
+
+inline SampleSteps StepsOf(_SCALE_CONTEXT const& context, uint64_t const* positions) {
+  return {positions, context.horzPeriod, context.horzAdvance};
+}
+
+// The sums of neighbouring samples, each of all channels. All are taken before any is stored: the compiler has to take
+// a store for one that may change what is still to be loaded.
+template <SampleGrid grid, class Column, int samples>
+struct SampleSums {
   Column sums[samples][grid.channels];
-  for (int s = 0; s < samples; ++s) {
-    auto const* const from =
-        reinterpret_cast<Column const*>(origin + (positions[s] >> 4) * (grid.distance * sizeof(Column)));
-    Taps const* const phase = onePhase ? onlyTaps : coefs[positions[s] & 15];
+
+  template <TapForm form, class Taps>
+  void Take(int s, Column const* from, Taps const* phase) {
     Taps const taps[4] = {phase[0], phase[1], phase[2], phase[3]};
     for (int c = 0; c < grid.channels; ++c)
-      sums[s][c] = FourTapSum(from + c * grid.channelDistance, grid.distance, taps);
+      sums[s][c] = FourTapSum<form>(from + c * grid.channelDistance, grid.distance, taps);
   }
-  for (int s = 0; s < samples; ++s) {
-    Column* const to = out + s * grid.distance;
-    for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
-    for (int c = 0; c < grid.cleared; ++c) to[(grid.channels + c) * grid.channelDistance] = Column{};
+
+  void Store(Column* out, ptrdiff_t step) const {
+    for (int s = 0; s < samples; ++s) {
+      Column* const to = out + s * step;
+      for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+      for (int c = 0; c < grid.cleared; ++c) to[(grid.channels + c) * grid.channelDistance] = Column{};
+    }
+  }
+};
+
+// Every period-th sample: all have the same taps.
+template <SampleGrid grid, TapForm form, class Column, class Taps>
+void FilterPhase(Column const* in, ptrdiff_t advance, int count, Column* out, ptrdiff_t step, Taps const* phase) {
+  Taps const taps[4] = {phase[0], phase[1], phase[2], phase[3]};
+  int constexpr abreast = grid.channels == 1 ? 2 : 1;
+  for (; count >= abreast; count -= abreast, in += abreast * advance, out += abreast * step) {
+    SampleSums<grid, Column, abreast> sums;
+    for (int s = 0; s < abreast; ++s) sums.template Take<form>(s, in + s * advance, taps);
+    sums.Store(out, step);
+  }
+  if (count > 0) {
+    SampleSums<grid, Column, 1> sums;
+    sums.template Take<form>(0, in, taps);
+    sums.Store(out, step);
   }
 }
 
-// Filters `count` output samples of each channel, positions[0] on. `in` stands at the first tap of the first sample,
-// `out` at that sample.
+template <SampleGrid grid, int samples, class Column, class Taps>
+void FilterAbreast(uint64_t const* positions, uint64_t origin, Column* out, Taps const (*coefs)[4]) {
+  SampleSums<grid, Column, samples> sums;
+  for (int s = 0; s < samples; ++s) {
+    uint64_t const at = origin + (positions[s] >> 4) * (grid.distance * sizeof(Column));
+    sums.template Take<TapForm::general>(s, reinterpret_cast<Column const*>(at), coefs[positions[s] & 15]);
+  }
+  sums.Store(out, grid.distance);
+}
+
+// Phase by phase, with the taps in registers.
 template <SampleGrid grid, class Column, class Taps>
-void FilterSamples(uint64_t const* positions, int count, bool onePhase, Column const* in, Column* out,
-                   Taps const (*coefs)[4]) {
+void FilterPhases(SampleSteps const& steps, int count, Column const* in, Column* out, Taps const (*coefs)[4]) {
+  ptrdiff_t const advance = ptrdiff_t{steps.advance} * grid.distance;
+  ptrdiff_t const step = ptrdiff_t{steps.period} * grid.distance;
+  for (int first = 0; first < steps.period; ++first) {
+    uint64_t const at = steps.positions[first];
+    Column const* const from = in + ((at >> 4) - (steps.positions[0] >> 4)) * grid.distance;
+    int const ofPhase = (count - first + steps.period - 1) / steps.period;
+    WithFormOf(coefs[at & 15], [&](auto form) {
+      FilterPhase<grid, form>(from, advance, ofPhase, out + first * grid.distance, step, coefs[at & 15]);
+    });
+  }
+}
+
+// Filters `count` output samples of each channel. `in` stands at the first tap of the first sample, `out` at that
+// sample.
+template <SampleGrid grid, class Column, class Taps>
+void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column* out, Taps const (*coefs)[4]) {
+  int const worthAPhase = 8;
+  if (int64_t{steps.period} * worthAPhase <= int64_t{count} * grid.channels && steps.period <= count) {
+    FilterPhases<grid>(steps, count, in, out, coefs);
+    return;
+  }
+  uint64_t const* const positions = steps.positions;
   // Positions count from the line's first sample, `in` from the first tap: the difference is taken once, as an address.
   uint64_t const origin = reinterpret_cast<uintptr_t>(in) - (positions[0] >> 4) * (grid.distance * sizeof(Column));
-  auto const filter = [=](auto phaseIsOne) {
-    Taps const* const phase = coefs[positions[0] & 15];
-    Taps const taps[4] = {phase[0], phase[1], phase[2], phase[3]};
-    int constexpr abreast = grid.channels == 1 ? 2 : 1;
-    ptrdiff_t i = 0;
-    for (; i + abreast <= count; i += abreast) {
-      FilterAbreast<grid, abreast>(positions + i, origin, phaseIsOne, taps, out + i * grid.distance, coefs);
-    }
-    for (; i < count; ++i) {
-      FilterAbreast<grid, 1>(positions + i, origin, phaseIsOne, taps, out + i * grid.distance, coefs);
-    }
-  };
-  if (onePhase) {
-    filter(std::true_type{});
-  } else {
-    filter(std::false_type{});
-  }
+  int constexpr abreast = grid.channels == 1 ? 2 : 1;
+  ptrdiff_t i = 0;
+  for (; i + abreast <= count; i += abreast)
+    FilterAbreast<grid, abreast>(positions + i, origin, out + i * grid.distance, coefs);
+  if (i < count) FilterAbreast<grid, 1>(positions + i, origin, out + i * grid.distance, coefs);
 }
 
 // The two kinds of blocks of lines: how many, their columns, and the layout's filter for them.

@@ -33,7 +33,7 @@ struct PixelLayout {
   static void FilterPixels(_SCALE_CONTEXT const& context, HorzRange const& range, Column const* in, Column* out,
                            Taps const (*coefs)[4]) {
     FilterSamples<SampleGrid{pixelBytes, channels, 1, pixelBytes - channels}>(
-        context.horzPositions + range.xDest, range.cxDest, context.onePhase, in, out, coefs);
+        StepsOf(context, context.horzPositions + range.xDest), range.cxDest, in, out, coefs);
   }
 
   static void FourTapHorzFilterLine_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* in,
