@@ -95,6 +95,25 @@ void FourTapVertFilterLoop_sse2(bool linesAligned, unsigned char* dst, TapLines&
   FourTapVertFilterLoop_mmx(dst + inBlocks, lines, count - inBlocks, coefs);
 }
 
+void FilterLine_sse2(unsigned char* dst, TapLines& lines, int count, short const* coefs) {
+  int const misalignment = SharedMisalignment<16>(lines);
+  if (misalignment > 0) {
+    int const head = std::min(16 - misalignment, count);
+    FourTapVertFilterLoop_mmx(dst, lines, head, coefs);
+    count -= head;
+    if (count <= 0) return;
+    dst += head;
+    Advance(lines, head);
+  }
+  FourTapVertFilterLoop_sse2(misalignment >= 0, dst, lines, count, coefs);
+}
+
+TapLines LinesAt(fourtap::VertTaps const& taps, ptrdiff_t at) {
+  TapLines lines;
+  for (int t = 0; t < 4; ++t) lines.line[t] = taps.lines[t] + at;
+  return lines;
+}
+
 }  // namespace
 
 void FourTapVertFilter_mmx(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
@@ -112,24 +131,25 @@ void FourTapVertFilter_mmx(unsigned char* dst, unsigned char const* line0, unsig
   FourTapVertFilterLoop_mmx(dst, lines, count, coefs);
 }
 
-void fourtap::FilterLineVertically_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                                        unsigned char const* line2, unsigned char const* line3, int count,
-                                        short* coefs) {
-  TapLines lines{{line0, line1, line2, line3}};
-  int const misalignment = SharedMisalignment<16>(lines);
-  if (misalignment > 0) {
-    int const head = std::min(16 - misalignment, count);
-    FourTapVertFilterLoop_mmx(dst, lines, head, coefs);
-    count -= head;
-    if (count <= 0) return;
-    dst += head;
-    Advance(lines, head);
-  }
-  FourTapVertFilterLoop_sse2(misalignment >= 0, dst, lines, count, coefs);
-}
-
 void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                             unsigned char const* line2, unsigned char const* line3, int count, short* coefs) {
-  fourtap::FilterLineVertically_sse2(dst, line0, line1, line2, line3, count, coefs);
+  TapLines lines{{line0, line1, line2, line3}};
+  FilterLine_sse2(dst, lines, count, coefs);
   _mm_empty();
+}
+
+void fourtap::FilterLinesVertically_mmx(VertTaps const* taps, int lineCount, int firstByte, int count,
+                                        unsigned char* const* dst) {
+  for (int k = 0; k < lineCount; ++k) {
+    TapLines const lines = LinesAt(taps[k], firstByte);
+    FourTapVertFilter_mmx(dst[k], lines.line[0], lines.line[1], lines.line[2], lines.line[3], count, taps[k].coefs);
+  }
+}
+
+void fourtap::FilterLinesVertically_sse2(VertTaps const* taps, int lineCount, int firstByte, int count,
+                                         unsigned char* const* dst) {
+  for (int k = 0; k < lineCount; ++k) {
+    TapLines lines = LinesAt(taps[k], firstByte);
+    FilterLine_sse2(dst[k], lines, count, taps[k].coefs);
+  }
 }

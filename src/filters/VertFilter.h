@@ -1,12 +1,25 @@
-// The vertical filter as the scalers use it.
+// The vertical filter as the scalers use it: over a stretch of several lines at once.
+//
+// Included by files compiled for newer processors: nothing here but plain records and declarations.
 #pragma once
 
 #include <fourtapscale/FourTapFilters.h>
 
 namespace fourtap {
 
-// FourTapVertFilter_sse2, but the MMX state is not cleared where it was not used: that counts on short lines.
-void FilterLineVertically_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                               unsigned char const* line2, unsigned char const* line3, int count, short* coefs);
+// Where a line that is filtered vertically comes from: four source lines, and their taps.
+struct VertTaps {
+  unsigned char const* const* lines;
+  short* coefs;
+};
+
+// Filters `count` bytes of lines, from byte `firstByte` of their source lines on. The taps are those of a context. The
+// MMX state is not cleared where it was not used: that counts on short lines.
+typedef void VertFilterLines(VertTaps const*, int lineCount, int firstByte, int count, unsigned char* const* dst);
+
+VertFilterLines FilterLinesVertically_mmx;
+VertFilterLines FilterLinesVertically_sse2;
+VertFilterLines FilterLinesVertically_avx2;
+VertFilterLines FilterLinesVertically_avx512;
 
 }  // namespace fourtap

@@ -15,7 +15,6 @@
 
 #include "filters/FourTapSum.h"
 #include "filters/Rotate.h"
-#include "filters/VertFilter.h"
 #include "plane/Scaler.h"
 
 namespace fourtap {
@@ -233,7 +232,7 @@ template <class Layout>
 inline constexpr Scaler scalerOf_sse2{
     Layout::bytesPerPixel,
     Layout::Needed,
-    FilterLineVertically_sse2,
+    FilterLinesVertically_sse2,
     {{8, FourTapHorzScale8Lines_sse2<Layout>}, {4, FourTapHorzScale4Lines_mmx<Layout>}},
     FourTapHorzScaleLines_c<Layout>,
     FourTapHorzScaleSrcLines_c<Layout>,
@@ -244,7 +243,7 @@ template <class Layout>
 inline constexpr Scaler scalerOf_mmx{
     Layout::bytesPerPixel,
     Layout::Needed,
-    FourTapVertFilter_mmx,
+    FilterLinesVertically_mmx,
     {{4, FourTapHorzScale4Lines_mmx<Layout>}, {}},
     FourTapHorzScaleLines_c<Layout>,
     FourTapHorzScaleSrcLines_c<Layout>,

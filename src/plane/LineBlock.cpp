@@ -44,24 +44,32 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
   for (; done < cyDest; ++done, Step(at)) {
     int const firstTap = Position(at) - 1 - firstLine;
     if (firstTap + 4 > entryCount) break;
-    unsigned char const* const* const taps = context.srcLines + firstTap;
-    unsigned char* const line = horizontally ? IntermediateLines(scaler, context)[block.pending] : block.dst;
-    scaler.vertFilter(line, taps[0] + range.firstByte, taps[1] + range.firstByte, taps[2] + range.firstByte,
-                      taps[3] + range.firstByte, range.count, context.vertCoef[Phase(at)]);
+    VertTaps& taps = block.taps[block.pending];
+    taps.lines = context.srcLines + firstTap;
+    taps.coefs = context.vertCoef[Phase(at)];
     if (!horizontally) {
+      scaler.filterVertically(&taps, 1, range.firstByte, range.count, &block.dst);
       LineWritten(block, 1);
-    } else if (++block.pending == scaler.passes[0].lineCount) {
-      FlushLines(scaler, context, range, block);
+      continue;
     }
+    if (++block.pending == scaler.passes[0].lineCount) FlushLines(scaler, context, range, block);
   }
   return done;
 }
 
+void FilterPending(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
+  scaler.filterVertically(block.taps + block.filtered, block.pending - block.filtered, range.firstByte, range.count,
+                          IntermediateLines(scaler, context) + block.filtered);
+  block.filtered = block.pending;
+}
+
 void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
+  FilterPending(scaler, context, range, block);
   ScaleHorizontally(scaler, context, IntermediateLines(scaler, context), block.pending, scaler.scaleLines, range,
                     block.dst, block.dstStride);
   LineWritten(block, block.pending);
   block.pending = 0;
+  block.filtered = 0;
 }
 
 void ScaleSourceLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, unsigned char const* src,

@@ -11,8 +11,10 @@ namespace fourtap {
 struct LineBlock {
   unsigned char* dst;  // the next line
   int dstStride;
-  int pending;  // lines filtered vertically only, at the start of tempLines
+  int pending;   // lines under way, at the start of the intermediate lines
+  int filtered;  // so many of them are filtered vertically already
   int written;
+  VertTaps taps[8];  // of each pending line that is not
 };
 
 // The columns of a call as the vertical pass sees them too: with equal widths there is no horizontal pass.
@@ -22,6 +24,9 @@ HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDes
 // entryCount entries, the first of which is input line firstLine. Returns how many.
 int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, SourceStepping at, int firstLine, int entryCount,
                int cyDest, LineBlock&);
+
+// Filters the pending lines vertically: what they come from may be gone when they are sent on.
+void FilterPending(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);
 
 // Sends the pending lines on.
 void FlushLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);

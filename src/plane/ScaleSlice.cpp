@@ -73,10 +73,15 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
   bool const waited = context.cxIn != context.cxOut && !scaler.writesAtOnce;
-  LineBlock block{dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0, 0};
+  int const pending = waited ? context.cyOutDone % scaler.passes[0].lineCount : 0;
+  LineBlock block{dst, dstStride, pending, pending, 0, {}};
   context.cyOutDone += ScaleLines(scaler, context, range, StartStepping(context.cyIn, context.cyOut, context.cyOutDone),
                                   FirstTableLine(context), entryCount, context.cyOut - context.cyOutDone, block);
-  if (last || scaler.writesAtOnce) FlushLines(scaler, context, range, block);
+  if (last || scaler.writesAtOnce) {
+    FlushLines(scaler, context, range, block);
+  } else {
+    FilterPending(scaler, context, range, block);
+  }
   if (!last) KeepLastLines(scaler, context, src, srcStride, added);
   cyWritten = block.written;
   context.cyInDone += added;

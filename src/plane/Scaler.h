@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/ScaleContext.h"
+#include "filters/VertFilter.h"
 
 namespace fourtap {
 
@@ -22,8 +23,6 @@ struct HorzRange {
 inline int HorzPosition(uint64_t sixteenths) { return static_cast<int>(sixteenths >> 4); }
 
 typedef HorzRange NeededRange(_SCALE_CONTEXT const&, int xDest, int cxDest);
-typedef void VertFilter(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                        unsigned char const* line2, unsigned char const* line3, int count, short* coefs);
 
 // Filters lines horizontally into as many destination lines. Each line pointer stands at the first real byte.
 typedef void HorzScaleBlock(_SCALE_CONTEXT&, unsigned char** lines, HorzRange const&, unsigned char* dst,
@@ -39,7 +38,7 @@ struct BlockPass {
 struct Scaler {
   int bytesPerPixel;
   NeededRange* neededRange;
-  VertFilter* vertFilter;
+  VertFilterLines* filterVertically;
   BlockPass passes[2];            // widest first; lines are collected into blocks of the first one's size
   HorzScaleLines* scaleLines;     // what the blocks leave over: intermediate lines, which it may extend in place
   HorzScaleLines* scaleSrcLines;  // the same for source lines, which are never written

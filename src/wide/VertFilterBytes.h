@@ -5,6 +5,11 @@
 // lanes.
 #pragma once
 
+#include <cstddef>
+#include <cstring>
+
+#include "filters/VertFilter.h"
+
 namespace {
 
 // Whether a byte multiply-add of two lines at once gives the 16-bit sums: taps fit a byte, and no pair of products
@@ -25,8 +30,20 @@ template <class Ops>
 struct BytePairs {
   typedef typename Ops::Register Register;
 
+  // Lines 0 and 1, and lines 2 and 3, byte by byte in turn: as every filter of these lines wants them.
+  struct Source {
+    Register low01, low23, high01, high23;
+
+    Source(Register a, Register b, Register c, Register d)
+        : low01(Ops::InterleaveLow(a, b)),
+          low23(Ops::InterleaveLow(c, d)),
+          high01(Ops::InterleaveHigh(a, b)),
+          high23(Ops::InterleaveHigh(c, d)) {}
+  };
+
   Register taps01, taps23;
 
+  BytePairs() = default;
   explicit BytePairs(short const* coefs)
       : taps01(Ops::Broadcast(Pair(coefs))), taps23(Ops::Broadcast(Pair(coefs + 2))) {}
 
@@ -37,9 +54,8 @@ struct BytePairs {
     return Ops::Add(Ops::MultiplyAddBytes(bytes01, taps01), Ops::MultiplyAddBytes(bytes23, taps23));
   }
 
-  Register Filter(Register a, Register b, Register c, Register d) const {
-    return Ops::Pack(Ops::ShiftBy6(Sum(Ops::InterleaveLow(a, b), Ops::InterleaveLow(c, d))),
-                     Ops::ShiftBy6(Sum(Ops::InterleaveHigh(a, b), Ops::InterleaveHigh(c, d))));
+  Register Filter(Source const& source) const {
+    return Ops::Pack(Ops::ShiftBy6(Sum(source.low01, source.low23)), Ops::ShiftBy6(Sum(source.high01, source.high23)));
   }
 };
 
@@ -47,22 +63,124 @@ template <class Ops>
 struct Words {
   typedef typename Ops::Register Register;
 
+  struct Source {
+    Register bytes[4];
+
+    Source(Register a, Register b, Register c, Register d) : bytes{a, b, c, d} {}
+  };
+
   Register taps[4];
 
+  Words() = default;
   explicit Words(short const* coefs) {
     for (int t = 0; t < 4; ++t) taps[t] = Ops::Broadcast(coefs[t]);
   }
 
-  Register Filter(Register a, Register b, Register c, Register d) const {
-    Register const bytes[4] = {a, b, c, d};
+  Register Filter(Source const& source) const {
     Register const zero = Ops::Broadcast(0);
     Register low = zero, high = zero;
     for (int t = 0; t < 4; ++t) {
-      low = Ops::Add(low, Ops::Multiply(Ops::InterleaveLow(bytes[t], zero), taps[t]));
-      high = Ops::Add(high, Ops::Multiply(Ops::InterleaveHigh(bytes[t], zero), taps[t]));
+      low = Ops::Add(low, Ops::Multiply(Ops::InterleaveLow(source.bytes[t], zero), taps[t]));
+      high = Ops::Add(high, Ops::Multiply(Ops::InterleaveHigh(source.bytes[t], zero), taps[t]));
     }
     return Ops::Pack(Ops::ShiftBy6(low), Ops::ShiftBy6(high));
   }
 };
+
+// Holds a value in a register: told nothing, the compiler may take a load for cheap enough to do again for each use, or
+// gather pointers in a vector to take them out again one by one.
+template <class Value>
+void HoldInVector(Value& value) {
+  asm("" : "+v"(value));
+}
+
+template <class Value>
+void HoldInRegister(Value& value) {
+  asm("" : "+r"(value));
+}
+
+// Filters lines that come from the same four: whole vectors, then one that ends with the line.
+template <class Ops, class Taps, int lineCount>
+[[gnu::always_inline]] inline void FilterVectors(fourtap::VertTaps const* taps, ptrdiff_t firstByte, ptrdiff_t count,
+                                                 unsigned char* const* dst) {
+  ptrdiff_t const vectorBytes = sizeof(typename Ops::Register);
+  // Copied, since a store of bytes may change whatever is in memory for all that the compiler knows.
+  unsigned char const* source[4];
+  for (int t = 0; t < 4; ++t) {
+    source[t] = taps->lines[t];
+    HoldInRegister(source[t]);
+    source[t] += firstByte;
+    HoldInRegister(source[t]);
+  }
+  unsigned char* filtered[lineCount];
+  Taps filters[lineCount];
+  for (int k = 0; k < lineCount; ++k) {
+    filtered[k] = dst[k];
+    filters[k] = Taps(taps[k].coefs);
+  }
+  auto const filterAt = [&](ptrdiff_t at) {
+    typename Ops::Register bytes[4];
+    for (int t = 0; t < 4; ++t) {
+      bytes[t] = Ops::Load(source[t] + at);
+      HoldInVector(bytes[t]);
+    }
+    typename Taps::Source const interleaved(bytes[0], bytes[1], bytes[2], bytes[3]);
+    for (int k = 0; k < lineCount; ++k) Ops::Store(filtered[k] + at, filters[k].Filter(interleaved));
+  };
+  ptrdiff_t const last = count - vectorBytes;
+  ptrdiff_t at = 0;
+  for (; at <= last; at += vectorBytes) filterAt(at);
+  if (at < count) filterAt(last);
+}
+
+// The same for a line that is shorter than a vector.
+template <class Ops, class Taps>
+[[gnu::noinline]] void FilterShort(fourtap::VertTaps const& taps, ptrdiff_t firstByte, ptrdiff_t count,
+                                   unsigned char* dst) {
+  ptrdiff_t const vectorBytes = sizeof(typename Ops::Register);
+  unsigned char copies[4][vectorBytes] = {};
+  unsigned char const* sources[4];
+  for (int t = 0; t < 4; ++t) {
+    std::memcpy(copies[t], taps.lines[t] + firstByte, static_cast<size_t>(count));
+    sources[t] = copies[t];
+  }
+  unsigned char filtered[vectorBytes];
+  unsigned char* const to = filtered;
+  fourtap::VertTaps const ofCopies{sources, taps.coefs};
+  FilterVectors<Ops, Taps, 1>(&ofCopies, 0, vectorBytes, &to);
+  std::memcpy(dst, filtered, static_cast<size_t>(count));
+}
+
+// A VertFilterLines.
+template <class Ops>
+void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int count, unsigned char* const* dst) {
+  if (count < static_cast<int>(sizeof(typename Ops::Register))) {
+    for (int k = 0; k < lineCount; ++k) FilterShort<Ops, BytePairs<Ops>>(taps[k], firstByte, count, dst[k]);
+    return;
+  }
+  for (int k = 0; k < lineCount; ++k) {
+    if (k + 1 < lineCount && taps[k + 1].lines == taps[k].lines) {
+      FilterVectors<Ops, BytePairs<Ops>, 2>(taps + k, firstByte, count, dst + k);
+      ++k;
+    } else {
+      FilterVectors<Ops, BytePairs<Ops>, 1>(taps + k, firstByte, count, dst + k);
+    }
+  }
+}
+
+// A vertical filter as it is exported: one line, any taps.
+template <class Ops>
+void FilterLine(unsigned char* dst, unsigned char const* const (&lines)[4], int count, short* coefs) {
+  fourtap::VertTaps const taps{lines, coefs};
+  bool const fit = FitBytePairs(coefs);
+  if (count >= static_cast<int>(sizeof(typename Ops::Register))) {
+    if (fit)
+      FilterVectors<Ops, BytePairs<Ops>, 1>(&taps, 0, count, &dst);
+    else
+      FilterVectors<Ops, Words<Ops>, 1>(&taps, 0, count, &dst);
+  } else if (count > 0) {
+    (fit ? FilterShort<Ops, BytePairs<Ops>> : FilterShort<Ops, Words<Ops>>)(taps, 0, count, dst);
+  }
+}
 
 }  // namespace

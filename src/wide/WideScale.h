@@ -37,16 +37,21 @@ void GatherBlock(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const
   GatherLines<Layout, set>(context, lines, gatherBlockLines, range, dst, dstStride);
 }
 
-template <class Layout, GatherSet const& set, VertFilter* vertFilter>
+template <class Layout, GatherSet const& set, VertFilterLines* filterVertically>
 inline constexpr Scaler wideScalerOf{
-    Layout::bytesPerPixel,    Layout::Needed,           vertFilter, {{gatherBlockLines, GatherBlock<Layout, set>}, {}},
-    GatherLines<Layout, set>, GatherLines<Layout, set>, true,
+    Layout::bytesPerPixel,
+    Layout::Needed,
+    filterVertically,
+    {{gatherBlockLines, GatherBlock<Layout, set>}, {}},
+    GatherLines<Layout, set>,
+    GatherLines<Layout, set>,
+    true,
 };
 
 template <class Layout>
-inline constexpr Scaler scalerOf_avx2 = wideScalerOf<Layout, gatherSet_avx2, FourTapVertFilter_avx2>;
+inline constexpr Scaler scalerOf_avx2 = wideScalerOf<Layout, gatherSet_avx2, FilterLinesVertically_avx2>;
 
 template <class Layout>
-inline constexpr Scaler scalerOf_avx512 = wideScalerOf<Layout, gatherSet_avx512, FourTapVertFilter_avx512>;
+inline constexpr Scaler scalerOf_avx512 = wideScalerOf<Layout, gatherSet_avx512, FilterLinesVertically_avx512>;
 
 }  // namespace fourtap
