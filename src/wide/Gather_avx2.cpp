@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "wide/GatherPlan.h"
+#include "wide/Hold.h"
 
 namespace fourtap {
 
@@ -17,46 +18,62 @@ namespace {
 int const groupBytes = 32;
 int const windowBytes = 16;
 
-// The first output byte of a lane of 16 bytes, in the register that it belongs to.
-int FirstOutput(int reg, int lane) { return 8 * reg + 16 * (lane / 16); }
+// How the 32 output bytes of a group are spread over two registers of two lanes, each lane a block of eight.
+struct Spread {
+  bool lanesShareWindows;  // a register's lanes are neighbouring blocks; else they lie 16 bytes apart
+  int windows;             // of each block, or of each register where lanes share: one, or one for each table vector
+  bool quads;  // a register's table vectors: all taps of the outputs 0 to 3 and 4 to 7 of its blocks; else the
+               // taps 0, 1 and 2, 3 of all outputs, as pairs
+};
 
-// Vectors 2r and 2r + 1: the taps 0, 1 and 2, 3 of register r, as pairs. One window for both.
-GatherItem PairsInOneWindow(int vector, int lane) {
-  int const first = FirstOutput(vector / 2, lane);
-  return {first + lane % 16 / 2, vector % 2 * 2 + lane % 2, first / 8};
+// The window of a register's lane and table vector, counted from the group's first.
+template <Spread spread>
+constexpr int WindowOf(int reg, int lane, int vector) {
+  int const shareOfBlock = spread.lanesShareWindows ? reg : reg + 2 * lane;
+  return shareOfBlock * spread.windows + (spread.windows == 1 ? 0 : vector);
 }
 
-// Vectors 2r and 2r + 1: all taps of the lane's outputs 0 to 3 and 4 to 7, with a window for each.
-GatherItem QuadsInTwoWindows(int vector, int lane) {
-  int const first = FirstOutput(vector / 2, lane);
-  return {first + vector % 2 * 4 + lane % 16 / 4, lane % 4, 2 * (first / 8) + vector % 2};
+template <Spread spread>
+int constexpr windowsPerGroup = 2 * spread.windows*(spread.lanesShareWindows ? 1 : 2);
+
+template <Spread spread>
+GatherItem ItemAt(int tableVector, int byte) {
+  int const reg = tableVector / 2, vector = tableVector % 2, lane = byte / 16, item = byte % 16;
+  int const block = spread.lanesShareWindows ? 2 * reg + lane : reg + 2 * lane;
+  int const window = WindowOf<spread>(reg, lane, vector);
+  if (spread.quads) return {8 * block + 4 * vector + item / 4, item % 4, window};
+  return {8 * block + item / 2, 2 * vector + item % 2, window};
 }
 
-__m256i LoadWindows(unsigned char const* line, int32_t lower, int32_t upper) {
-  __m128i const low = _mm_loadu_si128(reinterpret_cast<__m128i const*>(line + lower));
-  __m128i const high = _mm_loadu_si128(reinterpret_cast<__m128i const*>(line + upper));
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+template <Spread spread>
+__m256i LoadWindows(unsigned char const* line, int32_t const* windows, int reg, int vector) {
+  auto const load = [&](int lane) {
+    int32_t const start = windows[WindowOf<spread>(reg, lane, vector)];
+    return _mm_loadu_si128(reinterpret_cast<__m128i const*>(line + start));
+  };
+  if (spread.lanesShareWindows) return _mm256_broadcastsi128_si256(load(0));
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(1), 1);
 }
-
-enum class Scheme { pairsInOneWindow, quadsInTwoWindows };
 
 // Eight 16-bit results of each lane.
-template <Scheme scheme>
-__m256i FilterRegister(unsigned char const* line, int32_t const* windows, __m256i const (&index)[2],
+template <Spread spread>
+__m256i FilterRegister(unsigned char const* line, int32_t const* windows, int reg, __m256i const (&index)[2],
                        __m256i const (&taps)[2]) {
-  // The upper lane's windows follow those of the other register.
-  int const perLane = scheme == Scheme::pairsInOneWindow ? 1 : 2;
-  __m256i const first = LoadWindows(line, windows[0], windows[2 * perLane]);
-  __m256i const second =
-      perLane == 1 ? first : LoadWindows(line, windows[perLane - 1], windows[2 * perLane + perLane - 1]);
+  __m256i const first = LoadWindows<spread>(line, windows, reg, 0);
+  __m256i const second = spread.windows == 1 ? first : LoadWindows<spread>(line, windows, reg, 1);
   __m256i const a = _mm256_maddubs_epi16(_mm256_shuffle_epi8(first, index[0]), taps[0]);
   __m256i const b = _mm256_maddubs_epi16(_mm256_shuffle_epi8(second, index[1]), taps[1]);
-  return scheme == Scheme::quadsInTwoWindows ? _mm256_hadd_epi16(a, b) : _mm256_add_epi16(a, b);
+  return spread.quads ? _mm256_hadd_epi16(a, b) : _mm256_add_epi16(a, b);
 }
 
-template <Scheme scheme, int lineCount>
+template <Spread spread>
+__m256i PackInOrder(__m256i sums0, __m256i sums1) {
+  __m256i const packed = _mm256_packus_epi16(_mm256_srli_epi16(sums0, 6), _mm256_srli_epi16(sums1, 6));
+  return spread.lanesShareWindows ? _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0)) : packed;
+}
+
+template <Spread spread, int lineCount>
 void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsigned char* dst, int dstStride) {
-  int const windowsPerRegister = scheme == Scheme::pairsInOneWindow ? 1 : 2;
   // Copied, since a store of bytes may change whatever is in memory for all that the compiler knows.
   unsigned char const* from[lineCount];
   for (int k = 0; k < lineCount; ++k) from[k] = lines[k];
@@ -65,17 +82,19 @@ void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsi
   auto const filterGroup = [&](unsigned char* to, auto store) {
     __m256i sums[lineCount][2];
     for (int reg = 0; reg < 2; ++reg) {
-      __m256i const index[2] = {_mm256_load_si256(tables + 2 * reg), _mm256_load_si256(tables + 2 * reg + 1)};
-      __m256i const taps[2] = {_mm256_load_si256(tables + 4 + 2 * reg), _mm256_load_si256(tables + 4 + 2 * reg + 1)};
-      for (int k = 0; k < lineCount; ++k) {
-        sums[k][reg] = FilterRegister<scheme>(from[k], windows + reg * windowsPerRegister, index, taps);
+      __m256i index[2], taps[2];
+      for (int v = 0; v < 2; ++v) {
+        index[v] = _mm256_load_si256(tables + 2 * reg + v);
+        taps[v] = _mm256_load_si256(tables + 4 + 2 * reg + v);
+        HoldInVector(index[v]);
+        HoldInVector(taps[v]);
       }
+      for (int k = 0; k < lineCount; ++k) sums[k][reg] = FilterRegister<spread>(from[k], windows, reg, index, taps);
     }
     for (int k = 0; k < lineCount; ++k) {
-      store(to + ptrdiff_t{k} * dstStride,
-            _mm256_packus_epi16(_mm256_srli_epi16(sums[k][0], 6), _mm256_srli_epi16(sums[k][1], 6)));
+      store(to + ptrdiff_t{k} * dstStride, PackInOrder<spread>(sums[k][0], sums[k][1]));
     }
-    windows += 4 * windowsPerRegister;
+    windows += windowsPerGroup<spread>;
     tables += 8;
   };
   auto const storeWhole = [](unsigned char* to, __m256i bytes) {
@@ -95,18 +114,24 @@ void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsi
   }
 }
 
-template <Scheme scheme>
+template <Spread spread>
 void Filter(GatherPlan const& plan, unsigned char const* const* lines, int lineCount, unsigned char* dst,
             int dstStride) {
-  static constexpr decltype(&FilterLines<scheme, 1>) byLineCount[] = {FilterLines<scheme, 1>, FilterLines<scheme, 2>,
-                                                                      FilterLines<scheme, 3>, FilterLines<scheme, 4>};
+  static constexpr decltype(&FilterLines<spread, 1>) byLineCount[] = {FilterLines<spread, 1>, FilterLines<spread, 2>,
+                                                                      FilterLines<spread, 3>, FilterLines<spread, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
   byLineCount[lineCount - 1](plan, lines, dst, dstStride);
 }
 
+template <Spread spread>
+constexpr GatherScheme schemeOf{32,   groupBytes,     windowBytes,   windowsPerGroup<spread>,
+                                true, ItemAt<spread>, Filter<spread>};
+
 GatherScheme const schemes[] = {
-    {32, groupBytes, windowBytes, 4, true, PairsInOneWindow, Filter<Scheme::pairsInOneWindow>},
-    {32, groupBytes, windowBytes, 8, true, QuadsInTwoWindows, Filter<Scheme::quadsInTwoWindows>},
+    schemeOf<Spread{.lanesShareWindows = true, .windows = 2, .quads = false}>,
+    schemeOf<Spread{.lanesShareWindows = false, .windows = 1, .quads = false}>,
+    schemeOf<Spread{.lanesShareWindows = false, .windows = 2, .quads = false}>,
+    schemeOf<Spread{.lanesShareWindows = false, .windows = 2, .quads = true}>,
 };
 
 }  // namespace

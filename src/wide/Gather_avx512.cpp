@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "wide/GatherPlan.h"
+#include "wide/Hold.h"
 
 namespace fourtap {
 
@@ -20,9 +21,13 @@ GatherItem QuadsInFourWindows(int vector, int lane) { return {16 * vector + lane
 
 // Words below 2^14, shifted down by 6, as the even and the odd bytes of the result.
 __m512i MergeSums(__m512i even, __m512i odd) {
-  int const firstWhereMaskElseSecond = 0xca;
-  return _mm512_ternarylogic_epi32(_mm512_set1_epi16(0xff), _mm512_srli_epi16(even, 6), _mm512_slli_epi16(odd, 2),
-                                   firstWhereMaskElseSecond);
+  int const firstWhereThirdElseSecond = 0xe4;
+  return _mm512_ternarylogic_epi32(_mm512_srli_epi16(even, 6), _mm512_slli_epi16(odd, 2), _mm512_set1_epi16(0xff),
+                                   firstWhereThirdElseSecond);
+}
+
+__m512i SumsOfPairs(__m512i pairs01, __m512i pairs23, __m512i const* taps) {
+  return _mm512_add_epi16(_mm512_maddubs_epi16(pairs01, taps[0]), _mm512_maddubs_epi16(pairs23, taps[1]));
 }
 
 struct OneWindow {
@@ -30,10 +35,11 @@ struct OneWindow {
 
   __m512i Filter(unsigned char const* line, int32_t const* starts, __m512i const (&index)[4],
                  __m512i const (&taps)[4]) const {
-    __m512i const window = _mm512_loadu_si512(line + starts[0]);
-    __m512i sums[4];
-    for (int v = 0; v < 4; ++v) sums[v] = _mm512_maddubs_epi16(_mm512_permutexvar_epi8(index[v], window), taps[v]);
-    return MergeSums(_mm512_add_epi16(sums[0], sums[1]), _mm512_add_epi16(sums[2], sums[3]));
+    __m512i window = _mm512_loadu_si512(line + starts[0]);
+    HoldInVector(window);
+    __m512i pairs[4];
+    for (int v = 0; v < 4; ++v) pairs[v] = _mm512_permutexvar_epi8(index[v], window);
+    return MergeSums(SumsOfPairs(pairs[0], pairs[1], taps), SumsOfPairs(pairs[2], pairs[3], taps + 2));
   }
 };
 
@@ -80,6 +86,8 @@ void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsi
     for (int v = 0; v < 4; ++v) {
       index[v] = _mm512_load_si512(tables + v);
       taps[v] = _mm512_load_si512(tables + 4 + v);
+      HoldInVector(index[v]);
+      HoldInVector(taps[v]);
     }
     int32_t starts[Kernel::windows];
     for (int w = 0; w < Kernel::windows; ++w) starts[w] = windows[w];

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "filters/VertFilter.h"
+#include "wide/Hold.h"
 
 namespace {
 
@@ -86,18 +87,6 @@ struct Words {
     return Ops::Pack(Ops::ShiftBy6(low), Ops::ShiftBy6(high));
   }
 };
-
-// Holds a value in a register: told nothing, the compiler may take a load for cheap enough to do again for each use, or
-// gather pointers in a vector to take them out again one by one.
-template <class Value>
-void HoldInVector(Value& value) {
-  asm("" : "+v"(value));
-}
-
-template <class Value>
-void HoldInRegister(Value& value) {
-  asm("" : "+r"(value));
-}
 
 // Filters lines that come from the same four: whole vectors, then one that ends with the line.
 template <class Ops, class Taps, int lineCount>
