@@ -8,6 +8,7 @@
 
 #include "Scaling.h"
 #include "conformance/Cases.h"
+#include "plane/PixelLayout.h"
 #include "wide/GatherPlan.h"
 
 namespace {
@@ -24,24 +25,48 @@ class GatherTest : public PerVariantTest {
   }
 };
 
-TEST_P(GatherTest, EveryRatioAndScheme) {
-  std::set<fourtap::GatherScheme const*> used;
-  for (int const cxOut : {2, 10, 32, 64, 70, 130}) {
-    // From 1:150 to 150:1, closer where windows end.
-    for (int percent = 1; percent <= 15000; percent += percent < 1000 ? 7 : 500) {
+// Output widths, and sizes from 1:150 to 150:1 for each: closer where windows end, and those at which tables recur.
+std::vector<Sizes> SizesOfAllRatios() {
+  std::vector<int> percents{50, 75, 150, 200, 300};
+  for (int percent = 1; percent <= 15000; percent += percent < 1000 ? 7 : 500) percents.push_back(percent);
+  std::vector<Sizes> all;
+  for (int const cxOut : {2, 10, 32, 64, 70, 130, 320}) {
+    for (int const percent : percents) {
       int const cxIn = (cxOut * percent / 100 + 1) & ~1;
-      if (cxIn == 0 || cxIn == cxOut) continue;
-      Sizes const sizes{cxIn, 3, cxOut, 5};
-      OwnedContext const context = MakeContext(GetParam().layout, sizes);
-      ASSERT_NO_FATAL_FAILURE(CheckFrame(context.get(), sizes));
-      used.insert(context->gatherPlan->scheme);
+      if (cxIn != 0 && cxIn != cxOut) all.push_back({cxIn, 3, cxOut, 5});
     }
   }
-  // The layout of widest pixels needs no more than the others' schemes at any ratio in AVX2.
-  bool const reachesAll = GetParam().layout == Layout::rgb32 && GetParam().set == std::string_view("avx2");
-  fourtap::GatherSet const& set =
-      GetParam().set == std::string_view("avx2") ? fourtap::gatherSet_avx2 : fourtap::gatherSet_avx512;
-  EXPECT_EQ(used.size(), set.schemeCount + (reachesAll ? 0 : 1));
+  return all;
+}
+
+TEST_P(GatherTest, EveryRatio) {
+  for (Sizes const& sizes : SizesOfAllRatios()) {
+    OwnedContext const context = MakeContext(GetParam().layout, sizes);
+    ASSERT_NO_FATAL_FAILURE(CheckFrame(context.get(), sizes));
+  }
+}
+
+// No scheme is there for nothing, and the ratios above meet them all.
+TEST(GatherSchemes, AllAreUsed) {
+  for (fourtap::GatherSet const* set : {&fourtap::gatherSet_avx2, &fourtap::gatherSet_avx512}) {
+    std::set<fourtap::GatherScheme const*> used;
+    bool endsDiffer = false;
+    for (Sizes const& sizes : SizesOfAllRatios()) {
+      OwnedContext const context = MakeContext(Layout::rgb32, sizes);
+      auto const plan = [&](fourtap::GatherLayout const& layout, fourtap::NeededRange* needed) {
+        fourtap::GatherPlan const& made = fourtap::PlanGather(*context, *set, layout, needed(*context, 0, sizes.cxOut));
+        if (made.segmentCount == 0) used.insert(nullptr);
+        for (int i = 0; i < made.segmentCount; ++i) {
+          used.insert(made.segments[i].scheme);
+          endsDiffer |= made.segments[i].scheme != made.segments[0].scheme;
+        }
+      };
+      plan(fourtap::PixelLayout<1, 1>::gather, fourtap::PixelLayout<1, 1>::Needed);
+      plan(fourtap::PixelLayout<3, 3>::gather, fourtap::PixelLayout<3, 3>::Needed);
+    }
+    EXPECT_EQ(used.size(), set->schemeCount + 1) << set->filterName;
+    EXPECT_EQ(endsDiffer, set == &fourtap::gatherSet_avx2);
+  }
 }
 
 TEST_P(GatherTest, LinesShorterThanAWindowInPlace) {

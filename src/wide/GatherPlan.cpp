@@ -1,6 +1,8 @@
 #include "wide/GatherPlan.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <numeric>
 
 #include "plane/Scaler.h"
 
@@ -9,10 +11,15 @@ namespace fourtap {
 namespace {
 
 int const maxGroupBytes = 64;
-int const maxWindows = 16;
-// Of any scheme: two vectors of 64 bytes for every 16 output bytes, four window starts for every 16.
+int const minGroupBytes = 32;
+// Of any scheme: two vectors of 64 bytes for every 16 output bytes.
 int const tableBytesPerOutput = 8;
-int const windowsPerGroupOf32 = 8;
+// Where the groups behind so many at the start of a line are not alike, none are.
+int const maxFirstGroups = 2;
+// All groups of a line are to be so many times those at its ends that have a scheme of their own.
+int const worthAnotherScheme = 4;
+// Tables that recur are worth it as long as they stay in the first-level cache beside all else.
+int const maxRecurringBytes = 8192;
 
 // The items of a group: four source bytes for each output byte, counted from the first needed one of a line, and their
 // taps. Where a tap is 0 stands a byte that another one needs anyway.
@@ -25,6 +32,7 @@ struct GroupItems {
 struct LaneMap {
   unsigned char item[4 * maxGroupBytes];
   unsigned char window[4 * maxGroupBytes];
+  unsigned char offset[4 * maxGroupBytes];
 };
 
 LaneMap MapLanes(GatherScheme const& scheme) {
@@ -33,6 +41,7 @@ LaneMap MapLanes(GatherScheme const& scheme) {
     GatherItem const at = scheme.itemAt(lane / scheme.vectorBytes, lane % scheme.vectorBytes);
     map.item[lane] = static_cast<unsigned char>(4 * at.output + at.tap);
     map.window[lane] = static_cast<unsigned char>(at.window);
+    map.offset[lane] = static_cast<unsigned char>(at.offset);
   }
   return map;
 }
@@ -75,42 +84,152 @@ void FillItems(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRa
 bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const& items, int srcBytes, int32_t* windows,
                unsigned char* tables) {
   int const lanes = 4 * scheme.groupBytes;
-  int first[maxWindows], last[maxWindows];
+  int first[gatherWindows], last[gatherWindows];
   std::fill(first, first + scheme.windowCount, srcBytes);
-  std::fill(last, last + scheme.windowCount, 0);
+  std::fill(last, last + scheme.windowCount, -scheme.windowBytes);
+  auto const fromOffset = [&](int lane) { return items.position[map.item[lane]] - map.offset[lane]; };
   for (int lane = 0; lane < lanes; ++lane) {
-    int const position = items.position[map.item[lane]];
     int const window = map.window[lane];
-    first[window] = std::min(first[window], position);
-    last[window] = std::max(last[window], position);
+    first[window] = std::min(first[window], fromOffset(lane));
+    last[window] = std::max(last[window], fromOffset(lane));
   }
   // A window starts early enough not to reach past the line.
   for (int w = 0; w < scheme.windowCount; ++w) {
     windows[w] = std::max(0, std::min(first[w], srcBytes - scheme.windowBytes));
-    if (last[w] - windows[w] >= scheme.windowBytes) return false;
+    if (first[w] < windows[w] || last[w] - windows[w] >= scheme.reachBytes) return false;
   }
   for (int lane = 0; lane < lanes; ++lane) {
-    int const item = map.item[lane];
-    tables[lane] = static_cast<unsigned char>(items.position[item] - windows[map.window[lane]]);
-    tables[lanes + lane] = items.tap[item];
+    int const number = fromOffset(lane) - windows[map.window[lane]];
+    if (scheme.straight && number != lane % scheme.reachBytes) return false;
+    tables[lane] = static_cast<unsigned char>(number);
+    tables[lanes + lane] = items.tap[map.item[lane]];
   }
   return true;
 }
 
-bool FillTables(_SCALE_CONTEXT const& context, HorzRange const& range, GatherPlan const& plan,
-                GatherScheme const& scheme, int32_t* windows, unsigned char* tables) {
-  LaneMap const map = MapLanes(scheme);
-  for (int group = 0; group < plan.groupCount; ++group) {
-    int start = group * scheme.groupBytes;
-    if (scheme.lastGroupEndsAtEnd) start = std::max(0, std::min(start, plan.dstBytes - scheme.groupBytes));
-    GroupItems items;
-    FillItems(context, *plan.layout, range, start, std::min(scheme.groupBytes, plan.dstBytes - start),
-              scheme.groupBytes, items);
-    if (!FillGroup(scheme, map, items, range.count, windows, tables)) return false;
-    windows += scheme.windowCount;
-    tables += 2 * 4 * scheme.groupBytes;
+// What a plan's tables are made of, and where.
+struct TableMaker {
+  _SCALE_CONTEXT const& context;
+  HorzRange const& range;
+  GatherLayout const& layout;
+  int dstBytes;
+  int32_t* windows;
+  unsigned char* tables;
+};
+
+int GroupCount(GatherScheme const& scheme, int dstBytes) {
+  return (dstBytes + scheme.groupBytes - 1) / scheme.groupBytes;
+}
+
+int TableBytes(GatherScheme const& scheme) { return 2 * 4 * scheme.groupBytes; }
+
+bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map, int group) {
+  int start = group * scheme.groupBytes;
+  if (scheme.lastGroupEndsAtEnd) start = std::max(0, std::min(start, maker.dstBytes - scheme.groupBytes));
+  GroupItems items;
+  FillItems(maker.context, maker.layout, maker.range, start, std::min(scheme.groupBytes, maker.dstBytes - start),
+            scheme.groupBytes, items);
+  return FillGroup(scheme, map, items, maker.range.count, maker.windows + ptrdiff_t{group} * gatherWindows,
+                   maker.tables + ptrdiff_t{group} * TableBytes(scheme));
+}
+
+// Makes groups from `from` on, until one does not fit the scheme; returns which.
+int MakeGroups(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map, int from, int end) {
+  while (from < end && MakeGroup(maker, scheme, map, from)) ++from;
+  return from;
+}
+
+// After how many groups tables recur, and how many source bytes further on.
+struct Recurrence {
+  int64_t groups;
+  int64_t bytes;
+};
+
+Recurrence RecurrenceOf(TableMaker const& maker, GatherScheme const& scheme) {
+  int64_t const patternBytes = int64_t{maker.context.horzPeriod} * maker.layout.unitBytes;
+  int64_t const groups = patternBytes / std::gcd(patternBytes, int64_t{scheme.groupBytes});
+  int64_t const patterns = groups * scheme.groupBytes / patternBytes;
+  return {groups, patterns * maker.context.horzAdvance * maker.layout.unitBytes};
+}
+
+// Whether all of a whole group's taps lie within the picture.
+bool IsInside(TableMaker const& maker, GatherScheme const& scheme, int group) {
+  GatherLayout const& layout = maker.layout;
+  _SCALE_CONTEXT const& context = maker.context;
+  int const start = group * scheme.groupBytes;
+  if (start + scheme.groupBytes > maker.dstBytes) return false;
+  int const rangeUnit = maker.range.xDest / layout.unitPixels;
+  int const firstUnit = rangeUnit + start / layout.unitBytes;
+  int const lastUnit = rangeUnit + (start + scheme.groupBytes - 1) / layout.unitBytes;
+  auto const inside = [](uint64_t first, uint64_t last, int samples) {
+    return HorzPosition(first) >= 1 && HorzPosition(last) + 2 < samples;
+  };
+  if (layout.chromaDistance != 0 && !inside(context.chromaPositions[firstUnit], context.chromaPositions[lastUnit],
+                                            context.cxIn / layout.unitPixels)) {
+    return false;
+  }
+  return inside(context.horzPositions[firstUnit * layout.unitPixels],
+                context.horzPositions[lastUnit * layout.unitPixels + layout.unitPixels - 1], context.cxIn);
+}
+
+// A group behind one with the same tables, whose windows are as many bytes further on.
+bool MakeRecurring(TableMaker const& maker, GatherScheme const& scheme, Recurrence const& recurrence, int group) {
+  if (!IsInside(maker, scheme, group)) return false;
+  int32_t* const windows = maker.windows + ptrdiff_t{group} * gatherWindows;
+  for (int w = 0; w < scheme.windowCount; ++w) {
+    int64_t const start = windows[w - recurrence.groups * gatherWindows] + recurrence.bytes;
+    if (start + scheme.windowBytes > maker.range.count) return false;
+    windows[w] = static_cast<int32_t>(start);
   }
   return true;
+}
+
+// The groups behind the first few that fit a scheme, to the first one that does not, or does not recur as all before.
+GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map) {
+  int const groupCount = GroupCount(scheme, maker.dstBytes);
+  Recurrence const recurrence = RecurrenceOf(maker, scheme);
+  int const mostFirst = std::min(maxFirstGroups, groupCount - 1);
+  if (recurrence.groups * TableBytes(scheme) <= maxRecurringBytes && recurrence.groups + mostFirst < groupCount) {
+    int from = 0;
+    while (from < mostFirst && !IsInside(maker, scheme, from)) ++from;
+    if (IsInside(maker, scheme, from)) {
+      int const ownEnd = from + static_cast<int>(recurrence.groups);
+      int end = MakeGroups(maker, scheme, map, from, ownEnd);
+      if (end == ownEnd) {
+        while (end < groupCount && MakeRecurring(maker, scheme, recurrence, end)) ++end;
+      }
+      return {&scheme, from, end, ownEnd - from};
+    }
+  }
+  int from = 0;
+  int end = MakeGroups(maker, scheme, map, from, groupCount);
+  while (end == from && from < mostFirst) end = MakeGroups(maker, scheme, map, ++from, groupCount);
+  return {&scheme, from, end, groupCount};
+}
+
+// Makes the tables for the first scheme that fits, and for the ends of the line for the first one that fits there.
+void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan) {
+  GatherScheme const* const end = set.schemes + set.schemeCount;
+  for (GatherScheme const* scheme = set.schemes; scheme != end; ++scheme) {
+    GatherSegment const middle = MakeMiddle(maker, *scheme, MapLanes(*scheme));
+    int const groupCount = GroupCount(*scheme, maker.dstBytes);
+    int const endGroups = groupCount - (middle.endGroup - middle.firstGroup);
+    bool const mayDiffer = endGroups * worthAnotherScheme <= groupCount;
+    for (GatherScheme const* atEnds = scheme; atEnds != (mayDiffer ? end : scheme + 1); ++atEnds) {
+      LaneMap const map = MapLanes(*atEnds);
+      if (MakeGroups(maker, *atEnds, map, 0, middle.firstGroup) < middle.firstGroup ||
+          MakeGroups(maker, *atEnds, map, middle.endGroup, groupCount) < groupCount) {
+        continue;
+      }
+      GatherSegment const segments[] = {
+          {atEnds, 0, middle.firstGroup, groupCount}, middle, {atEnds, middle.endGroup, groupCount, groupCount}};
+      for (GatherSegment const& segment : segments) {
+        if (segment.firstGroup < segment.endGroup) plan.segments[plan.segmentCount++] = segment;
+      }
+      plan.windowBytes = std::max(scheme->windowBytes, atEnds->windowBytes);
+      return;
+    }
+  }
 }
 
 int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
@@ -121,7 +240,7 @@ int64_t WideLineBytes(int64_t srcBytes) { return AlignTo64(std::max(srcBytes, in
 int64_t const planBytes = AlignTo64(sizeof(GatherPlan));
 
 int64_t WindowsBytes(int64_t dstBytes) {
-  return AlignTo64((dstBytes / 32 + 1) * windowsPerGroupOf32 * int64_t{sizeof(int32_t)});
+  return AlignTo64((dstBytes / minGroupBytes + 1) * gatherWindows * int64_t{sizeof(int32_t)});
 }
 
 }  // namespace
@@ -148,15 +267,10 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
     return plan;
   }
   auto* const windows = reinterpret_cast<int32_t*>(reinterpret_cast<unsigned char*>(&plan) + planBytes);
-  plan = {&set, &layout, range.xDest, range.cxDest, nullptr, 0, 0, windows, nullptr};
-  plan.dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
-  auto* const tables = reinterpret_cast<unsigned char*>(windows) + WindowsBytes(plan.dstBytes);
-  plan.tables = tables;
-  for (size_t i = 0; i < set.schemeCount && !plan.scheme; ++i) {
-    GatherScheme const& scheme = set.schemes[i];
-    plan.groupCount = (plan.dstBytes + scheme.groupBytes - 1) / scheme.groupBytes;
-    if (FillTables(context, range, plan, scheme, windows, tables)) plan.scheme = &scheme;
-  }
+  int const dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
+  unsigned char* const tables = reinterpret_cast<unsigned char*>(windows) + WindowsBytes(dstBytes);
+  plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, windows, tables};
+  MakeTables({context, range, layout, dstBytes, windows, tables}, set, plan);
   return plan;
 }
 

@@ -32,27 +32,40 @@ struct GatherLayout {
 struct GatherItem {
   int output;  // which byte of the group
   int tap;
-  int window;  // which window of the group its source byte is taken from
+  int window;  // which window of the group its source byte is taken from,
+  int offset;  // and the first byte there that it can be
 };
 
 struct GatherPlan;
+struct GatherSegment;
 
-// How a kernel reads its tables. A group is `groupBytes` neighbouring output bytes; its tables are `vectorCount`
-// vectors of byte numbers within a window, then as many of taps.
+// How a kernel reads its tables. A group is `groupBytes` neighbouring output bytes; its tables are vectors of byte
+// numbers within a window, counted from an item's offset, then as many of taps.
 struct GatherScheme {
   int vectorBytes;
   int groupBytes;
   int windowBytes;
+  int reachBytes;  // so many from its offset on an item can be taken from
   int windowCount;
+  bool straight;            // byte numbers have to be 0, 1, 2 and so on, and are not read
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
   GatherItem (*itemAt)(int vector, int lane);
 
-  // Filters lines, each at its first needed byte, into destination lines. Reads a whole window where a line is shorter.
-  void (*filter)(GatherPlan const&, unsigned char const* const* lines, int lineCount, unsigned char* dst,
-                 int dstStride);
+  // Filters segments of this scheme, of lines each at its first needed byte and equally far apart, into destination
+  // lines. Reads a whole window where a line is shorter.
+  void (*filter)(GatherPlan const&, GatherSegment const* segments, int segmentCount, unsigned char const* const* lines,
+                 int lineCount, unsigned char* dst, int dstStride);
 };
 
-// A set's schemes, fastest first; the first one whose windows reach all taps is taken.
+// Neighbouring groups of one scheme.
+struct GatherSegment {
+  GatherScheme const* scheme;
+  int firstGroup, endGroup;
+  int tablePeriod;  // so many groups have tables of their own; those that follow have the same ones again
+};
+
+// A set's schemes, fastest first. The first one whose windows reach all taps is taken; a few groups at the ends of a
+// line, where taps repeat the edges and windows must not reach past them, may take a later one.
 struct GatherSet {
   char const* filterName;  // for the report of a failed precondition
   GatherScheme const* schemes;
@@ -64,15 +77,17 @@ struct GatherPlan {
   GatherSet const* set;  // with the layout and the columns, what the plan was made for; null: for nothing yet
   GatherLayout const* layout;
   int xDest, cxDest;
-  GatherScheme const* scheme;  // null: no scheme reaches so far
-  int dstBytes;                // bytes of an output line
-  int groupCount;
-  int32_t const* windows;       // starts, group by group
+  int dstBytes;                 // bytes of an output line
+  int segmentCount;             // 0: no scheme reaches so far
+  GatherSegment segments[3];    // in the order of the line
+  int windowBytes;              // of the widest window
+  int32_t const* windows;       // starts, gatherWindows of them for each group
   unsigned char const* tables;  // 64-byte aligned
 };
 
 int const gatherBlockLines = 4;
 int const widestWindow = 128;
+int const gatherWindows = 8;
 
 // Bytes of a buffer for intermediate lines of so many bytes, plan and tables for output lines of so many bytes.
 int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes);

@@ -14,10 +14,12 @@ namespace {
 int const groupBytes = 64;
 
 // Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs. One window.
-GatherItem PairsInOneWindow(int vector, int lane) { return {lane / 2 * 2 + vector / 2, vector % 2 * 2 + lane % 2, 0}; }
+GatherItem PairsInOneWindow(int vector, int lane) {
+  return {lane / 2 * 2 + vector / 2, vector % 2 * 2 + lane % 2, 0, 0};
+}
 
 // Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own.
-GatherItem QuadsInFourWindows(int vector, int lane) { return {16 * vector + lane / 4, lane % 4, vector}; }
+GatherItem QuadsInFourWindows(int vector, int lane) { return {16 * vector + lane / 4, lane % 4, vector, 0}; }
 
 // Words below 2^14, shifted down by 6, as the even and the odd bytes of the result.
 __m512i MergeSums(__m512i even, __m512i odd) {
@@ -33,9 +35,9 @@ __m512i SumsOfPairs(__m512i pairs01, __m512i pairs23, __m512i const* taps) {
 struct OneWindow {
   static int const windows = 1;
 
-  __m512i Filter(unsigned char const* line, int32_t const* starts, __m512i const (&index)[4],
+  __m512i Filter(unsigned char const* const* starts, ptrdiff_t at, __m512i const (&index)[4],
                  __m512i const (&taps)[4]) const {
-    __m512i window = _mm512_loadu_si512(line + starts[0]);
+    __m512i window = _mm512_loadu_si512(starts[0] + at);
     HoldInVector(window);
     __m512i pairs[4];
     for (int v = 0; v < 4; ++v) pairs[v] = _mm512_permutexvar_epi8(index[v], window);
@@ -62,11 +64,11 @@ struct FourWindows {
     return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), index, _mm512_loadu_si512(from + 64));
   }
 
-  __m512i Filter(unsigned char const* line, int32_t const* starts, __m512i const (&index)[4],
+  __m512i Filter(unsigned char const* const* starts, ptrdiff_t at, __m512i const (&index)[4],
                  __m512i const (&taps)[4]) const {
     __m512i sums[4];
     for (int v = 0; v < 4; ++v) {
-      sums[v] = _mm512_dpbusd_epi32(_mm512_setzero_si512(), Gather(line + starts[v], index[v]), taps[v]);
+      sums[v] = _mm512_dpbusd_epi32(_mm512_setzero_si512(), Gather(starts[v] + at, index[v]), taps[v]);
     }
     __m512i const merged = MergeSums(_mm512_packus_epi32(sums[0], sums[1]), _mm512_packus_epi32(sums[2], sums[3]));
     return _mm512_permutexvar_epi8(order, merged);
@@ -74,14 +76,14 @@ struct FourWindows {
 };
 
 template <class Kernel, int lineCount>
-void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsigned char* dst, int dstStride) {
+void FilterLines(GatherPlan const& plan, GatherSegment const* segments, int segmentCount,
+                 unsigned char const* const* lines, unsigned char* dst, int dstStride) {
   Kernel const kernel;
-  // Copied, since a store of bytes may change whatever is in memory for all that the compiler knows.
-  unsigned char const* from[lineCount];
-  for (int k = 0; k < lineCount; ++k) from[k] = lines[k];
-  int32_t const* windows = plan.windows;
-  auto const* tables = reinterpret_cast<__m512i const*>(plan.tables);
-  auto const filterGroup = [&](auto store) {
+  unsigned char const* const from = lines[0];
+  ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
+  auto const* const allTables = reinterpret_cast<__m512i const*>(plan.tables);
+  int32_t const* const allWindows = plan.windows;
+  auto const filterGroup = [&](ptrdiff_t group, __m512i const* tables, auto store) {
     __m512i index[4], taps[4];
     for (int v = 0; v < 4; ++v) {
       index[v] = _mm512_load_si512(tables + v);
@@ -89,37 +91,42 @@ void FilterLines(GatherPlan const& plan, unsigned char const* const* lines, unsi
       HoldInVector(index[v]);
       HoldInVector(taps[v]);
     }
-    int32_t starts[Kernel::windows];
-    for (int w = 0; w < Kernel::windows; ++w) starts[w] = windows[w];
+    unsigned char const* starts[Kernel::windows];
+    for (int w = 0; w < Kernel::windows; ++w) starts[w] = from + allWindows[group * gatherWindows + w];
     for (int k = 0; k < lineCount; ++k) {
-      store(dst + ptrdiff_t{k} * dstStride, kernel.Filter(from[k], starts, index, taps));
+      store(dst + group * groupBytes + ptrdiff_t{k} * dstStride, kernel.Filter(starts, k * step, index, taps));
     }
-    windows += Kernel::windows;
-    tables += 8;
-    dst += groupBytes;
   };
   int const wholeGroups = plan.dstBytes / groupBytes;
-  for (int group = 0; group < wholeGroups; ++group) {
-    filterGroup([](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
+  for (GatherSegment const* segment = segments; segment < segments + segmentCount; ++segment) {
+    auto const* const firstTables = allTables + ptrdiff_t{segment->firstGroup} * 8;
+    auto const* const endTables = firstTables + ptrdiff_t{segment->tablePeriod} * 8;
+    auto const* tables = firstTables;
+    int const end = segment->endGroup < wholeGroups ? segment->endGroup : wholeGroups;
+    for (ptrdiff_t group = segment->firstGroup; group < end; ++group) {
+      filterGroup(group, tables, [](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
+      tables = tables + 8 == endTables ? firstTables : tables + 8;
+    }
   }
-  if (wholeGroups == plan.groupCount) return;
+  if (segments[segmentCount - 1].endGroup <= wholeGroups) return;
   __mmask64 const rest = (__mmask64{1} << (plan.dstBytes % groupBytes)) - 1;
-  filterGroup([rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
+  filterGroup(wholeGroups, allTables + ptrdiff_t{wholeGroups} * 8,
+              [rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
 }
 
 template <class Kernel>
-void Filter(GatherPlan const& plan, unsigned char const* const* lines, int lineCount, unsigned char* dst,
-            int dstStride) {
+void Filter(GatherPlan const& plan, GatherSegment const* segments, int segmentCount, unsigned char const* const* lines,
+            int lineCount, unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
                                                                       FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
-  byLineCount[lineCount - 1](plan, lines, dst, dstStride);
+  byLineCount[lineCount - 1](plan, segments, segmentCount, lines, dst, dstStride);
 }
 
 GatherScheme const schemes[] = {
-    {64, groupBytes, 64, 1, false, PairsInOneWindow, Filter<OneWindow>},
-    {64, groupBytes, 64, 4, false, QuadsInFourWindows, Filter<FourWindows<64>>},
-    {64, groupBytes, 128, 4, false, QuadsInFourWindows, Filter<FourWindows<128>>},
+    {64, groupBytes, 64, 64, 1, false, false, PairsInOneWindow, Filter<OneWindow>},
+    {64, groupBytes, 64, 64, 4, false, false, QuadsInFourWindows, Filter<FourWindows<64>>},
+    {64, groupBytes, 128, 128, 4, false, false, QuadsInFourWindows, Filter<FourWindows<128>>},
 };
 
 }  // namespace

@@ -11,6 +11,9 @@ void HoldInVector(Vector& value) {
   asm("" : "+v"(value));
 }
 
-inline void HoldInRegister(unsigned char const*& pointer) { asm("" : "+r"(pointer)); }
+template <class Value>
+void HoldInRegister(Value& value) {
+  asm("" : "+r"(value));
+}
 
 }  // namespace

@@ -163,10 +163,11 @@ void FilterLine(unsigned char* dst, unsigned char const* const (&lines)[4], int 
   fourtap::VertTaps const taps{lines, coefs};
   bool const fit = FitBytePairs(coefs);
   if (count >= static_cast<int>(sizeof(typename Ops::Register))) {
-    if (fit)
+    if (fit) {
       FilterVectors<Ops, BytePairs<Ops>, 1>(&taps, 0, count, &dst);
-    else
+    } else {
       FilterVectors<Ops, Words<Ops>, 1>(&taps, 0, count, &dst);
+    }
   } else if (count > 0) {
     (fit ? FilterShort<Ops, BytePairs<Ops>> : FilterShort<Ops, Words<Ops>>)(taps, 0, count, dst);
   }

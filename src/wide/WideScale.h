@@ -14,11 +14,11 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
                  unsigned char* dst, int dstStride) {
   Layout::RequireFits(set.filterName, context, range);
   GatherPlan const& plan = PlanGather(context, set, Layout::gather, range);
-  if (!plan.scheme) {
+  if (plan.segmentCount == 0) {
     ScaleBlock<Layout, Block8Lines_sse2>(context, lines, lineCount, range, dst, dstStride);
     return;
   }
-  int const missing = plan.scheme->windowBytes - range.count;
+  int const missing = plan.windowBytes - range.count;
   if (missing > 0) {
     // A window is read whole, so short lines are lengthened: those of the context in place, source lines in its own.
     for (int k = 0; k < lineCount; ++k) {
@@ -28,7 +28,12 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
     }
     lines = context.wideLines;
   }
-  plan.scheme->filter(plan, lines, lineCount, dst, dstStride);
+  for (int first = 0, end; first < plan.segmentCount; first = end) {
+    GatherScheme const& scheme = *plan.segments[first].scheme;
+    end = first + 1;
+    while (end < plan.segmentCount && plan.segments[end].scheme == &scheme) ++end;
+    scheme.filter(plan, plan.segments + first, end - first, lines, lineCount, dst, dstStride);
+  }
 }
 
 template <class Layout, GatherSet const& set>
