@@ -59,37 +59,102 @@ void FourTapVertFilterLoop_mmx(unsigned char* dst, TapLines lines, int count, sh
   FourTapVertFilterLine_c(dst, lines, count & 7, coefs);
 }
 
-template <bool linesAligned, bool dstAligned, fourtap::TapForm form>
+// Any taps: bytes are widened to words, whose sums wrap.
+struct WidenedBytes {
+  __m128i taps[4];
+
+  explicit WidenedBytes(short const* coefs) {
+    for (int t = 0; t < 4; ++t) taps[t] = _mm_set1_epi16(coefs[t]);
+  }
+
+  __m128i Filter(__m128i const (&bytes)[4]) const {
+    __m128i const zero = _mm_setzero_si128();
+    __m128i low[4], high[4];
+    for (int t = 0; t < 4; ++t) {
+      low[t] = _mm_unpacklo_epi8(bytes[t], zero);
+      high[t] = _mm_unpackhi_epi8(bytes[t], zero);
+    }
+    return _mm_packus_epi16(_mm_srai_epi16(fourtap::WeighedSum<fourtap::TapForm::general>(low, taps), 6),
+                            _mm_srai_epi16(fourtap::WeighedSum<fourtap::TapForm::general>(high, taps), 6));
+  }
+};
+
+bool FitBytesInPlace(short const* coefs) {
+  int sum = 0;
+  for (int t = 0; t < 4; ++t) {
+    if (coefs[t] < 0 || coefs[t] > 63) return false;
+    sum += coefs[t];
+  }
+  return sum <= 64;
+}
+
+// Taps of 0 to 63 that sum to 64 or less: bytes stay in place, two to a word, which takes fewer operations.
+//
+// The lower ones are masked out and filtered as words. The upper ones are filtered in whole words: the upper half of a
+// word's product with 1024 times a tap is 4 times the upper byte's product, and the lower byte's in 64ths rounded down.
+// These four, each rounded down, come to what the lower bytes' sum does in 64ths rounded down, which is their result,
+// or to 3 less at most. Without that result and with 3 more, 4 times the upper bytes' sum and 0 to 3 are left: their
+// result stands in the upper byte.
+template <fourtap::TapForm form>
+struct BytesInPlace {
+  __m128i taps[4];
+  __m128i upperTaps[4];
+
+  explicit BytesInPlace(short const* coefs) {
+    for (int t = 0; t < 4; ++t) {
+      taps[t] = _mm_set1_epi16(coefs[t]);
+      upperTaps[t] = _mm_slli_epi16(taps[t], 10);
+    }
+  }
+
+  __m128i Filter(__m128i const (&bytes)[4]) const {
+    __m128i const lowerByte = _mm_set1_epi16(0xff);
+    __m128i lower[4];
+    for (int t = 0; t < 4; ++t) lower[t] = _mm_and_si128(bytes[t], lowerByte);
+    __m128i const lowerResult = _mm_srli_epi16(fourtap::WeighedSum<form>(lower, taps), 6);
+    auto const share = [&](int t) { return _mm_mulhi_epu16(bytes[t], upperTaps[t]); };
+    __m128i upper = _mm_add_epi16(share(1), share(2));
+    if (form != fourtap::TapForm::zeroFirst) upper = _mm_add_epi16(upper, share(0));
+    if (form != fourtap::TapForm::zeroLast) upper = _mm_add_epi16(upper, share(3));
+    upper = _mm_add_epi16(_mm_sub_epi16(upper, lowerResult), _mm_set1_epi16(3));
+    return _mm_or_si128(_mm_andnot_si128(lowerByte, upper), lowerResult);
+  }
+};
+
+template <class Taps, bool linesAligned, bool dstAligned>
 void FilterBlocks_sse2(unsigned char* dst, TapLines const& tapLines, int count, short const* coefs) {
   // A copy: the compiler has to take a store for one that may change the pointers themselves.
   TapLines const lines = tapLines;
-  __m128i const zero = _mm_setzero_si128();
-  __m128i const taps[4] = {_mm_set1_epi16(coefs[0]), _mm_set1_epi16(coefs[1]), _mm_set1_epi16(coefs[2]),
-                           _mm_set1_epi16(coefs[3])};
+  Taps const taps(coefs);
   for (ptrdiff_t i = 0; i < count; i += 16) {
-    __m128i low[4], high[4];
+    __m128i bytes[4];
     for (int t = 0; t < 4; ++t) {
       auto const* const from = reinterpret_cast<__m128i const*>(lines.line[t] + i);
-      __m128i const bytes = linesAligned ? _mm_load_si128(from) : _mm_loadu_si128(from);
-      low[t] = _mm_unpacklo_epi8(bytes, zero);
-      high[t] = _mm_unpackhi_epi8(bytes, zero);
+      bytes[t] = linesAligned ? _mm_load_si128(from) : _mm_loadu_si128(from);
     }
-    __m128i const bytes = _mm_packus_epi16(_mm_srai_epi16(fourtap::WeighedSum<form>(low, taps), 6),
-                                           _mm_srai_epi16(fourtap::WeighedSum<form>(high, taps), 6));
     auto* const to = reinterpret_cast<__m128i*>(dst + i);
-    dstAligned ? _mm_store_si128(to, bytes) : _mm_storeu_si128(to, bytes);
+    dstAligned ? _mm_store_si128(to, taps.Filter(bytes)) : _mm_storeu_si128(to, taps.Filter(bytes));
   }
 }
 
-void FourTapVertFilterLoop_sse2(bool linesAligned, unsigned char* dst, TapLines& lines, int count, short const* coefs) {
+template <class Taps>
+void FilterBlocks_sse2(bool linesAligned, unsigned char* dst, TapLines const& lines, int count, short const* coefs) {
   bool const dstAligned = reinterpret_cast<uintptr_t>(dst) % 16 == 0;
+  auto* const filter =
+      linesAligned ? (dstAligned ? FilterBlocks_sse2<Taps, true, true> : FilterBlocks_sse2<Taps, true, false>)
+                   : (dstAligned ? FilterBlocks_sse2<Taps, false, true> : FilterBlocks_sse2<Taps, false, false>);
+  filter(dst, lines, count, coefs);
+}
+
+void FourTapVertFilterLoop_sse2(bool linesAligned, unsigned char* dst, TapLines& lines, int count, short const* coefs) {
   int const inBlocks = count & ~15;
-  fourtap::WithForm(fourtap::FormOf(coefs), [&](auto form) {
-    auto* const filter =
-        linesAligned ? (dstAligned ? FilterBlocks_sse2<true, true, form> : FilterBlocks_sse2<true, false, form>)
-                     : (dstAligned ? FilterBlocks_sse2<false, true, form> : FilterBlocks_sse2<false, false, form>);
-    filter(dst, lines, inBlocks, coefs);
-  });
+  if (FitBytesInPlace(coefs)) {
+    fourtap::WithForm(fourtap::FormOf(coefs), [&](auto form) {
+      FilterBlocks_sse2<BytesInPlace<form>>(linesAligned, dst, lines, inBlocks, coefs);
+    });
+  } else {
+    FilterBlocks_sse2<WidenedBytes>(linesAligned, dst, lines, inBlocks, coefs);
+  }
   if (count == inBlocks) return;
   Advance(lines, inBlocks);
   FourTapVertFilterLoop_mmx(dst + inBlocks, lines, count - inBlocks, coefs);

@@ -152,24 +152,15 @@ Recurrence RecurrenceOf(TableMaker const& maker, GatherScheme const& scheme) {
   return {groups, patterns * maker.context.horzAdvance * maker.layout.unitBytes};
 }
 
-// Whether all of a whole group's taps lie within the picture.
+// Whether a group is whole, and none of its taps lies before the picture. Nor behind it then, if windows reach them
+// all.
 bool IsInside(TableMaker const& maker, GatherScheme const& scheme, int group) {
   GatherLayout const& layout = maker.layout;
-  _SCALE_CONTEXT const& context = maker.context;
   int const start = group * scheme.groupBytes;
   if (start + scheme.groupBytes > maker.dstBytes) return false;
-  int const rangeUnit = maker.range.xDest / layout.unitPixels;
-  int const firstUnit = rangeUnit + start / layout.unitBytes;
-  int const lastUnit = rangeUnit + (start + scheme.groupBytes - 1) / layout.unitBytes;
-  auto const inside = [](uint64_t first, uint64_t last, int samples) {
-    return HorzPosition(first) >= 1 && HorzPosition(last) + 2 < samples;
-  };
-  if (layout.chromaDistance != 0 && !inside(context.chromaPositions[firstUnit], context.chromaPositions[lastUnit],
-                                            context.cxIn / layout.unitPixels)) {
-    return false;
-  }
-  return inside(context.horzPositions[firstUnit * layout.unitPixels],
-                context.horzPositions[lastUnit * layout.unitPixels + layout.unitPixels - 1], context.cxIn);
+  int const unit = maker.range.xDest / layout.unitPixels + start / layout.unitBytes;
+  return HorzPosition(maker.context.horzPositions[unit * layout.unitPixels]) > 0 &&
+         (layout.chromaDistance == 0 || HorzPosition(maker.context.chromaPositions[unit]) > 0);
 }
 
 // A group behind one with the same tables, whose windows are as many bytes further on.
