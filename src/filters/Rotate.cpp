@@ -57,12 +57,13 @@ void SingleColumnsFromLines(unsigned char* const* lines, int from, int to, Colum
   }
 }
 
-template <int lineCount, class Column>
+template <int lineCount, bool noFourth, class Column>
 void LinesFromSingleColumns(Column const* columns, unsigned char* const* lines, int from, int to) {
   typedef short Lane __attribute__((may_alias));
   for (int c = from; c < to; ++c) {
-    for (int k = 0; k < lineCount; ++k)
-      lines[k][c] = fourtap::ClampToByte(reinterpret_cast<Lane const*>(columns + c)[k]);
+    for (int k = 0; k < lineCount; ++k) {
+      lines[k][c] = noFourth && c % 4 == 3 ? 0 : fourtap::ClampToByte(reinterpret_cast<Lane const*>(columns + c)[k]);
+    }
   }
 }
 
@@ -91,17 +92,21 @@ void ColumnsFromLines(EightLines const& lines, ptrdiff_t at, FourTapColumnOf8* c
   }
 }
 
-// Two columns as one vector of words: from any lanes, from lanes of 0 to 255, and from these with every fourth column
-// 0.
+// Two columns as one vector of words: from any lanes; from lanes of 0 to 255, every fourth column read as 0 if so
+// asked, whatever it holds.
 struct SaturateAndMerge {
+  static bool const noFourth = false;
+
   static __m128i Merge(FourTapColumnOf8 const* columns, int) {
     __m128i const bytes = _mm_packus_epi16(columns[0], columns[1]);
     return _mm_unpacklo_epi8(bytes, _mm_unpackhi_epi64(bytes, bytes));
   }
 };
 
-template <bool noFourth>
+template <bool withoutFourth>
 struct MergeBytes {
+  static bool const noFourth = withoutFourth;
+
   static __m128i Merge(FourTapColumnOf8 const* columns, int pair) {
     if (noFourth && pair % 2 == 1) return columns[0];
     return _mm_or_si128(columns[0], _mm_slli_epi16(columns[1], 8));
@@ -128,7 +133,7 @@ void LinesFromAllColumns(FourTapColumnOf8 const* columns, unsigned char* const* 
     LinesFromColumns<8, Merging>(columns, lines, at);
     at += 8;
   }
-  LinesFromSingleColumns<8>(columns, table, at, count);
+  LinesFromSingleColumns<8, Merging::noFourth>(columns, table, at, count);
 }
 
 }  // namespace
@@ -198,5 +203,5 @@ void Rotate4LinesCounterClockwise_mmx(FourTapColumnOf4 const* columns, unsigned 
     for (int k = 0; k < 4; ++k) fourtap::StoreBytes8(lines[k] + at, v[k]);
   }
   _mm_empty();
-  LinesFromSingleColumns<4>(columns, lines, at, count);
+  LinesFromSingleColumns<4, false>(columns, lines, at, count);
 }

@@ -32,8 +32,10 @@ struct PixelLayout {
   template <class Column, class Taps>
   static void FilterPixels(_SCALE_CONTEXT const& context, HorzRange const& range, Column const* in, Column* out,
                            Taps const (*coefs)[4]) {
-    FilterSamples<SampleGrid{pixelBytes, channels, 1, pixelBytes - channels}>(
-        StepsOf(context, context.horzPositions + range.xDest), range.cxDest, in, out, coefs);
+    // The rotation of 8 lines back knows which columns come out as 0.
+    int constexpr cleared = sizeof(Column) == sizeof(FourTapColumnOf8) ? 0 : pixelBytes - channels;
+    FilterSamples<SampleGrid{pixelBytes, channels, 1, cleared}>(StepsOf(context, context.horzPositions + range.xDest),
+                                                                range.cxDest, in, out, coefs);
   }
 
   static void FourTapHorzFilterLine_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* in,
