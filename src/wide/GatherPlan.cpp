@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <numeric>
 
 #include "plane/Scaler.h"
@@ -11,6 +12,7 @@ namespace fourtap {
 namespace {
 
 int const maxGroupBytes = 64;
+int const maxWindows = std::size(GatherGroup{}.windows);
 int const minGroupBytes = 32;
 // Of any scheme: two vectors of 64 bytes for every 16 output bytes.
 int const tableBytesPerOutput = 8;
@@ -81,10 +83,10 @@ void FillItems(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRa
 }
 
 // Fills the group's tables, and tells whether its windows reach all its taps.
-bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const& items, int srcBytes, int32_t* windows,
-               unsigned char* tables) {
+bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const& items, int srcBytes,
+               GatherGroup& group, unsigned char* tables) {
   int const lanes = 4 * scheme.groupBytes;
-  int first[gatherWindows], last[gatherWindows];
+  int first[maxWindows], last[maxWindows];
   std::fill(first, first + scheme.windowCount, srcBytes);
   std::fill(last, last + scheme.windowCount, -scheme.windowBytes);
   auto const fromOffset = [&](int lane) { return items.position[map.item[lane]] - map.offset[lane]; };
@@ -95,11 +97,11 @@ bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const&
   }
   // A window starts early enough not to reach past the line.
   for (int w = 0; w < scheme.windowCount; ++w) {
-    windows[w] = std::max(0, std::min(first[w], srcBytes - scheme.windowBytes));
-    if (first[w] < windows[w] || last[w] - windows[w] >= scheme.reachBytes) return false;
+    group.windows[w] = std::max(0, std::min(first[w], srcBytes - scheme.windowBytes));
+    if (first[w] < group.windows[w] || last[w] - group.windows[w] >= scheme.reachBytes) return false;
   }
   for (int lane = 0; lane < lanes; ++lane) {
-    int const number = fromOffset(lane) - windows[map.window[lane]];
+    int const number = fromOffset(lane) - group.windows[map.window[lane]];
     if (scheme.straight && number != lane % scheme.reachBytes) return false;
     tables[lane] = static_cast<unsigned char>(number);
     tables[lanes + lane] = items.tap[map.item[lane]];
@@ -113,7 +115,7 @@ struct TableMaker {
   HorzRange const& range;
   GatherLayout const& layout;
   int dstBytes;
-  int32_t* windows;
+  GatherGroup* groups;
   unsigned char* tables;
 };
 
@@ -129,8 +131,9 @@ bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, LaneMap cons
   GroupItems items;
   FillItems(maker.context, maker.layout, maker.range, start, std::min(scheme.groupBytes, maker.dstBytes - start),
             scheme.groupBytes, items);
-  return FillGroup(scheme, map, items, maker.range.count, maker.windows + ptrdiff_t{group} * gatherWindows,
-                   maker.tables + ptrdiff_t{group} * TableBytes(scheme));
+  maker.groups[group].tables = group * TableBytes(scheme);
+  return FillGroup(scheme, map, items, maker.range.count, maker.groups[group],
+                   maker.tables + maker.groups[group].tables);
 }
 
 // Makes groups from `from` on, until one does not fit the scheme; returns which.
@@ -166,11 +169,12 @@ bool IsInside(TableMaker const& maker, GatherScheme const& scheme, int group) {
 // A group behind one with the same tables, whose windows are as many bytes further on.
 bool MakeRecurring(TableMaker const& maker, GatherScheme const& scheme, Recurrence const& recurrence, int group) {
   if (!IsInside(maker, scheme, group)) return false;
-  int32_t* const windows = maker.windows + ptrdiff_t{group} * gatherWindows;
+  GatherGroup const& before = maker.groups[group - recurrence.groups];
+  maker.groups[group].tables = before.tables;
   for (int w = 0; w < scheme.windowCount; ++w) {
-    int64_t const start = windows[w - recurrence.groups * gatherWindows] + recurrence.bytes;
+    int64_t const start = before.windows[w] + recurrence.bytes;
     if (start + scheme.windowBytes > maker.range.count) return false;
-    windows[w] = static_cast<int32_t>(start);
+    maker.groups[group].windows[w] = static_cast<int32_t>(start);
   }
   return true;
 }
@@ -189,13 +193,13 @@ GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, La
       if (end == ownEnd) {
         while (end < groupCount && MakeRecurring(maker, scheme, recurrence, end)) ++end;
       }
-      return {&scheme, from, end, ownEnd - from};
+      return {&scheme, from, end};
     }
   }
   int from = 0;
   int end = MakeGroups(maker, scheme, map, from, groupCount);
   while (end == from && from < mostFirst) end = MakeGroups(maker, scheme, map, ++from, groupCount);
-  return {&scheme, from, end, groupCount};
+  return {&scheme, from, end};
 }
 
 // Makes the tables for the first scheme that fits, and for the ends of the line for the first one that fits there.
@@ -212,10 +216,15 @@ void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan)
           MakeGroups(maker, *atEnds, map, middle.endGroup, groupCount) < groupCount) {
         continue;
       }
-      GatherSegment const segments[] = {
-          {atEnds, 0, middle.firstGroup, groupCount}, middle, {atEnds, middle.endGroup, groupCount, groupCount}};
-      for (GatherSegment const& segment : segments) {
+      auto const add = [&plan](GatherSegment const& segment) {
         if (segment.firstGroup < segment.endGroup) plan.segments[plan.segmentCount++] = segment;
+      };
+      if (atEnds == scheme) {
+        add({scheme, 0, groupCount});
+      } else {
+        add({atEnds, 0, middle.firstGroup});
+        add(middle);
+        add({atEnds, middle.endGroup, groupCount});
       }
       plan.windowBytes = std::max(scheme->windowBytes, atEnds->windowBytes);
       return;
@@ -225,20 +234,20 @@ void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan)
 
 int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
 
-// The buffer holds the intermediate lines, the plan, the windows and the tables, each 64-byte aligned.
+// The buffer holds the intermediate lines, the plan, the groups and the tables, each 64-byte aligned.
 int64_t WideLineBytes(int64_t srcBytes) { return AlignTo64(std::max(srcBytes, int64_t{widestWindow})); }
 
 int64_t const planBytes = AlignTo64(sizeof(GatherPlan));
 
-int64_t WindowsBytes(int64_t dstBytes) {
-  return AlignTo64((dstBytes / minGroupBytes + 1) * gatherWindows * int64_t{sizeof(int32_t)});
+int64_t GroupsBytes(int64_t dstBytes) {
+  return AlignTo64((dstBytes / minGroupBytes + 1) * int64_t{sizeof(GatherGroup)});
 }
 
 }  // namespace
 
 int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes) {
   int64_t const tables = (dstBytes / maxGroupBytes + 1) * maxGroupBytes * tableBytesPerOutput;
-  return 63 + gatherBlockLines * WideLineBytes(srcBytes) + planBytes + WindowsBytes(dstBytes) + tables;
+  return 63 + gatherBlockLines * WideLineBytes(srcBytes) + planBytes + GroupsBytes(dstBytes) + tables;
 }
 
 void LayOutGatherBuf(_SCALE_CONTEXT& context, int64_t srcBytes) {
@@ -257,11 +266,11 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
   if (plan.set == &set && plan.layout == &layout && plan.xDest == range.xDest && plan.cxDest == range.cxDest) {
     return plan;
   }
-  auto* const windows = reinterpret_cast<int32_t*>(reinterpret_cast<unsigned char*>(&plan) + planBytes);
+  auto* const groups = reinterpret_cast<GatherGroup*>(reinterpret_cast<unsigned char*>(&plan) + planBytes);
   int const dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
-  unsigned char* const tables = reinterpret_cast<unsigned char*>(windows) + WindowsBytes(dstBytes);
-  plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, windows, tables};
-  MakeTables({context, range, layout, dstBytes, windows, tables}, set, plan);
+  auto* const tables = reinterpret_cast<unsigned char*>(groups) + GroupsBytes(dstBytes);
+  plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, groups, tables};
+  MakeTables({context, range, layout, dstBytes, groups, tables}, set, plan);
   return plan;
 }
 

@@ -51,17 +51,22 @@ struct GatherScheme {
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
   GatherItem (*itemAt)(int vector, int lane);
 
-  // Filters segments of this scheme, of lines each at its first needed byte and equally far apart, into destination
-  // lines. Reads a whole window where a line is shorter.
-  void (*filter)(GatherPlan const&, GatherSegment const* segments, int segmentCount, unsigned char const* const* lines,
-                 int lineCount, unsigned char* dst, int dstStride);
+  // Filters a segment of lines, each at its first needed byte and equally far apart, into destination lines. Reads a
+  // whole window where a line is shorter.
+  void (*filter)(GatherPlan const&, GatherSegment const&, unsigned char const* const* lines, int lineCount,
+                 unsigned char* dst, int dstStride);
 };
 
 // Neighbouring groups of one scheme.
 struct GatherSegment {
   GatherScheme const* scheme;
   int firstGroup, endGroup;
-  int tablePeriod;  // so many groups have tables of their own; those that follow have the same ones again
+};
+
+// Where a group finds what it needs.
+struct GatherGroup {
+  int32_t tables;      // bytes from the plan's tables on: groups with the same ones share them
+  int32_t windows[8];  // starts
 };
 
 // A set's schemes, fastest first. The first one whose windows reach all taps is taken; a few groups at the ends of a
@@ -77,17 +82,16 @@ struct GatherPlan {
   GatherSet const* set;  // with the layout and the columns, what the plan was made for; null: for nothing yet
   GatherLayout const* layout;
   int xDest, cxDest;
-  int dstBytes;                 // bytes of an output line
-  int segmentCount;             // 0: no scheme reaches so far
-  GatherSegment segments[3];    // in the order of the line
-  int windowBytes;              // of the widest window
-  int32_t const* windows;       // starts, gatherWindows of them for each group
+  int dstBytes;               // bytes of an output line
+  int segmentCount;           // 0: no scheme reaches so far
+  GatherSegment segments[3];  // in the order of the line
+  int windowBytes;            // of the widest window
+  GatherGroup const* groups;
   unsigned char const* tables;  // 64-byte aligned
 };
 
 int const gatherBlockLines = 4;
 int const widestWindow = 128;
-int const gatherWindows = 8;
 
 // Bytes of a buffer for intermediate lines of so many bytes, plan and tables for output lines of so many bytes.
 int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes);

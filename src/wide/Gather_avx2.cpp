@@ -78,27 +78,25 @@ __m256i PackInOrder(__m256i sums0, __m256i sums1) {
 }
 
 template <Spread spread, int lineCount>
-void FilterLines(GatherPlan const& plan, GatherSegment const* segments, int segmentCount,
-                 unsigned char const* const* lines, unsigned char* dst, int dstStride) {
+void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
+                 unsigned char* dst, int dstStride) {
   unsigned char const* const from = lines[0];
   ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
-  auto const* const allTables = reinterpret_cast<__m256i const*>(plan.tables);
-  int32_t const* const allWindows = plan.windows;
-  auto const filterGroup = [&](ptrdiff_t group, __m256i const* tables, unsigned char* to, auto store) {
-    int32_t const* const windows = allWindows + group * gatherWindows;
+  unsigned char const* const allTables = plan.tables;
+  GatherGroup const* const groups = plan.groups;
+  auto const filterGroup = [&](GatherGroup const& group, unsigned char* to, auto store) {
+    auto const* const tables = reinterpret_cast<__m256i const*>(allTables + group.tables);
     __m256i sums[lineCount][2];
     for (int reg = 0; reg < 2; ++reg) {
       __m256i index[2], taps[2];
       for (int v = 0; v < 2; ++v) {
-        if (!spread.straight) {
-          index[v] = _mm256_load_si256(tables + 2 * reg + v);
-          HoldInVector(index[v]);
-        }
+        index[v] = _mm256_load_si256(tables + 2 * reg + v);
         taps[v] = _mm256_load_si256(tables + 4 + 2 * reg + v);
-        HoldInVector(taps[v]);
+        if (lineCount > 1 && !spread.straight) HoldInVector(index[v]);
+        if (lineCount > 1) HoldInVector(taps[v]);
       }
       for (int k = 0; k < lineCount; ++k)
-        sums[k][reg] = FilterRegister<spread>(from + k * step, windows, reg, index, taps);
+        sums[k][reg] = FilterRegister<spread>(from + k * step, group.windows, reg, index, taps);
     }
     for (int k = 0; k < lineCount; ++k) {
       store(to + ptrdiff_t{k} * dstStride, PackInOrder<spread>(sums[k][0], sums[k][1]));
@@ -108,22 +106,15 @@ void FilterLines(GatherPlan const& plan, GatherSegment const* segments, int segm
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bytes);
   };
   int const wholeGroups = plan.dstBytes / groupBytes;
-  for (GatherSegment const* segment = segments; segment < segments + segmentCount; ++segment) {
-    auto const* const firstTables = allTables + ptrdiff_t{segment->firstGroup} * 8;
-    auto const* const endTables = firstTables + ptrdiff_t{segment->tablePeriod} * 8;
-    auto const* tables = firstTables;
-    int const end = segment->endGroup < wholeGroups ? segment->endGroup : wholeGroups;
-    for (ptrdiff_t group = segment->firstGroup; group < end; ++group) {
-      filterGroup(group, tables, dst + group * groupBytes, storeWhole);
-      tables = tables + 8 == endTables ? firstTables : tables + 8;
-    }
+  int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
+  for (int group = segment.firstGroup; group < end; ++group) {
+    filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes, storeWhole);
   }
-  if (segments[segmentCount - 1].endGroup <= wholeGroups) return;
-  auto const* const tables = allTables + ptrdiff_t{wholeGroups} * 8;
+  if (segment.endGroup <= wholeGroups) return;
   if (wholeGroups > 0) {
-    filterGroup(wholeGroups, tables, dst + plan.dstBytes - groupBytes, storeWhole);
+    filterGroup(groups[wholeGroups], dst + plan.dstBytes - groupBytes, storeWhole);
   } else {
-    filterGroup(0, tables, dst, [&plan](unsigned char* to, __m256i bytes) {
+    filterGroup(groups[0], dst, [&plan](unsigned char* to, __m256i bytes) {
       alignas(32) unsigned char narrow[groupBytes];
       _mm256_store_si256(reinterpret_cast<__m256i*>(narrow), bytes);
       std::memcpy(to, narrow, static_cast<size_t>(plan.dstBytes));
@@ -132,12 +123,12 @@ void FilterLines(GatherPlan const& plan, GatherSegment const* segments, int segm
 }
 
 template <Spread spread>
-void Filter(GatherPlan const& plan, GatherSegment const* segments, int segmentCount, unsigned char const* const* lines,
-            int lineCount, unsigned char* dst, int dstStride) {
+void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
+            unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<spread, 1>) byLineCount[] = {FilterLines<spread, 1>, FilterLines<spread, 2>,
                                                                       FilterLines<spread, 3>, FilterLines<spread, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
-  byLineCount[lineCount - 1](plan, segments, segmentCount, lines, dst, dstStride);
+  byLineCount[lineCount - 1](plan, segment, lines, dst, dstStride);
 }
 
 template <Spread spread>

@@ -76,51 +76,52 @@ struct FourWindows {
 };
 
 template <class Kernel, int lineCount>
-void FilterLines(GatherPlan const& plan, GatherSegment const* segments, int segmentCount,
-                 unsigned char const* const* lines, unsigned char* dst, int dstStride) {
+void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
+                 unsigned char* dst, int dstStride) {
   Kernel const kernel;
   unsigned char const* const from = lines[0];
   ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
-  auto const* const allTables = reinterpret_cast<__m512i const*>(plan.tables);
-  int32_t const* const allWindows = plan.windows;
-  auto const filterGroup = [&](ptrdiff_t group, __m512i const* tables, auto store) {
+  unsigned char const* const allTables = plan.tables;
+  GatherGroup const* const groups = plan.groups;
+  auto const filterGroup = [&](GatherGroup const& group, unsigned char* to, auto store) {
+    auto const* const tables = reinterpret_cast<__m512i const*>(allTables + group.tables);
     __m512i index[4], taps[4];
     for (int v = 0; v < 4; ++v) {
       index[v] = _mm512_load_si512(tables + v);
       taps[v] = _mm512_load_si512(tables + 4 + v);
-      HoldInVector(index[v]);
-      HoldInVector(taps[v]);
+      if (lineCount > 1) {
+        HoldInVector(index[v]);
+        HoldInVector(taps[v]);
+      }
     }
     unsigned char const* starts[Kernel::windows];
-    for (int w = 0; w < Kernel::windows; ++w) starts[w] = from + allWindows[group * gatherWindows + w];
+    for (int w = 0; w < Kernel::windows; ++w) {
+      starts[w] = from + group.windows[w];
+      HoldInRegister(starts[w]);
+    }
     for (int k = 0; k < lineCount; ++k) {
-      store(dst + group * groupBytes + ptrdiff_t{k} * dstStride, kernel.Filter(starts, k * step, index, taps));
+      store(to + ptrdiff_t{k} * dstStride, kernel.Filter(starts, k * step, index, taps));
     }
   };
   int const wholeGroups = plan.dstBytes / groupBytes;
-  for (GatherSegment const* segment = segments; segment < segments + segmentCount; ++segment) {
-    auto const* const firstTables = allTables + ptrdiff_t{segment->firstGroup} * 8;
-    auto const* const endTables = firstTables + ptrdiff_t{segment->tablePeriod} * 8;
-    auto const* tables = firstTables;
-    int const end = segment->endGroup < wholeGroups ? segment->endGroup : wholeGroups;
-    for (ptrdiff_t group = segment->firstGroup; group < end; ++group) {
-      filterGroup(group, tables, [](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
-      tables = tables + 8 == endTables ? firstTables : tables + 8;
-    }
+  int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
+  for (int group = segment.firstGroup; group < end; ++group) {
+    filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes,
+                [](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
   }
-  if (segments[segmentCount - 1].endGroup <= wholeGroups) return;
+  if (segment.endGroup <= wholeGroups) return;
   __mmask64 const rest = (__mmask64{1} << (plan.dstBytes % groupBytes)) - 1;
-  filterGroup(wholeGroups, allTables + ptrdiff_t{wholeGroups} * 8,
+  filterGroup(groups[wholeGroups], dst + ptrdiff_t{wholeGroups} * groupBytes,
               [rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
 }
 
 template <class Kernel>
-void Filter(GatherPlan const& plan, GatherSegment const* segments, int segmentCount, unsigned char const* const* lines,
-            int lineCount, unsigned char* dst, int dstStride) {
+void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
+            unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
                                                                       FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
-  byLineCount[lineCount - 1](plan, segments, segmentCount, lines, dst, dstStride);
+  byLineCount[lineCount - 1](plan, segment, lines, dst, dstStride);
 }
 
 GatherScheme const schemes[] = {

@@ -28,11 +28,8 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
     }
     lines = context.wideLines;
   }
-  for (int first = 0, end; first < plan.segmentCount; first = end) {
-    GatherScheme const& scheme = *plan.segments[first].scheme;
-    end = first + 1;
-    while (end < plan.segmentCount && plan.segments[end].scheme == &scheme) ++end;
-    scheme.filter(plan, plan.segments + first, end - first, lines, lineCount, dst, dstStride);
+  for (int i = 0; i < plan.segmentCount; ++i) {
+    plan.segments[i].scheme->filter(plan, plan.segments[i], lines, lineCount, dst, dstStride);
   }
 }
 
