@@ -17,6 +17,17 @@ struct LineBlock {
   VertTaps taps[8];  // of each pending line that is not
 };
 
+// A block whose first `pending` lines an earlier call has filtered vertically. The taps stay as they are: lines that
+// come one at a time would notice.
+inline LineBlock StartBlock(unsigned char* dst, int dstStride, int pending) {
+  LineBlock block;
+  block.dst = dst;
+  block.dstStride = dstStride;
+  block.pending = block.filtered = pending;
+  block.written = 0;
+  return block;
+}
+
 // The columns of a call as the vertical pass sees them too: with equal widths there is no horizontal pass.
 HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest);
 

@@ -30,7 +30,7 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   SourceStepping const at = StartStepping(context.cyIn, context.cyOut, yDest);
   int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
   FillSourceLines(context, src, srcStride, Position(at), lastEntry);
-  LineBlock block{dst, dstStride, 0, 0, 0, {}};
+  LineBlock block = StartBlock(dst, dstStride, 0);
   ScaleLines(scaler, context, range, at, -1, lastEntry + 1, cyDest, block);
   FlushLines(scaler, context, range, block);
   _mm_empty();

@@ -73,8 +73,7 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
   bool const waited = context.cxIn != context.cxOut && !scaler.writesAtOnce;
-  int const pending = waited ? context.cyOutDone % scaler.passes[0].lineCount : 0;
-  LineBlock block{dst, dstStride, pending, pending, 0, {}};
+  LineBlock block = StartBlock(dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0);
   context.cyOutDone += ScaleLines(scaler, context, range, StartStepping(context.cyIn, context.cyOut, context.cyOutDone),
                                   FirstTableLine(context), entryCount, context.cyOut - context.cyOutDone, block);
   if (last || scaler.writesAtOnce) {
