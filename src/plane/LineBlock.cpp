@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+#include "core/SourceStepping.h"
+
 namespace fourtap {
 
 namespace {
@@ -37,8 +39,9 @@ HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int x
   return {xDest, cxDest, xDest * scaler.bytesPerPixel, cxDest * scaler.bytesPerPixel, 0, 0, 0, 0};
 }
 
-int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, SourceStepping at, int firstLine,
-               int entryCount, int cyDest, LineBlock& block) {
+int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, int yDest, int cyDest,
+               int firstLine, int entryCount, LineBlock& block) {
+  SourceStepping at = StartStepping(context.cyIn, context.cyOut, yDest);
   bool const horizontally = context.cxIn != context.cxOut;
   int done = 0;
   for (; done < cyDest; ++done, Step(at)) {

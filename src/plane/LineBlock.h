@@ -2,7 +2,6 @@
 // horizontally from full blocks into the destination.
 #pragma once
 
-#include "core/SourceStepping.h"
 #include "plane/Scaler.h"
 
 namespace fourtap {
@@ -31,10 +30,10 @@ inline LineBlock StartBlock(unsigned char* dst, int dstStride, int pending) {
 // The columns of a call as the vertical pass sees them too: with equal widths there is no horizontal pass.
 HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest);
 
-// Filters output lines from `at` on, at most cyDest, as long as their tap lines are in the context's table: it has
+// Filters output lines from yDest on, at most cyDest, as long as their tap lines are in the context's table: it has
 // entryCount entries, the first of which is input line firstLine. Returns how many.
-int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, SourceStepping at, int firstLine, int entryCount,
-               int cyDest, LineBlock&);
+int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, int yDest, int cyDest, int firstLine, int entryCount,
+               LineBlock&);
 
 // Filters the pending lines vertically: what they come from may be gone when they are sent on.
 void FilterPending(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "core/SourceStepping.h"
 #include "plane/LineBlock.h"
 
 namespace fourtap {
@@ -27,11 +28,11 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
     ScaleSourceLines(scaler, context, range, src + ptrdiff_t{yDest} * srcStride, srcStride, dst, dstStride, cyDest);
     return;
   }
-  SourceStepping const at = StartStepping(context.cyIn, context.cyOut, yDest);
+  int const firstEntry = SourcePosition(context.cyIn, context.cyOut, yDest);
   int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
-  FillSourceLines(context, src, srcStride, Position(at), lastEntry);
+  FillSourceLines(context, src, srcStride, firstEntry, lastEntry);
   LineBlock block = StartBlock(dst, dstStride, 0);
-  ScaleLines(scaler, context, range, at, -1, lastEntry + 1, cyDest, block);
+  ScaleLines(scaler, context, range, yDest, cyDest, -1, lastEntry + 1, block);
   FlushLines(scaler, context, range, block);
   _mm_empty();
 }

@@ -74,8 +74,8 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
   bool const waited = context.cxIn != context.cxOut && !scaler.writesAtOnce;
   LineBlock block = StartBlock(dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0);
-  context.cyOutDone += ScaleLines(scaler, context, range, StartStepping(context.cyIn, context.cyOut, context.cyOutDone),
-                                  FirstTableLine(context), entryCount, context.cyOut - context.cyOutDone, block);
+  context.cyOutDone += ScaleLines(scaler, context, range, context.cyOutDone, context.cyOut - context.cyOutDone,
+                                  FirstTableLine(context), entryCount, block);
   if (last || scaler.writesAtOnce) {
     FlushLines(scaler, context, range, block);
   } else {
