@@ -1,6 +1,8 @@
 // Threads that do a job together, again and again, each its own share of it.
 #pragma once
 
+#include <emmintrin.h>
+
 #include <atomic>
 #include <cstddef>
 #include <functional>
@@ -35,10 +37,18 @@ struct Crew {
     atWork = workers.size();
     NextRound();
     shares.front()();
+    LookFor([this] { return atWork == 0; });
     for (std::size_t waitingFor = atWork; waitingFor != 0; waitingFor = atWork) atWork.wait(waitingFor);
   }
 
  private:
+  // Looks for what is expected soon, for some 50 microseconds: going to sleep and being woken may take as long as a
+  // small share does.
+  template <class Condition>
+  static void LookFor(Condition const& happened) {
+    for (int looks = 0; looks < 1000 && !happened(); ++looks) _mm_pause();
+  }
+
   void NextRound() {
     ++round;
     round.notify_all();
@@ -46,6 +56,7 @@ struct Crew {
 
   void Serve(std::function<void()> const& share) {
     for (unsigned last = 0;; ++last) {
+      LookFor([this, last] { return round != last; });
       round.wait(last);
       if (quit) return;
       share();
