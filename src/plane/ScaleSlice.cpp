@@ -34,14 +34,14 @@ void KeepLastLines(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char 
 // Fills the table with the kept lines, then the slice's; before the frame's first line stands that line again, and
 // behind its last line that one twice. Returns the number of entries. The first one is input line FirstTableLine.
 int FillTapLines(_SCALE_CONTEXT& context, unsigned char const* src, int srcStride, int cySlice, bool last) {
-  int count = 0;
-  auto const add = [&](unsigned char const* line) { context.srcLines[count++] = line; };
+  unsigned char const** const table = context.srcLines;
   int const kept = std::min(context.cyInDone, 3);
-  if (context.cyInDone < 3) add(kept > 0 ? context.savedLines[0] : src);
-  for (int slot = 0; slot < kept; ++slot) add(context.savedLines[slot]);
-  for (int i = 0; i < cySlice; ++i) add(src + ptrdiff_t{i} * srcStride);
+  int count = 0;
+  if (context.cyInDone < 3) table[count++] = kept > 0 ? context.savedLines[0] : src;
+  for (int slot = 0; slot < kept; ++slot) table[count++] = context.savedLines[slot];
+  for (int i = 0; i < cySlice; ++i) table[count++] = src + ptrdiff_t{i} * srcStride;
   if (last) {
-    for (int i = 0; i < 2; ++i) add(context.srcLines[count - 1]);
+    for (int i = 0; i < 2; ++i, ++count) table[count] = table[count - 1];
   }
   return count;
 }
