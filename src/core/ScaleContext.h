@@ -37,4 +37,5 @@ struct _SCALE_CONTEXT {
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
   unsigned char* wideLines[fourtap::gatherBlockLines];
   fourtap::GatherPlan* gatherPlan;  // into gatherBuf
+  unsigned char const* comingLine;  // the source line that a call's next block of lines begins to need, or null
 };

@@ -1,12 +1,15 @@
 #include "plane/LineBlock.h"
 
 #include <cstddef>
+#include <cstdint>
 
 #include "core/SourceStepping.h"
 
 namespace fourtap {
 
 namespace {
+
+int64_t const cachedPictureBytes = 4 << 20;
 
 // Through the widest passes that the lines fill, then the rest.
 void ScaleHorizontally(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char** lines, int lineCount,
@@ -43,6 +46,8 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
                int firstLine, int entryCount, LineBlock& block) {
   SourceStepping at = StartStepping(context.cyIn, context.cyOut, yDest);
   bool const horizontally = context.cxIn != context.cxOut;
+  // A reduction waits for its source, unless that stays in the second-level cache for the most part.
+  bool const worthFetching = context.cyIn > context.cyOut && int64_t{context.cyIn} * range.count > cachedPictureBytes;
   int done = 0;
   for (; done < cyDest; ++done, Step(at)) {
     int const firstTap = Position(at) - 1 - firstLine;
@@ -55,7 +60,11 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
       LineWritten(block, 1);
       continue;
     }
-    if (++block.pending == scaler.passes[0].lineCount) FlushLines(scaler, context, range, block);
+    if (++block.pending == scaler.passes[0].lineCount) {
+      context.comingLine = worthFetching && firstTap + 4 < entryCount ? taps.lines[4] + range.firstByte : nullptr;
+      FlushLines(scaler, context, range, block);
+      context.comingLine = nullptr;
+    }
   }
   return done;
 }

@@ -109,6 +109,8 @@ bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const&
   return true;
 }
 
+int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
+
 // What a plan's tables are made of, and where.
 struct TableMaker {
   _SCALE_CONTEXT const& context;
@@ -227,12 +229,11 @@ void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan)
         add({atEnds, middle.endGroup, groupCount});
       }
       plan.windowBytes = std::max(scheme->windowBytes, atEnds->windowBytes);
+      plan.comingBytes = static_cast<int>(AlignTo64(maker.range.count / groupCount));
       return;
     }
   }
 }
-
-int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
 
 // The buffer holds the intermediate lines, the plan, the groups and the tables, each 64-byte aligned.
 int64_t WideLineBytes(int64_t srcBytes) { return AlignTo64(std::max(srcBytes, int64_t{widestWindow})); }
@@ -269,7 +270,7 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
   auto* const groups = reinterpret_cast<GatherGroup*>(reinterpret_cast<unsigned char*>(&plan) + planBytes);
   int const dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
   auto* const tables = reinterpret_cast<unsigned char*>(groups) + GroupsBytes(dstBytes);
-  plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, groups, tables};
+  plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, 0, groups, tables};
   MakeTables({context, range, layout, dstBytes, groups, tables}, set, plan);
   return plan;
 }

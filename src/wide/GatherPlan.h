@@ -52,9 +52,9 @@ struct GatherScheme {
   GatherItem (*itemAt)(int vector, int lane);
 
   // Filters a segment of lines, each at its first needed byte and equally far apart, into destination lines. Reads a
-  // whole window where a line is shorter.
+  // whole window where a line is shorter. Fetches the coming line ahead, if there is one.
   void (*filter)(GatherPlan const&, GatherSegment const&, unsigned char const* const* lines, int lineCount,
-                 unsigned char* dst, int dstStride);
+                 unsigned char const* comingLine, unsigned char* dst, int dstStride);
 };
 
 // Neighbouring groups of one scheme.
@@ -86,6 +86,7 @@ struct GatherPlan {
   int segmentCount;           // 0: no scheme reaches so far
   GatherSegment segments[3];  // in the order of the line
   int windowBytes;            // of the widest window
+  int comingBytes;            // of the coming line for each group, whole cache lines
   GatherGroup const* groups;
   unsigned char const* tables;  // 64-byte aligned
 };

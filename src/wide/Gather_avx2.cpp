@@ -77,9 +77,9 @@ __m256i PackInOrder(__m256i sums0, __m256i sums1) {
   return isApart<spread> ? packed : _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
 }
 
-template <Spread spread, int lineCount>
+template <Spread spread, int lineCount, bool fetchesAhead = false>
 void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
-                 unsigned char* dst, int dstStride) {
+                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   unsigned char const* const from = lines[0];
   ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
   unsigned char const* const allTables = plan.tables;
@@ -107,7 +107,11 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
   };
   int const wholeGroups = plan.dstBytes / groupBytes;
   int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
+  ptrdiff_t const comingBytes = plan.comingBytes;
   for (int group = segment.firstGroup; group < end; ++group) {
+    for (ptrdiff_t at = 0; fetchesAhead && at < comingBytes; at += 64) {
+      _mm_prefetch(reinterpret_cast<char const*>(comingLine + group * comingBytes + at), _MM_HINT_T0);
+    }
     filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes, storeWhole);
   }
   if (segment.endGroup <= wholeGroups) return;
@@ -124,11 +128,13 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
 
 template <Spread spread>
 void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
-            unsigned char* dst, int dstStride) {
+            unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<spread, 1>) byLineCount[] = {FilterLines<spread, 1>, FilterLines<spread, 2>,
                                                                       FilterLines<spread, 3>, FilterLines<spread, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
-  byLineCount[lineCount - 1](plan, segment, lines, dst, dstStride);
+  bool const fetchesAhead = comingLine && lineCount == gatherBlockLines;
+  auto* const filter = fetchesAhead ? FilterLines<spread, gatherBlockLines, true> : byLineCount[lineCount - 1];
+  filter(plan, segment, lines, comingLine, dst, dstStride);
 }
 
 template <Spread spread>

@@ -75,9 +75,9 @@ struct FourWindows {
   }
 };
 
-template <class Kernel, int lineCount>
+template <class Kernel, int lineCount, bool fetchesAhead = false>
 void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
-                 unsigned char* dst, int dstStride) {
+                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   Kernel const kernel;
   unsigned char const* const from = lines[0];
   ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
@@ -105,7 +105,11 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
   };
   int const wholeGroups = plan.dstBytes / groupBytes;
   int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
+  ptrdiff_t const comingBytes = plan.comingBytes;
   for (int group = segment.firstGroup; group < end; ++group) {
+    for (ptrdiff_t at = 0; fetchesAhead && at < comingBytes; at += 64) {
+      _mm_prefetch(reinterpret_cast<char const*>(comingLine + group * comingBytes + at), _MM_HINT_T0);
+    }
     filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes,
                 [](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
   }
@@ -117,11 +121,13 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
 
 template <class Kernel>
 void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
-            unsigned char* dst, int dstStride) {
+            unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
                                                                       FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
   static_assert(std::size(byLineCount) == gatherBlockLines);
-  byLineCount[lineCount - 1](plan, segment, lines, dst, dstStride);
+  bool const fetchesAhead = comingLine && lineCount == gatherBlockLines;
+  auto* const filter = fetchesAhead ? FilterLines<Kernel, gatherBlockLines, true> : byLineCount[lineCount - 1];
+  filter(plan, segment, lines, comingLine, dst, dstStride);
 }
 
 GatherScheme const schemes[] = {

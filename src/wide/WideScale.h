@@ -29,7 +29,7 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
     lines = context.wideLines;
   }
   for (int i = 0; i < plan.segmentCount; ++i) {
-    plan.segments[i].scheme->filter(plan, plan.segments[i], lines, lineCount, dst, dstStride);
+    plan.segments[i].scheme->filter(plan, plan.segments[i], lines, lineCount, context.comingLine, dst, dstStride);
   }
 }
 
