@@ -1,5 +1,5 @@
 // Progressive frames: lines come in slices, output lines leave as soon as their taps are at hand.
-#include <mmintrin.h>
+#include <emmintrin.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -12,8 +12,22 @@ namespace fourtap {
 
 namespace {
 
+int LineBytes(Scaler const& scaler, _SCALE_CONTEXT const& context) { return context.cxIn * scaler.bytesPerPixel; }
+
+// Fetches what the last lines are about to be copied to: after a slice of many lines it has left the first-level cache.
+// Wider lines would drive out what is still needed.
+void FetchSlots(Scaler const& scaler, _SCALE_CONTEXT const& context) {
+  int const mostBytes = 4096;
+  if (LineBytes(scaler, context) > mostBytes) return;
+  for (unsigned char const* slot : context.savedLines) {
+    for (int at = 0; at < LineBytes(scaler, context); at += 64) {
+      _mm_prefetch(reinterpret_cast<char const*>(slot + at), _MM_HINT_T0);
+    }
+  }
+}
+
 void KeepLine(Scaler const& scaler, _SCALE_CONTEXT const& context, int slot, unsigned char const* line) {
-  std::memcpy(context.savedLines[slot], line, static_cast<size_t>(context.cxIn * scaler.bytesPerPixel));
+  std::memcpy(context.savedLines[slot], line, static_cast<size_t>(LineBytes(scaler, context)));
 }
 
 // Makes savedLines hold the last three lines received, once the slice has come in. Lines kept before and still needed
@@ -76,6 +90,7 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   LineBlock block = StartBlock(dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0);
   context.cyOutDone += ScaleLines(scaler, context, range, context.cyOutDone, context.cyOut - context.cyOutDone,
                                   FirstTableLine(context), entryCount, block);
+  if (!last && added > 3) FetchSlots(scaler, context);
   if (last || scaler.writesAtOnce) {
     FlushLines(scaler, context, range, block);
   } else {
