@@ -9,7 +9,7 @@ namespace fourtap {
 
 namespace {
 
-int64_t const cachedPictureBytes = 4 << 20;
+int64_t const cachedPictureBytes = 6 << 20;
 
 // Through the widest passes that the lines fill, then the rest.
 void ScaleHorizontally(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char** lines, int lineCount,
