@@ -133,7 +133,7 @@ bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, LaneMap cons
   GroupItems items;
   FillItems(maker.context, maker.layout, maker.range, start, std::min(scheme.groupBytes, maker.dstBytes - start),
             scheme.groupBytes, items);
-  maker.groups[group].tables = group * TableBytes(scheme);
+  maker.groups[group].tables = int64_t{group} * TableBytes(scheme);
   return FillGroup(scheme, map, items, maker.range.count, maker.groups[group],
                    maker.tables + maker.groups[group].tables);
 }

@@ -65,7 +65,7 @@ struct GatherSegment {
 
 // Where a group finds what it needs.
 struct GatherGroup {
-  int32_t tables;      // bytes from the plan's tables on: groups with the same ones share them
+  int64_t tables;      // bytes from the plan's tables on: groups with the same ones share them
   int32_t windows[8];  // starts
 };
 
