@@ -8,8 +8,8 @@
 
 #include "Scaling.h"
 #include "conformance/Cases.h"
-#include "plane/PixelLayout.h"
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
+#include "layouts/PixelLayout.h"
 
 namespace {
 

@@ -6,7 +6,14 @@
 
 #include <cstdint>
 
-#include "wide/GatherPlan.h"
+namespace fourtap {
+
+struct GatherPlan;
+
+// Lines that the wide sets filter together.
+int const wideBlockLines = 4;
+
+}  // namespace fourtap
 
 struct _SCALE_CONTEXT {
   int cxIn, cyIn;                  // pixels, lines
@@ -33,9 +40,9 @@ struct _SCALE_CONTEXT {
   uint64_t* chromaPositions;  // into horzPositions: as if the widths were halved, in sixteenths of a pair
   int horzPeriod;             // so many output columns on, the phase is the same again,
   int horzAdvance;            // and the place so many source columns further; of chroma samples as well
-  unsigned char* gatherBuf;   // owned: what the wide sets need (wide/GatherPlan.h)
+  unsigned char* gatherBuf;   // owned: what the wide sets need (gathered/GatherPlan.h)
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
-  unsigned char* wideLines[fourtap::gatherBlockLines];
+  unsigned char* wideLines[fourtap::wideBlockLines];
   fourtap::GatherPlan* gatherPlan;  // into gatherBuf
   unsigned char const* comingLine;  // the source line that a call's next block of lines begins to need, or null
 };

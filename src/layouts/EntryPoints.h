@@ -1,7 +1,7 @@
 // The exported scalers of a layout: what they all are, but for name and record.
 #pragma once
 
-#include "plane/Scaler.h"
+#include "scheme/Scaler.h"
 
 // Defines FourTapScale<layout>_<set> and FourTapScale<layout>Progressive_<set>. A macro, since only names differ.
 #define FOURTAP_DEFINE_SCALERS(layout, set, scaler)                                                                    \

@@ -1,4 +1,4 @@
-#include "plane/LineBlock.h"
+#include "scheme/LineBlock.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,28 +1,11 @@
 // What a layout and an instruction set bring to the scheme that all scalers share, and that scheme's entrances.
 #pragma once
 
+#include "core/HorzRange.h"
 #include "core/ScaleContext.h"
 #include "filters/VertFilter.h"
 
 namespace fourtap {
-
-// The output columns of a call, and the stretch of a source line that they need. The stretch is whole pixels (packed:
-// whole pairs), handed to the horizontal passes as the real bytes; these extend it by copies of its edge pixels
-// (pairs).
-struct HorzRange {
-  int xDest, cxDest;  // output columns, pixels
-  int firstByte;      // of the real bytes in a source line
-  int count;          // real bytes
-  int padLeft;        // copies before them, pixels or pairs
-  int padRight;       // and after them
-  int lumaOffset;     // packed: the first luma tap, in bytes from the start of the extended stretch
-  int chromaOffset;   // packed: the first chroma tap
-};
-
-// The source pixel (or pair) of an entry of the context's positions.
-inline int HorzPosition(uint64_t sixteenths) { return static_cast<int>(sixteenths >> 4); }
-
-typedef HorzRange NeededRange(_SCALE_CONTEXT const&, int xDest, int cxDest);
 
 // Filters lines horizontally into as many destination lines. Each line pointer stands at the first real byte.
 typedef void HorzScaleBlock(_SCALE_CONTEXT&, unsigned char** lines, HorzRange const&, unsigned char* dst,

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "wide/GatherPlan.h"
-#include "wide/Hold.h"
+#include "filters/Hold.h"
+#include "gathered/GatherPlan.h"
 
 namespace fourtap {
 
@@ -124,9 +124,9 @@ void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char 
             unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
                                                                       FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
-  static_assert(std::size(byLineCount) == gatherBlockLines);
-  bool const fetchesAhead = comingLine && lineCount == gatherBlockLines;
-  auto* const filter = fetchesAhead ? FilterLines<Kernel, gatherBlockLines, true> : byLineCount[lineCount - 1];
+  static_assert(std::size(byLineCount) == wideBlockLines);
+  bool const fetchesAhead = comingLine && lineCount == wideBlockLines;
+  auto* const filter = fetchesAhead ? FilterLines<Kernel, wideBlockLines, true> : byLineCount[lineCount - 1];
   filter(plan, segment, lines, comingLine, dst, dstStride);
 }
 

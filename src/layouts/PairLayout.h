@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cassert>
 
-#include "plane/HorzPass.h"
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
+#include "turned/HorzPass.h"
 
 namespace fourtap {
 

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "plane/HorzPass.h"
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
+#include "turned/HorzPass.h"
 
 namespace fourtap {
 

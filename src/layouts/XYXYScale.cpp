@@ -1,7 +1,7 @@
 // Packed 4:2:2, chroma first.
-#include "packed/PairLayout.h"
-#include "plane/EntryPoints.h"
-#include "wide/WideScale.h"
+#include "layouts/EntryPoints.h"
+#include "layouts/PairLayout.h"
+#include "layouts/SetScalers.h"
 
 namespace {
 constexpr fourtap::PairOrder order{"XYXYScale.cpp", __LINE__, 1, 0};

@@ -12,7 +12,7 @@
 
 #include "core/FilterCoefs.h"
 #include "core/SourceStepping.h"
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <fourtapscale/FourTapFilters.h>
 #include <immintrin.h>
 
-#include "wide/VertFilterBytes.h"
+#include "filters/VertFilterBytes.h"
 
 namespace {
 

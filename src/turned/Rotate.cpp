@@ -10,7 +10,7 @@
 //   d0 d1 d2 d3 d4 d5 d6 d7         b4 b5 d4 d5 b6 b7 d6 d7         a6 a7 b6 b7 c6 c7 d6 d7
 //
 // A pair of columns is split by masking its low bytes and shifting its high bytes down.
-#include "filters/Rotate.h"
+#include "turned/Rotate.h"
 
 #include <emmintrin.h>
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "core/SourceStepping.h"
-#include "plane/LineBlock.h"
+#include "scheme/LineBlock.h"
 
 namespace fourtap {
 

@@ -1,21 +1,22 @@
-// The scalers of the wide sets: the shared scheme with a gathering horizontal pass.
+// The horizontal pass of the wide sets over the lines of a block.
 #pragma once
 
 #include <cstring>
 
-#include "plane/HorzPass.h"
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
+#include "scheme/Scaler.h"
 
 namespace fourtap {
 
-// Reductions that no scheme of the set reaches go through the transposing pass: the vertical filter dominates there.
-template <class Layout, GatherSet const& set>
+// Of a layout with `gather` (GatherLayout) and `RequireFits`. Reductions that no scheme of the set reaches take another
+// way.
+template <class Layout, GatherSet const& set, HorzScaleLines* beyondReach>
 void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
                  unsigned char* dst, int dstStride) {
   Layout::RequireFits(set.filterName, context, range);
   GatherPlan const& plan = PlanGather(context, set, Layout::gather, range);
   if (plan.segmentCount == 0) {
-    ScaleBlock<Layout, Block8Lines_sse2>(context, lines, lineCount, range, dst, dstStride);
+    beyondReach(context, lines, lineCount, range, dst, dstStride);
     return;
   }
   int const missing = plan.windowBytes - range.count;
@@ -33,27 +34,10 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
   }
 }
 
-template <class Layout, GatherSet const& set>
+template <class Layout, GatherSet const& set, HorzScaleLines* beyondReach>
 void GatherBlock(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range, unsigned char* dst,
                  int dstStride) {
-  GatherLines<Layout, set>(context, lines, gatherBlockLines, range, dst, dstStride);
+  GatherLines<Layout, set, beyondReach>(context, lines, wideBlockLines, range, dst, dstStride);
 }
-
-template <class Layout, GatherSet const& set, VertFilterLines* filterVertically>
-inline constexpr Scaler wideScalerOf{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    filterVertically,
-    {{gatherBlockLines, GatherBlock<Layout, set>}, {}},
-    GatherLines<Layout, set>,
-    GatherLines<Layout, set>,
-    true,
-};
-
-template <class Layout>
-inline constexpr Scaler scalerOf_avx2 = wideScalerOf<Layout, gatherSet_avx2, FilterLinesVertically_avx2>;
-
-template <class Layout>
-inline constexpr Scaler scalerOf_avx512 = wideScalerOf<Layout, gatherSet_avx512, FilterLinesVertically_avx512>;
 
 }  // namespace fourtap

@@ -1,11 +1,12 @@
-#include "wide/GatherPlan.h"
+#include "gathered/GatherPlan.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
 #include <numeric>
 
-#include "plane/Scaler.h"
+#include "core/HorzRange.h"
+#include "core/ScaleContext.h"
 
 namespace fourtap {
 
@@ -248,7 +249,7 @@ int64_t GroupsBytes(int64_t dstBytes) {
 
 int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes) {
   int64_t const tables = (dstBytes / maxGroupBytes + 1) * maxGroupBytes * tableBytesPerOutput;
-  return 63 + gatherBlockLines * WideLineBytes(srcBytes) + planBytes + GroupsBytes(dstBytes) + tables;
+  return 63 + wideBlockLines * WideLineBytes(srcBytes) + planBytes + GroupsBytes(dstBytes) + tables;
 }
 
 void LayOutGatherBuf(_SCALE_CONTEXT& context, int64_t srcBytes) {

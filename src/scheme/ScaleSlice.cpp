@@ -6,7 +6,7 @@
 #include <cstring>
 #include <utility>
 
-#include "plane/LineBlock.h"
+#include "scheme/LineBlock.h"
 
 namespace fourtap {
 

@@ -1,7 +1,7 @@
 // Three bytes per pixel, three channels in any order.
-#include "plane/EntryPoints.h"
-#include "plane/PixelLayout.h"
-#include "wide/WideScale.h"
+#include "layouts/EntryPoints.h"
+#include "layouts/PixelLayout.h"
+#include "layouts/SetScalers.h"
 
 namespace {
 typedef fourtap::PixelLayout<3, 3> RGB24Layout;

@@ -1,7 +1,7 @@
 // One 8-bit plane: the simplest layout.
-#include "plane/EntryPoints.h"
-#include "plane/PixelLayout.h"
-#include "wide/WideScale.h"
+#include "layouts/EntryPoints.h"
+#include "layouts/PixelLayout.h"
+#include "layouts/SetScalers.h"
 
 namespace {
 typedef fourtap::PixelLayout<1, 1> PlaneLayout;

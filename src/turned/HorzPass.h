@@ -14,8 +14,8 @@
 #include <type_traits>
 
 #include "filters/FourTapSum.h"
-#include "filters/Rotate.h"
-#include "plane/Scaler.h"
+#include "scheme/Scaler.h"
+#include "turned/Rotate.h"
 
 namespace fourtap {
 
@@ -227,27 +227,5 @@ void FourTapHorzScaleSrcLines_c(_SCALE_CONTEXT& context, unsigned char** lines, 
     Layout::FourTapHorzFilterLine_c(context, range, extended, dst + ptrdiff_t{k} * dstStride);
   }
 }
-
-template <class Layout>
-inline constexpr Scaler scalerOf_sse2{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    FilterLinesVertically_sse2,
-    {{8, FourTapHorzScale8Lines_sse2<Layout>}, {4, FourTapHorzScale4Lines_mmx<Layout>}},
-    FourTapHorzScaleLines_c<Layout>,
-    FourTapHorzScaleSrcLines_c<Layout>,
-    false,
-};
-
-template <class Layout>
-inline constexpr Scaler scalerOf_mmx{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    FilterLinesVertically_mmx,
-    {{4, FourTapHorzScale4Lines_mmx<Layout>}, {}},
-    FourTapHorzScaleLines_c<Layout>,
-    FourTapHorzScaleSrcLines_c<Layout>,
-    false,
-};
 
 }  // namespace fourtap

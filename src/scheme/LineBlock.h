@@ -2,7 +2,7 @@
 // horizontally from full blocks into the destination.
 #pragma once
 
-#include "plane/Scaler.h"
+#include "scheme/Scaler.h"
 
 namespace fourtap {
 

@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "filters/Hold.h"
 #include "filters/VertFilter.h"
-#include "wide/Hold.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Four bytes per pixel: three channels in any order, and a fourth byte that only a vertical filter alone lets through.
-#include "plane/EntryPoints.h"
-#include "plane/PixelLayout.h"
-#include "wide/WideScale.h"
+#include "layouts/EntryPoints.h"
+#include "layouts/PixelLayout.h"
+#include "layouts/SetScalers.h"
 
 namespace {
 typedef fourtap::PixelLayout<4, 3> RGB32Layout;

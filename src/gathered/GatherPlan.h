@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-struct _SCALE_CONTEXT;
+#include "core/ScaleContext.h"
 
 namespace fourtap {
 
@@ -91,7 +91,6 @@ struct GatherPlan {
   unsigned char const* tables;  // 64-byte aligned
 };
 
-int const gatherBlockLines = 4;
 int const widestWindow = 128;
 
 // Bytes of a buffer for intermediate lines of so many bytes, plan and tables for output lines of so many bytes.

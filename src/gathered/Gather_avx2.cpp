@@ -5,8 +5,8 @@
 #include <cstring>
 #include <iterator>
 
-#include "wide/GatherPlan.h"
-#include "wide/Hold.h"
+#include "filters/Hold.h"
+#include "gathered/GatherPlan.h"
 
 namespace fourtap {
 
@@ -131,9 +131,9 @@ void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char 
             unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   static constexpr decltype(&FilterLines<spread, 1>) byLineCount[] = {FilterLines<spread, 1>, FilterLines<spread, 2>,
                                                                       FilterLines<spread, 3>, FilterLines<spread, 4>};
-  static_assert(std::size(byLineCount) == gatherBlockLines);
-  bool const fetchesAhead = comingLine && lineCount == gatherBlockLines;
-  auto* const filter = fetchesAhead ? FilterLines<spread, gatherBlockLines, true> : byLineCount[lineCount - 1];
+  static_assert(std::size(byLineCount) == wideBlockLines);
+  bool const fetchesAhead = comingLine && lineCount == wideBlockLines;
+  auto* const filter = fetchesAhead ? FilterLines<spread, wideBlockLines, true> : byLineCount[lineCount - 1];
   filter(plan, segment, lines, comingLine, dst, dstStride);
 }
 

@@ -1,0 +1,29 @@
+// Which output columns a call makes, and what of a source line they need.
+#pragma once
+
+#include <cstdint>
+
+struct _SCALE_CONTEXT;
+
+namespace fourtap {
+
+// The output columns of a call, and the stretch of a source line that they need. The stretch is whole pixels (packed:
+// whole pairs), handed to the horizontal passes as the real bytes; these extend it by copies of its edge pixels
+// (pairs).
+struct HorzRange {
+  int xDest, cxDest;  // output columns, pixels
+  int firstByte;      // of the real bytes in a source line
+  int count;          // real bytes
+  int padLeft;        // copies before them, pixels or pairs
+  int padRight;       // and after them
+  int lumaOffset;     // packed: the first luma tap, in bytes from the start of the extended stretch
+  int chromaOffset;   // packed: the first chroma tap
+};
+
+// The range of some output columns, by a layout's rule.
+typedef HorzRange NeededRange(_SCALE_CONTEXT const&, int xDest, int cxDest);
+
+// The source pixel (or pair) of an entry of the context's positions.
+inline int HorzPosition(uint64_t sixteenths) { return static_cast<int>(sixteenths >> 4); }
+
+}  // namespace fourtap

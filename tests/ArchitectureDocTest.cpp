@@ -1,0 +1,86 @@
+// The rooms of the architecture page, and the includes that are found in them: each room knows those that the page
+// says, and what these know.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using Rooms = std::map<std::string, std::set<std::string>>;
+
+// The page's block of rooms, a line each: "room", or "room -> other, other" for those that it knows.
+Rooms ReadRooms() {
+  std::ifstream page(SOURCE_FOLDER "/docs/architecture.md");
+  Rooms knows;
+  bool inBlock = false;
+  for (std::string line; std::getline(page, line);) {
+    if (line == "```rooms") {
+      inBlock = true;
+    } else if (line == "```") {
+      inBlock = false;
+    } else if (inBlock) {
+      std::istringstream names(std::regex_replace(line, std::regex("->|,"), " "));
+      std::string room;
+      names >> room;
+      knows[room];
+      for (std::string known; names >> known;) knows[room].insert(known);
+    }
+  }
+  return knows;
+}
+
+void AddAllKnown(Rooms const& knows, std::string const& room, std::set<std::string>& all) {
+  if (!all.insert(room).second) return;
+  for (std::string const& known : knows.at(room)) AddAllKnown(knows, known, all);
+}
+
+std::string RoomOf(Rooms const& knows, fs::path folder) {
+  while (!folder.empty() && !knows.contains(folder.string())) folder = folder.parent_path();
+  return folder.string();
+}
+
+// The folder of an included file, where the include directories are the source folder, src and tools.
+fs::path FolderOfIncluded(std::string const& name, fs::path const& includer) {
+  for (fs::path const& base : {fs::path(), fs::path("src"), fs::path("tools"), includer.parent_path()}) {
+    if (fs::exists(SOURCE_FOLDER / base / name)) return (base / name).parent_path();
+  }
+  return {};
+}
+
+TEST(ArchitecturePage, IncludesGoTheWayItShows) {
+  Rooms const knows = ReadRooms();
+  ASSERT_GE(knows.size(), 10u);
+  std::regex const include(R"(\s*#include "([^"]+)\")");
+  std::set<std::string> roomsWithFiles;
+  for (char const* top : {"src", "conformance", "tools", "bench", "fuzz", "include", "examples"}) {
+    for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(SOURCE_FOLDER) / top)) {
+      if (entry.path().extension() != ".h" && entry.path().extension() != ".cpp") continue;
+      fs::path const file = fs::relative(entry.path(), SOURCE_FOLDER);
+      std::string const room = RoomOf(knows, file.parent_path());
+      EXPECT_NE(room, "") << file << " lies in no room";
+      if (room.empty()) continue;
+      roomsWithFiles.insert(room);
+      std::set<std::string> known;
+      AddAllKnown(knows, room, known);
+      std::ifstream stream(entry.path());
+      std::smatch name;
+      for (std::string line; std::getline(stream, line);) {
+        if (!std::regex_match(line, name, include)) continue;
+        std::string const other = RoomOf(knows, FolderOfIncluded(name[1], file));
+        EXPECT_TRUE(known.contains(other)) << file << " includes " << name[1] << ", but " << room << " does not know "
+                                           << (other.empty() ? "where that is" : other);
+      }
+    }
+  }
+  for (auto const& [room, others] : knows) EXPECT_TRUE(roomsWithFiles.contains(room)) << room << " is empty";
+}
+
+}  // namespace
