@@ -57,13 +57,13 @@ void PrintUsage() {
 
 std::vector<conformance::Variant> RunnableVariants(conformance::Layout layout) {
   std::vector<conformance::Variant> variants;
-  for (conformance::Variant const& variant : conformance::Variants()) {
-    if (variant.layout == layout && conformance::Runnable(variant.set)) variants.push_back(variant);
+  for (conformance::Set const& set : conformance::Sets()) {
+    if (set.runnable) variants.push_back(conformance::VariantOf(layout, set));
   }
   return variants;
 }
 
-std::string ScalerOf(conformance::Variant const& variant) { return std::string("fourtap-") + variant.set; }
+std::string ScalerOf(conformance::Variant const& variant) { return std::string("fourtap-") + variant.set->name; }
 
 Rows RowsOf(std::vector<Job> const& jobs) {
   std::vector<Peer> const peers = Peers();
@@ -125,7 +125,7 @@ void ExpectSameBytes(Row const& reference, Row const& row, std::vector<unsigned 
 // Peers filter differently, but a smooth picture must look the same; RGB32's fourth byte does not count.
 void ExpectSamePicture(Row const& row, std::vector<unsigned char> const& expected) {
   std::vector<unsigned char> const actual = OutputOf(row);
-  bool const fourthIgnored = row.job->layout == conformance::Layout::rgb32;
+  bool const fourthIgnored = row.job->layout == conformance::Layout::RGB32;
   double sum = 0;
   for (std::size_t i = 0; i < expected.size(); ++i) {
     if (!fourthIgnored || i % 4 != 3) sum += std::abs(expected[i] - actual[i]);

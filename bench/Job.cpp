@@ -8,6 +8,8 @@
 #include <random>
 #include <stdexcept>
 
+#include "conformance/OwnedContext.h"
+
 namespace bench {
 namespace {
 
@@ -44,9 +46,8 @@ Job JobOf(Layout layout, Sizes const& sizes, bool slices) {
 }
 
 std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job) {
-  std::shared_ptr<_SCALE_CONTEXT> context(
-      InitScaleContext(job.in.cx, job.in.cy, job.out.cx, job.out.cy, conformance::Traits(job.layout).bitsPerPixel),
-      DoneScaleContext);
+  conformance::OwnedContext context(
+      InitScaleContext(job.in.cx, job.in.cy, job.out.cx, job.out.cy, conformance::Traits(job.layout).bitsPerPixel));
   if (!context) throw std::runtime_error("no memory for a context for " + SizesOf(job));
   return context;
 }
@@ -62,10 +63,11 @@ std::vector<Job> Jobs() {
   std::vector<Job> jobs;
   for (Sizes const& sizes : {down, up, Sizes{3840, 2160, 1920, 1080}, Sizes{1920, 1080, 3840, 2160},
                              Sizes{1920, 1080, 1920, 540}, Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}}) {
-    jobs.push_back(JobOf(Layout::plane, sizes, jobs.size() < 2));
+    jobs.push_back(JobOf(Layout::Plane, sizes, jobs.size() < 2));
   }
-  for (Layout layout : {Layout::rgb24, Layout::rgb32, Layout::xyxy, Layout::yxyx}) {
-    for (Sizes const& sizes : {down, up}) jobs.push_back(JobOf(layout, sizes, true));
+  for (conformance::LayoutTraits const& traits : conformance::Layouts()) {
+    if (traits.layout == Layout::Plane) continue;
+    for (Sizes const& sizes : {down, up}) jobs.push_back(JobOf(traits.layout, sizes, true));
   }
   return jobs;
 }
@@ -87,7 +89,7 @@ void FillSmoothly(Layout layout, Frame const& frame) {
   // Bytes of the same channel lie `period` apart; luma of a packed pair is one channel.
   conformance::LayoutTraits const& traits = conformance::Traits(layout);
   int const period = traits.pairs ? 4 : traits.BytesPerPixel();
-  bool const lumaFirst = layout == Layout::yxyx;
+  bool const lumaFirst = layout == Layout::YXYX;
   for (int y = 0; y < frame.cy; ++y) {
     for (int i = 0; i < frame.lineBytes; ++i) {
       int channel = i % period;

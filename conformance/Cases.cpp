@@ -9,9 +9,9 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
-#include <memory>
 
 #include "conformance/MmxState.h"
+#include "conformance/OwnedContext.h"
 
 namespace conformance {
 
@@ -198,7 +198,7 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
     slice.CopyFrom(at.trial.picture.data() + static_cast<std::ptrdiff_t>(cyInDone) * lineBytesIn);
     slice.Allow(cyReal == 0 ? Access::none : Access::read);
     cyInDone += cyReal;
-    int const cyExpected = ModelLinesWritten(what.sizes, at.variant.blockLines, cyInDone) - cyOutDone;
+    int const cyExpected = ModelLinesWritten(what.sizes, at.variant.set->blockLines, cyInDone) - cyOutDone;
     output.AllowOnly(Access::readWrite, cyOutDone, cyOutDone + cyExpected);
     int cyWritten = -1;
     std::string error = CallError([&] {
@@ -282,10 +282,10 @@ Trial::Trial(Case const& drawn)
 std::string RunTrial(Variant const& variant, Trial const& trial) {
   Case const& what = trial.what;
   Sizes const& sizes = what.sizes;
-  std::string const name = std::string(Traits(variant.layout).name) + " " + variant.set + ", " + Describe(what) + ": ";
-  std::unique_ptr<_SCALE_CONTEXT, decltype(&DoneScaleContext)> const context(
-      InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, Traits(variant.layout).bitsPerPixel),
-      DoneScaleContext);
+  std::string const name =
+      std::string(Traits(variant.layout).name) + " " + variant.set->name + ", " + Describe(what) + ": ";
+  OwnedContext const context(
+      InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, Traits(variant.layout).bitsPerPixel));
   if (!context) return name + "no context";
 
   Workplace const at{variant, trial, context.get()};

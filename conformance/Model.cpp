@@ -61,15 +61,15 @@ struct Component {
 
 std::vector<Component> ComponentsOf(Layout layout) {
   switch (layout) {
-    case Layout::plane:
+    case Layout::Plane:
       return {{0, 1, 1}};
-    case Layout::rgb24:
+    case Layout::RGB24:
       return {{0, 3, 1}, {1, 3, 1}, {2, 3, 1}};
-    case Layout::rgb32:
+    case Layout::RGB32:
       return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}};
-    case Layout::xyxy:
+    case Layout::XYXY:
       return {{0, 4, 2}, {1, 2, 1}, {2, 4, 2}};
-    case Layout::yxyx:
+    case Layout::YXYX:
       return {{0, 2, 1}, {1, 4, 2}, {3, 4, 2}};
   }
   return {};

@@ -1,4 +1,4 @@
-// The list of all scalers: what tests, self-test, benchmark and fuzzers run over.
+// All scalers, by layout and set: what tests, self-test, benchmark, fuzzers and the tool run over.
 #pragma once
 
 #include <fourtapscale/FourTapScale.h>
@@ -6,9 +6,13 @@
 #include <span>
 #include <string_view>
 
+#include "variants/Variants.h"
+
 namespace conformance {
 
-enum class Layout { plane, rgb24, rgb32, xyxy, yxyx };
+#define FOURTAP_ENUMERATOR(with, name, ...) name = FourTapLayout##name,
+enum class Layout { FOURTAP_LAYOUTS(FOURTAP_ENUMERATOR, ) };
+#undef FOURTAP_ENUMERATOR
 
 struct LayoutTraits {
   Layout layout;
@@ -20,22 +24,31 @@ struct LayoutTraits {
 };
 
 // Indexed by Layout.
-extern LayoutTraits const layouts[5];
+std::span<LayoutTraits const> Layouts();
 
-inline LayoutTraits const& Traits(Layout layout) { return layouts[static_cast<int>(layout)]; }
+inline LayoutTraits const& Traits(Layout layout) { return Layouts()[static_cast<std::size_t>(layout)]; }
+
+struct Set {
+  char const* name;  // the suffix of the routines' names
+  int number;        // FourTapSet; FourTapSetNone for one that is never chosen
+  int blockLines;    // lines that leave a progressive scaler at a time while both sizes change
+  bool runnable;     // on this processor
+};
+
+// Narrowest first.
+std::span<Set const> Sets();
 
 struct Variant {
   Layout layout;
-  char const* set;  // instruction set: the suffix of the routines' names
-  int blockLines;   // lines that leave a progressive scaler at a time while both sizes change
+  Set const* set;
   FourTapFrameScaler* frame;
   FourTapSliceScaler* slice;
 };
 
-// Layout by layout, in the order of Layout; within a layout the narrowest set first.
+// Layout by layout, in the order of Layout; within a layout by set, in the order of Sets.
 std::span<Variant const> Variants();
 
-// Whether this processor can run the set.
-bool Runnable(std::string_view set);
+// The variant of a layout and a set that are listed.
+Variant const& VariantOf(Layout layout, Set const& set);
 
 }  // namespace conformance

@@ -36,7 +36,8 @@ Placement PlacementOf(Input& input) {
 
 Case CaseOf(Input input) {
   Case what{};
-  LayoutTraits const& traits = layouts[input.Between(0, 4)];
+  auto const lastLayout = static_cast<int>(Layouts().size()) - 1;
+  LayoutTraits const& traits = Traits(static_cast<Layout>(input.Between(0, lastLayout)));
   what.layout = traits.layout;
   what.seed = static_cast<uint64_t>(input.Between(0, 255));
   what.content = static_cast<Content>(input.Between(0, 2));
@@ -62,9 +63,9 @@ Case CaseOf(Input input) {
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size) {
   Trial const trial(CaseOf({data, size}));
-  for (Variant const& variant : Variants()) {
-    if (variant.layout != trial.what.layout || !Runnable(variant.set)) continue;
-    std::string const error = RunTrial(variant, trial);
+  for (Set const& set : Sets()) {
+    if (!set.runnable) continue;
+    std::string const error = RunTrial(VariantOf(trial.what.layout, set), trial);
     if (!error.empty()) {
       std::fprintf(stderr, "%s\n", error.c_str());
       std::abort();

@@ -60,7 +60,7 @@ TEST(ArchitecturePage, IncludesGoTheWayItShows) {
   ASSERT_GE(knows.size(), 10u);
   std::regex const include(R"(\s*#include "([^"]+)\")");
   std::set<std::string> roomsWithFiles;
-  for (char const* top : {"src", "conformance", "tools", "bench", "fuzz", "include", "examples"}) {
+  for (char const* top : {"src", "conformance", "tools", "bench", "fuzz", "variants", "include", "examples"}) {
     for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(SOURCE_FOLDER) / top)) {
       if (entry.path().extension() != ".h" && entry.path().extension() != ".cpp") continue;
       fs::path const file = fs::relative(entry.path(), SOURCE_FOLDER);

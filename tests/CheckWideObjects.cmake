@@ -1,16 +1,19 @@
-# The files compiled for newer processors must not define a function that the linker may put in place of another file's:
-# older processors would run it.
-foreach(object ${OBJECTS})
-  if(object MATCHES "_avx(2|512)\\.cpp")
+# The files compiled for newer processors, those named after one of SETS, must not define a function that the linker may
+# put in place of another file's: older processors would run it.
+foreach(set ${SETS})
+  set(checked FALSE)
+  foreach(object ${OBJECTS})
+    if(NOT object MATCHES "_${set}\\.cpp\\.")
+      continue()
+    endif()
     execute_process(COMMAND ${NM} --defined-only ${object} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX MATCHALL "[^\n]* [VWu] [^\n]*" shared "${symbols}")
     if(shared)
       message(FATAL_ERROR "${object} shares ${shared}")
     endif()
-    list(APPEND checked ${object})
+    set(checked TRUE)
+  endforeach()
+  if(NOT checked)
+    message(FATAL_ERROR "Expected objects of files whose names end in _${set}, found none")
   endif()
 endforeach()
-list(LENGTH checked count)
-if(count LESS 4)
-  message(FATAL_ERROR "Expected four objects for newer processors, found ${count}")
-endif()

@@ -23,19 +23,19 @@ using conformance::Variant;
 
 TEST(ModelTest, SamplesWorkedOutByHand) {
   // Equal sizes smooth with 14, 36, 14.
-  EXPECT_EQ(ModelFrame(Layout::plane, {6, 1, 6, 1}, {68, 32, 130, 60, 253, 230}), Bytes({60, 61, 93, 117, 205, 235}));
+  EXPECT_EQ(ModelFrame(Layout::Plane, {6, 1, 6, 1}, {68, 32, 130, 60, 253, 230}), Bytes({60, 61, 93, 117, 205, 235}));
   // 2 to 3: positions 0, 2/3 and 4/3, phases 0, 10 and 5.
-  EXPECT_EQ(ModelFrame(Layout::plane, {2, 1, 3, 1}, {0, 255}), Bytes({55, 147, 231}));
+  EXPECT_EQ(ModelFrame(Layout::Plane, {2, 1, 3, 1}, {0, 255}), Bytes({55, 147, 231}));
   // 1920 to 1: from the middle, samples 958 to 961 at phase 0, vertically and horizontally alike.
   Bytes middle(1920);
   middle[958] = 64, middle[959] = 128, middle[960] = 32, middle[961] = 255;
-  EXPECT_EQ(ModelFrame(Layout::plane, {1920, 1, 1, 1}, middle), Bytes({93}));
-  EXPECT_EQ(ModelFrame(Layout::plane, {1, 1920, 1, 1}, middle), Bytes({93}));
+  EXPECT_EQ(ModelFrame(Layout::Plane, {1920, 1, 1, 1}, middle), Bytes({93}));
+  EXPECT_EQ(ModelFrame(Layout::Plane, {1, 1920, 1, 1}, middle), Bytes({93}));
   // Two pairs to one: luma at phase 8 from pixels -1 to 2 and 1 to 4, chroma at phase 0 from pairs -1 to 2.
-  EXPECT_EQ(ModelFrame(Layout::xyxy, {4, 1, 2, 1}, {10, 64, 20, 128, 200, 32, 100, 255}), Bytes({51, 91, 37, 148}));
+  EXPECT_EQ(ModelFrame(Layout::XYXY, {4, 1, 2, 1}, {10, 64, 20, 128, 200, 32, 100, 255}), Bytes({51, 91, 37, 148}));
   // The fourth byte survives where the height alone changes.
-  EXPECT_EQ(ModelFrame(Layout::rgb32, {1, 1, 1, 2}, {1, 2, 3, 4}), Bytes({1, 2, 3, 4, 1, 2, 3, 4}));
-  EXPECT_EQ(ModelFrame(Layout::rgb32, {1, 1, 2, 1}, {1, 2, 3, 4}), Bytes({1, 2, 3, 0, 1, 2, 3, 0}));
+  EXPECT_EQ(ModelFrame(Layout::RGB32, {1, 1, 1, 2}, {1, 2, 3, 4}), Bytes({1, 2, 3, 4, 1, 2, 3, 4}));
+  EXPECT_EQ(ModelFrame(Layout::RGB32, {1, 1, 2, 1}, {1, 2, 3, 4}), Bytes({1, 2, 3, 0, 1, 2, 3, 0}));
 }
 
 unsigned char const* firstSlice;
@@ -137,12 +137,13 @@ struct Fault {
 TEST(ChecksTest, EveryFaultIsReported) {
   conformance::Placement const beforeGuard{0, false, Flush::end, 0};
   Case what{
-      1, Layout::plane, {cxIn, cyIn, cxOut, cyOut}, {3, 4, 20, 9}, {{3, 5, 4, 0}, {5, 7}}, beforeGuard, beforeGuard,
+      1, Layout::Plane, {cxIn, cyIn, cxOut, cyOut}, {3, 4, 20, 9}, {{3, 5, 4, 0}, {5, 7}}, beforeGuard, beforeGuard,
       {}};
   what.destination.gap = 5;
   Trial const trial(what);
+  conformance::Set const set{"wrong", FourTapSetNone, 8, true};
   for (Fault const& fault : faults) {
-    Variant const wrong{Layout::plane, "wrong", 8, fault.frame ? fault.frame : FourTapScalePlane_sse2,
+    Variant const wrong{Layout::Plane, &set, fault.frame ? fault.frame : FourTapScalePlane_sse2,
                         fault.slice ? fault.slice : FourTapScalePlaneProgressive_sse2};
     firstSlice = nullptr;
     std::string const report = RunTrial(wrong, trial);
@@ -159,8 +160,7 @@ TEST(SelfTest, AgreesAndGivesTheKnownDigest) {
   std::rewind(out);
   EXPECT_EQ(std::fread(text.data(), 1, text.size(), out), text.size());
   std::fclose(out);
-  std::size_t const lastLine = text.rfind('\n', text.size() - 2) + 1;
-  EXPECT_EQ(text.substr(lastLine), "digest 429570acda699749\n");
+  EXPECT_NE(text.find("\ndigest 429570acda699749\n"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -1,67 +1,113 @@
-// Dispatch under a host's own processor detection, which takes the place of the library's.
+// Dispatch and look-up under a host's own processor detection, which takes the place of the library's.
 #include <fourtapscale/FourTapScale.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <string>
 #include <vector>
+
+#include "variants/Variants.h"
 
 namespace {
 
 int detected;
 
-// The sets whose scaler a pointer may lead to, by FourTapSet; the first one is none.
-template <class Scaler>
-int SetOf(Scaler* pointer, Scaler* sse2, Scaler* avx2, Scaler* avx512) {
-  Scaler* const scalers[] = {nullptr, sse2, avx2, avx512};
-  return static_cast<int>(std::find(scalers, scalers + 4, pointer) - scalers);
+struct Scalers {
+  FourTapFrameScaler* frame;
+  FourTapSliceScaler* slice;
+
+  bool operator==(Scalers const&) const = default;
+};
+
+struct NamedSet {
+  char const* name;
+  int number;
+  bool isHere;
+  std::vector<Scalers> scalers;  // by layout
+};
+
+#define SCALERS_OF(set, layout, ...) {FourTapScale##layout##_##set, FourTapScale##layout##Progressive_##set},
+#define SET_OF(with, set, number, ...) {#set, number, FOURTAP_PROCESSOR_HAS(set), {FOURTAP_LAYOUTS(SCALERS_OF, set)}},
+std::vector<NamedSet> const& Sets() {
+  static std::vector<NamedSet> const sets = {FOURTAP_SETS(SET_OF, )};
+  return sets;
 }
 
-#define SET_OF(pointer, stem) SetOf(pointer, stem##_sse2, stem##_avx2, stem##_avx512)
+// Where the pointers lead.
+#define POINTERS_OF(with, layout, ...) {FourTapScale##layout, FourTapScaleProgressive##layout},
+std::vector<Scalers> Installed() { return {FOURTAP_LAYOUTS(POINTERS_OF, )}; }
 
-// The set that all ten pointers lead to, or -1 where they disagree.
-int InstalledSet() {
-  std::vector<int> const sets = {SET_OF(FourTapScalePlane, FourTapScalePlane),
-                                 SET_OF(FourTapScaleRGB24, FourTapScaleRGB24),
-                                 SET_OF(FourTapScaleRGB32, FourTapScaleRGB32),
-                                 SET_OF(FourTapScaleYXYX, FourTapScaleYXYX),
-                                 SET_OF(FourTapScaleXYXY, FourTapScaleXYXY),
-                                 SET_OF(FourTapScaleProgressivePlane, FourTapScalePlaneProgressive),
-                                 SET_OF(FourTapScaleProgressiveRGB24, FourTapScaleRGB24Progressive),
-                                 SET_OF(FourTapScaleProgressiveRGB32, FourTapScaleRGB32Progressive),
-                                 SET_OF(FourTapScaleProgressiveYXYX, FourTapScaleYXYXProgressive),
-                                 SET_OF(FourTapScaleProgressiveXYXY, FourTapScaleXYXYProgressive)};
-  return std::count(sets.begin(), sets.end(), sets[0]) == 10 ? sets[0] : -1;
+// What the look-up gives for each layout's number.
+#define FOUND_OF(widest, layout, ...) \
+  {FourTapFrameScalerFor(FourTapLayout##layout, widest), FourTapSliceScalerFor(FourTapLayout##layout, widest)},
+std::vector<Scalers> Found(int widest) { return {FOURTAP_LAYOUTS(FOUND_OF, widest)}; }
+
+std::vector<Scalers> const none(Installed().size());
+
+// The set that a limit comes to on this processor: the last one here of those up to it, in the order of the list.
+NamedSet const& Expected(int widest) {
+  NamedSet const* expected = nullptr;
+  for (NamedSet const& set : Sets()) {
+    if (set.number != FourTapSetNone && set.isHere) expected = &set;
+    if (set.number == widest) break;
+  }
+  return *expected;
 }
 
-int WidestSet() {
-  __builtin_cpu_init();
-  if (!__builtin_cpu_supports("avx2")) return FourTapSetSSE2;
-  bool const avx512 = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vnni") &&
-                      __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
-  return avx512 ? FourTapSetAVX512 : FourTapSetAVX2;
+TEST(Dispatch, NumbersStayWhatTheyArePublishedAs) {
+  EXPECT_EQ(std::vector<int>({FourTapSetNone, FourTapSetSSE2, FourTapSetAVX2, FourTapSetAVX512}),
+            std::vector<int>({0, 1, 2, 3}));
+  EXPECT_EQ(FourTapSetWidest, std::numeric_limits<int>::max());
+  EXPECT_EQ(std::vector<int>(
+                {FourTapLayoutPlane, FourTapLayoutRGB24, FourTapLayoutRGB32, FourTapLayoutXYXY, FourTapLayoutYXYX}),
+            std::vector<int>({0, 1, 2, 3, 4}));
 }
 
-TEST(Dispatch, InstallsAllScalersOfASetOrNone) {
-  EXPECT_EQ(InstalledSet(), FourTapSetNone);
+TEST(Dispatch, FindsAndInstallsAllScalersOfASetOrNone) {
+  int const beyond = static_cast<int>(none.size());
+  EXPECT_EQ(Installed(), none);
   EXPECT_EQ(InitFourTapScale(), 0);
-  EXPECT_EQ(InitFourTapScaleBest(FourTapSetAVX512), FourTapSetNone);
-  EXPECT_EQ(InstalledSet(), FourTapSetNone);
+  EXPECT_EQ(InitFourTapScaleBest(FourTapSetWidest), FourTapSetNone);
+  EXPECT_EQ(FourTapSetFor(FourTapSetWidest), FourTapSetNone);
+  EXPECT_EQ(Found(FourTapSetWidest), none);
+  EXPECT_EQ(Installed(), none);
   for (int const answer : {7, 1, 1}) {
     detected = answer;
     EXPECT_EQ(InitFourTapScale(), 1);
-    EXPECT_EQ(InstalledSet(), FourTapSetSSE2);
+    EXPECT_EQ(Installed(), Expected(FourTapSetSSE2).scalers);
   }
-  for (int widest = FourTapSetSSE2; widest <= FourTapSetAVX512 + 1; ++widest) {
-    int const expected = std::min(widest, WidestSet());
-    EXPECT_EQ(InitFourTapScaleBest(widest), expected);
-    EXPECT_EQ(InstalledSet(), expected);
-    EXPECT_EQ(InitFourTapScaleBest(FourTapSetNone), FourTapSetNone);
-    EXPECT_EQ(InstalledSet(), expected);
+  // A number that no set has stands for the widest.
+  for (int const widest : {+FourTapSetSSE2, +FourTapSetAVX2, +FourTapSetAVX512, 1000, +FourTapSetWidest}) {
+    SCOPED_TRACE(widest);
+    NamedSet const& expected = Expected(widest);
+    std::vector<Scalers> const before = Installed();
+    EXPECT_EQ(FourTapSetFor(widest), expected.number);
+    EXPECT_EQ(Found(widest), expected.scalers);
+    EXPECT_EQ(Installed(), before) << "looking up sets nothing";
+    EXPECT_EQ(InitFourTapScaleBest(widest), expected.number);
+    EXPECT_EQ(Installed(), expected.scalers);
+    for (int const nothing : {+FourTapSetNone, -1}) {
+      EXPECT_EQ(InitFourTapScaleBest(nothing), FourTapSetNone);
+      EXPECT_EQ(Found(nothing), none);
+    }
+    for (int const noLayout : {-1, beyond, std::numeric_limits<int>::max()}) {
+      EXPECT_EQ(FourTapFrameScalerFor(noLayout, widest), nullptr);
+      EXPECT_EQ(FourTapSliceScalerFor(noLayout, widest), nullptr);
+    }
+    EXPECT_EQ(Installed(), expected.scalers);
   }
   detected = 0;
   EXPECT_EQ(InitFourTapScale(), 0);
   EXPECT_EQ(InitFourTapScaleBest(FourTapSetSSE2), FourTapSetNone);
-  EXPECT_EQ(InstalledSet(), WidestSet());
+  EXPECT_EQ(Found(FourTapSetSSE2), none);
+  EXPECT_EQ(Installed(), Expected(FourTapSetWidest).scalers);
+}
+
+TEST(Dispatch, TellsTheVersion) {
+  EXPECT_EQ(FourTapScaleVersion(), FOURTAP_VERSION);
+  EXPECT_EQ(PROJECT_VERSION, std::to_string(FOURTAP_VERSION_MAJOR) + "." + std::to_string(FOURTAP_VERSION_MINOR) + "." +
+                                 std::to_string(FOURTAP_VERSION_PATCH));
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ TEST(GatherSchemes, AllAreUsed) {
     std::set<fourtap::GatherScheme const*> used;
     bool endsDiffer = false;
     for (Sizes const& sizes : SizesOfAllRatios()) {
-      OwnedContext const context = MakeContext(Layout::rgb32, sizes);
+      OwnedContext const context = MakeContext(Layout::RGB32, sizes);
       auto const plan = [&](fourtap::GatherLayout const& layout, fourtap::NeededRange* needed) {
         fourtap::GatherPlan const& made = fourtap::PlanGather(*context, *set, layout, needed(*context, 0, sizes.cxOut));
         if (made.segmentCount == 0) used.insert(nullptr);
@@ -82,10 +82,10 @@ TEST_P(GatherTest, LinesShorterThanAWindowInPlace) {
 // Tables are kept for the next call of the same kind, and for no other.
 TEST_P(GatherTest, OtherColumnsLayoutsAndSetsInOneContext) {
   Sizes const sizes{90, 11, 64, 9};
-  OwnedContext const context = MakeContext(Layout::rgb32, sizes);
+  OwnedContext const context = MakeContext(Layout::RGB32, sizes);
   for (int round = 0; round < 2; ++round) {
     for (Variant const& other : Variants()) {
-      if (!Runnable(other.set)) continue;
+      if (!other.set->runnable) continue;
       int const bytesPerPixel = Traits(other.layout).BytesPerPixel();
       Bytes const source(static_cast<std::size_t>(sizes.cxIn * sizes.cyIn * bytesPerPixel), 7);
       Bytes output(static_cast<std::size_t>(20 * sizes.cyOut * bytesPerPixel));
@@ -96,12 +96,6 @@ TEST_P(GatherTest, OtherColumnsLayoutsAndSetsInOneContext) {
   }
 }
 
-std::vector<Variant> GatheringVariants() {
-  std::vector<Variant> gathering(Variants().begin(), Variants().end());
-  std::erase_if(gathering, [](Variant const& variant) { return variant.blockLines != 1; });
-  return gathering;
-}
-
-INSTANTIATE_TEST_SUITE_P(, GatherTest, testing::ValuesIn(GatheringVariants()), VariantName);
+INSTANTIATE_TEST_SUITE_P(, GatherTest, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
 
 }  // namespace

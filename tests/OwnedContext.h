@@ -1,16 +1,10 @@
-// A scale context that releases itself.
+// A scale context that releases itself, and shows what it is made of.
 #pragma once
 
-#include <fourtapscale/FourTapScale.h>
-
-#include <memory>
-
+#include "conformance/OwnedContext.h"
 #include "core/ScaleContext.h"
 
-struct DoneContext {
-  void operator()(_SCALE_CONTEXT* context) const { DoneScaleContext(context); }
-};
-typedef std::unique_ptr<_SCALE_CONTEXT, DoneContext> OwnedContext;
+using conformance::OwnedContext;
 
 struct ContextSizes {
   int cxIn, cyIn, cxOut, cyOut, bitsPerPixel;

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "OwnedContext.h"
@@ -28,16 +27,16 @@ void Scale(conformance::Variant const& variant, Case const& sizes, int cyIn, int
 }
 
 // Of the filters that a set brings along, the one whose block is full first.
-std::string FirstFilter(std::string_view set, int cyDest) {
-  if (set == "avx2" || set == "avx512") return "FourTapHorzFilterLines_" + std::string(set);
-  if (set == "sse2" && cyDest >= 8) return "FourTapHorzFilter8Lines_sse2";
+std::string FirstFilter(conformance::Set const& set, int cyDest) {
+  if (set.blockLines == 1) return std::string("FourTapHorzFilterLines_") + set.name;
+  if (set.blockLines == 8 && cyDest >= 8) return "FourTapHorzFilter8Lines_sse2";
   return cyDest >= 4 ? "FourTapHorzFilter4Lines_mmx" : "FourTapHorzFilterLine_c";
 }
 
 std::vector<conformance::Variant> PackedVariants() {
   std::vector<conformance::Variant> packed;
   for (conformance::Variant const& variant : conformance::Variants()) {
-    if (conformance::Traits(variant.layout).pairs && conformance::Runnable(variant.set)) packed.push_back(variant);
+    if (conformance::Traits(variant.layout).pairs && variant.set->runnable) packed.push_back(variant);
   }
   return packed;
 }
@@ -47,7 +46,7 @@ TEST(PairAssertions, NameTheFirstOddNumber) {
     std::string const file = std::string(conformance::Traits(variant.layout).name) + "Scale";
     for (Case const& sizes : cases) {
       for (int const cyDest : {9, 8, 7, 4, 3, 1}) {
-        std::string const filter = FirstFilter(variant.set, cyDest);
+        std::string const filter = FirstFilter(*variant.set, cyDest);
         std::string const report = file + ".*" + filter + ".*\\(" + sizes.odd + " & 1\\) == 0";
         EXPECT_DEATH(Scale(variant, sizes, 16, 16, cyDest), report);
         if (sizes.cxIn != sizes.cxOut) {

@@ -77,13 +77,14 @@ TEST_P(SlicesTest, LinesWrittenByEachCall) {
     std::vector<int> cyWritten;
     EXPECT_EQ(ScaleSlices(GetParam(), context.get(), example.sizes, trial.picture, example.slices, &cyWritten),
               trial.frame);
-    EXPECT_EQ(cyWritten, example.cyWritten.at(GetParam().blockLines));
+    EXPECT_EQ(cyWritten, example.cyWritten.at(GetParam().set->blockLines));
   }
 }
 
 // What FourTapScaleLinesNeeded promises, line by line: kept at once by scalers that hold nothing back.
-TEST_P(SlicesTest, LinesComeWithTheLastOneTheyNeed) {
-  if (GetParam().blockLines != 1) GTEST_SKIP() << "waits for blocks of lines";
+class SlicesAtOnceTest : public PerVariantTest {};
+
+TEST_P(SlicesAtOnceTest, LinesComeWithTheLastOneTheyNeed) {
   for (Sizes const& sizes : {Sizes{10, 11, 14, 17}, {10, 64, 4, 6}, {10, 2, 14, 9}, {10, 9, 10, 9}, {8, 90, 8, 7}}) {
     Trial const trial(CaseOfSizes(GetParam().layout, sizes, 0));
     OwnedContext const context = MakeContext(GetParam().layout, sizes);
@@ -99,5 +100,6 @@ TEST_P(SlicesTest, LinesComeWithTheLastOneTheyNeed) {
 }
 
 FOR_EACH_VARIANT(SlicesTest);
+INSTANTIATE_TEST_SUITE_P(, SlicesAtOnceTest, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "conformance/Cases.h"
@@ -28,25 +29,39 @@ std::vector<Taps> TapsToTry() {
   short table[16 * 4];
   fourtap::ComputeFilterCoefs(1, table);
   std::memcpy(taps.data(), table, sizeof table);
-  // The last three saturate at both ends and reach both ends of 16 bits.
-  taps.insert(taps.end(),
-              {{{-3, 40, 30, -3}}, {{0, 64, 0, 0}}, {{0, 0, 64, 0}}, {{-128, 128, 0, 0}}, {{64, -64, 64, -64}}});
+  // Sums just beyond 64, which take another way than those of a context; the last four saturate at both ends and reach
+  // both ends of 16 bits.
+  taps.insert(taps.end(), {{{15, 36, 14, 0}},
+                           {{2, 0, 0, 63}},
+                           {{-3, 40, 30, -3}},
+                           {{0, 64, 0, 0}},
+                           {{0, 0, 64, 0}},
+                           {{-128, 128, 0, 0}},
+                           {{64, -64, 64, -64}},
+                           {{0, 0, 28, 100}}});
   return taps;
 }
 
+typedef decltype(FourTapVertFilter_sse2) VertFilterOfLine;
+
+#define FILTER_OF(with, set, ...) FourTapVertFilter_##set,
+VertFilterOfLine* const filterOfSet[] = {FOURTAP_SETS(FILTER_OF, )};
+
 struct Filter {
-  char const* set;
-  decltype(FourTapVertFilter_sse2)* run;
+  std::string set;
+  VertFilterOfLine* run;
   int alignment;  // that all lines must share for the aligned path; 0: all bytes go through vector lanes
 };
 
 std::vector<Filter> RunnableFilters() {
-  std::vector<Filter> filters = {{"mmx", FourTapVertFilter_mmx, 8},
-                                 {"sse2", FourTapVertFilter_sse2, 16},
-                                 {"avx2", FourTapVertFilter_avx2, 0},
-                                 {"avx512", FourTapVertFilter_avx512, 0}};
-  std::erase_if(filters, [](Filter const& filter) { return !conformance::Runnable(filter.set); });
-  return filters;
+  std::vector<Filter> runnable;
+  for (std::size_t i = 0; i < conformance::Sets().size(); ++i) {
+    conformance::Set const& set = conformance::Sets()[i];
+    std::string const name = set.name;
+    int const alignment = name == "mmx" ? 8 : name == "sse2" ? 16 : 0;
+    if (set.runnable) runnable.push_back({name, filterOfSet[i], alignment});
+  }
+  return runnable;
 }
 std::vector<Filter> const filters = RunnableFilters();
 
@@ -152,19 +167,24 @@ std::vector<int> ScalarBytes(Filter const& filter, int misalignment, int count) 
   return bytes;
 }
 
+// Taps of one line, and of two that a byte multiplication takes at once.
 TEST_F(VertFilter, VectorLanesWrapBeyondTheRange) {
-  lines[1].Allow(conformance::Access::readWrite);
-  std::memset(lines[1].Data(), 255, pageSize);
+  for (int const t : {0, 1}) {
+    lines[t].Allow(conformance::Access::readWrite);
+    std::memset(lines[t].Data(), 255, pageSize);
+  }
   for (Filter const& filter : filters) {
     for (int shift = 0; shift <= 16; ++shift) {
       // The last round has lines that share no alignment.
       Offsets const at{32 + shift % 3, {shift, shift, shift, shift == 16 ? 3 : shift}};
       int const misalignment = shift == 16 || filter.alignment == 0 ? 0 : shift % filter.alignment;
       for (int count = 0; count <= 80; ++count) {
-        Run(filter, at, count, {{0, 200, 0, 0}});
-        std::vector<int> const got(dst.Data() + at.dst, dst.Data() + at.dst + count);
-        ASSERT_EQ(got, ScalarBytes(filter, misalignment, count))
-            << filter.set << " count " << count << " shift " << shift;
+        for (Taps const& taps : {Taps{{0, 200, 0, 0}}, {{100, 29, 0, 0}}}) {
+          Run(filter, at, count, taps);
+          std::vector<int> const got(dst.Data() + at.dst, dst.Data() + at.dst + count);
+          ASSERT_EQ(got, ScalarBytes(filter, misalignment, count))
+              << filter.set << " count " << count << " shift " << shift << " first tap " << taps.tap[0];
+        }
       }
     }
   }

@@ -1,8 +1,6 @@
 // GStreamer's video scaler, the library behind its elements; the number of taps is given, so it does not widen.
 #include <gst/video/video.h>
 
-#include <stdexcept>
-
 #include "bench/Peers.h"
 
 namespace bench {
@@ -13,22 +11,24 @@ using Scaler = std::shared_ptr<GstVideoScaler>;
 GstVideoFormat FormatOf(conformance::Layout layout) {
   using enum conformance::Layout;
   switch (layout) {
-    case plane:
+    case Plane:
       return GST_VIDEO_FORMAT_GRAY8;
-    case rgb24:
+    case RGB24:
       return GST_VIDEO_FORMAT_RGB;
-    case rgb32:
+    case RGB32:
       return GST_VIDEO_FORMAT_RGBx;
-    case xyxy:
+    case XYXY:
       return GST_VIDEO_FORMAT_UYVY;
-    case yxyx:
+    case YXYX:
       return GST_VIDEO_FORMAT_YUY2;
+    default:
+      return GST_VIDEO_FORMAT_UNKNOWN;
   }
-  throw std::invalid_argument("layout");
 }
 
 Scale Prepare(Job const& job, GstVideoResamplerMethod method, unsigned taps) {
   GstVideoFormat const format = FormatOf(job.layout);
+  if (format == GST_VIDEO_FORMAT_UNKNOWN) return {};
   // Null where the size stays: that direction is then left out.
   auto const direction = [=](int from, int to) -> Scaler {
     if (from == to) return nullptr;

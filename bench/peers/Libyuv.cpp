@@ -24,7 +24,7 @@ struct Planes {
 Scale PreparePacked(Job const& job) {
   auto const from = std::make_shared<Planes>(job.in.cx, job.in.cy);
   auto const to = std::make_shared<Planes>(job.out.cx, job.out.cy);
-  bool const lumaFirst = job.layout == Layout::yxyx;
+  bool const lumaFirst = job.layout == Layout::YXYX;
   auto const split = lumaFirst ? libyuv::YUY2ToI422 : libyuv::UYVYToI422;
   auto const merge = lumaFirst ? libyuv::I422ToYUY2 : libyuv::I422ToUYVY;
   return [=, in = job.in, out = job.out] {
@@ -42,14 +42,15 @@ Scale PreparePacked(Job const& job) {
 }
 
 Scale Prepare(Job const& job) {
-  if (conformance::Traits(job.layout).pairs) return PreparePacked(job);
+  if (job.layout == Layout::XYXY || job.layout == Layout::YXYX) return PreparePacked(job);
+  if (job.layout != Layout::Plane && job.layout != Layout::RGB24 && job.layout != Layout::RGB32) return {};
   return [layout = job.layout, in = job.in, out = job.out] {
     switch (layout) {
-      case Layout::plane:
+      case Layout::Plane:
         libyuv::ScalePlane(in.Line(0), in.stride, in.cx, in.cy, out.Line(0), out.stride, out.cx, out.cy,
                            libyuv::kFilterBilinear);
         break;
-      case Layout::rgb24:
+      case Layout::RGB24:
         libyuv::RGBScale(in.Line(0), in.stride, in.cx, in.cy, out.Line(0), out.stride, out.cx, out.cy,
                          libyuv::kFilterBilinear);
         break;

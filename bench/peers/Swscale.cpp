@@ -13,22 +13,24 @@ namespace {
 AVPixelFormat FormatOf(conformance::Layout layout) {
   using enum conformance::Layout;
   switch (layout) {
-    case plane:
+    case Plane:
       return AV_PIX_FMT_GRAY8;
-    case rgb24:
+    case RGB24:
       return AV_PIX_FMT_RGB24;
-    case rgb32:
+    case RGB32:
       return AV_PIX_FMT_RGB0;
-    case xyxy:
+    case XYXY:
       return AV_PIX_FMT_UYVY422;
-    case yxyx:
+    case YXYX:
       return AV_PIX_FMT_YUYV422;
+    default:
+      return AV_PIX_FMT_NONE;
   }
-  throw std::invalid_argument("layout");
 }
 
 Scale Prepare(Job const& job, int flags) {
   AVPixelFormat const format = FormatOf(job.layout);
+  if (format == AV_PIX_FMT_NONE) return {};
   std::shared_ptr<SwsContext> const context(
       sws_getContext(job.in.cx, job.in.cy, format, job.out.cx, job.out.cy, format, flags, nullptr, nullptr, nullptr),
       sws_freeContext);

@@ -18,7 +18,7 @@ zimg_image_format FormatOf(Frame const& frame) {
 }
 
 Scale Prepare(Job const& job) {
-  if (job.layout != conformance::Layout::plane) return {};
+  if (job.layout != conformance::Layout::Plane) return {};
   zimg_graph_builder_params params;
   zimg_graph_builder_params_default(&params, ZIMG_API_VERSION);
   params.resample_filter = ZIMG_RESIZE_BICUBIC;

@@ -4,10 +4,13 @@
 // rectangle, slicing, stride, alignment or thread they were asked with.
 //
 // Calling order:
-//   1. InitFourTapScale() once, before any of the pointers below is read.
+//   1. FourTapFrameScalerFor(layout, FourTapSetWidest), and FourTapSliceScalerFor for progressive frames: the layout's
+//      fastest scalers on this processor. Or InitFourTapScaleBest(FourTapSetWidest) once for the whole process, and
+//      then the layout's pointers below.
 //   2. InitScaleContext(...) once for each pair of sizes and pixel size.
-//   3. For each frame, through the layout's pointer: either whole-frame calls, each for a rectangle of the output, in
-//      any number and order; or FourTapScaleProgressiveReset, then progressive calls until all lines are handed in.
+//   3. For each frame, with that scaler: either whole-frame calls, each for a rectangle of the output, in any number
+//   and
+//      order; or FourTapScaleProgressiveReset, then progressive calls until all lines are handed in.
 //   4. DoneScaleContext(...).
 //
 // Pixels: FourTapScale knows five layouts. Sizes and positions (cx, cy, x, y) count pixels and lines, strides count
@@ -26,7 +29,11 @@
 // and destination must not overlap.
 //
 // Threads: a context serves one call at a time. Different contexts may be used in different threads at once, also on
-// the same picture. No call allocates, but for InitScaleContext.
+// the same picture. No call allocates, but for InitScaleContext. All functions without a context are safe in threads,
+// except those that set the pointers.
+//
+// Contexts: one serves all layouts of its pixel size and all instruction sets, one frame after the other. A progressive
+// frame stays with the layout and the set that it began with.
 //
 // What to expect of the picture: the filter smooths slightly, at equal sizes too (there with taps 14, 36, 14 of 64,
 // horizontally). Four taps see four source pixels whatever the ratio, so reductions beyond about 2:1 alias; reduce in
@@ -36,6 +43,15 @@
 #pragma once
 
 #include <fourtapscale/FourTapExport.h>
+
+// The version of this header. What it declares stays as it is as long as the first number does.
+#define FOURTAP_VERSION_MAJOR 1
+#define FOURTAP_VERSION_MINOR 0
+#define FOURTAP_VERSION_PATCH 0
+#define FOURTAP_VERSION (10000 * FOURTAP_VERSION_MAJOR + 100 * FOURTAP_VERSION_MINOR + FOURTAP_VERSION_PATCH)
+
+// The version of the library that is linked, counted like FOURTAP_VERSION.
+FOURTAP_API int FourTapScaleVersion();
 
 // What a scaler needs for one pair of sizes: tables, scratch lines, and the progress of a progressive frame.
 struct _SCALE_CONTEXT;  // NOLINT(bugprone-reserved-identifier)
@@ -58,14 +74,45 @@ typedef void FourTapFrameScaler(_SCALE_CONTEXT*, unsigned char const* src, int s
 //   dst        where the next unwritten output line goes: advance it by cyWritten * dstStride after each call
 //   dstStride  bytes from one destination line to the next
 //   cyWritten  out: output lines written by this call
-// While both sizes change, lines are written in blocks of 8 (SSE2) or 4 (MMX); the call that hands in the last source
-// line writes all that remain. A complete frame takes further calls and writes nothing; FourTapScaleProgressiveReset
-// starts the next one. Keep to one instruction set within a frame: their blocks differ.
+// While both sizes change, lines are written in blocks of 8 (SSE2) or 4 (MMX), or as soon as they can be (AVX2,
+// AVX-512); the call that hands in the last source line writes all that remain. FourTapScaleMostLinesWritten tells how
+// many a call may write. A complete frame takes further calls and writes nothing; FourTapScaleProgressiveReset starts
+// the next one. Keep to one instruction set within a frame: their blocks differ.
 typedef void FourTapSliceScaler(_SCALE_CONTEXT*, unsigned char const* src, int srcStride, int cySlice,
                                 unsigned char* dst, int dstStride, int& cyWritten);
 
+// Layouts by number, for the functions below. A number keeps its meaning for good; more layouts may follow.
+enum FourTapLayout {
+  FourTapLayoutPlane = 0,
+  FourTapLayoutRGB24 = 1,
+  FourTapLayoutRGB32 = 2,
+  FourTapLayoutXYXY = 3,
+  FourTapLayoutYXYX = 4,
+};
+
+// Instruction sets. A number keeps its meaning for good, and tells nothing of a set's rank; more sets may follow. MMX
+// is never chosen and has none.
+enum FourTapSet {
+  FourTapSetNone = 0,
+  FourTapSetSSE2 = 1,
+  FourTapSetAVX2 = 2,
+  FourTapSetAVX512 = 3,           // F, BW, VL, VBMI and VNNI
+  FourTapSetWidest = 0x7fffffff,  // the widest that library and processor have, whatever comes
+};
+
+// The scalers of a layout (FourTapLayout), of the widest set that the processor and the system support and that is not
+// wider than `widest` (FourTapSet). A positive number that is no set counts as FourTapSetWidest. Null where there is
+// none: for a number that is no layout, for FourTapSetNone, and where cpuid_detect_accel answers 0. They set nothing
+// and depend on nothing that others set, so that users of the library in one process never meet; what they return is
+// the same at each call, and never to be released.
+FOURTAP_API FourTapFrameScaler* FourTapFrameScalerFor(int layout, int widest);
+FOURTAP_API FourTapSliceScaler* FourTapSliceScalerFor(int layout, int widest);
+
+// The set that these are of, or FourTapSetNone.
+FOURTAP_API int FourTapSetFor(int widest);
+
 extern "C" {
-// The scalers to use on this processor, null until InitFourTapScale has set them.
+// The scalers to use in this process, null until InitFourTapScaleBest or InitFourTapScale has set them.
 extern FOURTAP_API FourTapFrameScaler* FourTapScalePlane;
 extern FOURTAP_API FourTapFrameScaler* FourTapScaleRGB24;
 extern FOURTAP_API FourTapFrameScaler* FourTapScaleRGB32;
@@ -77,19 +124,24 @@ extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveRGB32;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveYXYX;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveXYXY;
 
-// Answers whether the SSE2 scalers may run: not 0 if so. InitFourTapScale asks it. The definition in the library is
-// weak, so that a host's own takes its place.
+// Answers whether the SSE2 scalers may run: not 0 if so. What chooses scalers asks it, each time. The definition in the
+// library is weak, so that a host's own takes its place.
 FOURTAP_API int cpuid_detect_accel(void);
 }
 
-// Points the pointers above at the SSE2 scalers and returns 1; or, where cpuid_detect_accel answers 0, leaves them
-// alone and returns 0. The pointers are written without synchronisation: call it before other threads read them.
+// Points the pointers above at the scalers of the set that FourTapSetFor(widest) tells, and returns that set; for
+// FourTapSetNone it leaves them alone. They are written without synchronisation: call it before other threads read
+// them.
+FOURTAP_API int InitFourTapScaleBest(int widest);
+
+// The same for the SSE2 scalers: returns 1; or, where cpuid_detect_accel answers 0, leaves the pointers alone and
+// returns 0.
 FOURTAP_API int InitFourTapScale();
 
 // Makes a context for pictures of cxIn x cyIn pixels to be scaled to cxOut x cyOut.
 //   bitsPerPixel  of the layout, see above; sizes the buffers
 // Returns null when memory can't be had, or the sizes are beyond what a scaler can count (a line of 2 GiB). The caller
-// owns the context. Any variant of its layout may use it, frame by frame.
+// owns the context.
 FOURTAP_API _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int bitsPerPixel);
 
 // Releases a context; null is fine.
@@ -98,26 +150,18 @@ FOURTAP_API void DoneScaleContext(_SCALE_CONTEXT*);
 // Starts a new progressive frame, whatever became of the one before. A new context needs no reset.
 FOURTAP_API void FourTapScaleProgressiveReset(_SCALE_CONTEXT*);
 
-// Instruction sets that InitFourTapScaleBest chooses from, narrowest first.
-enum FourTapSet {
-  FourTapSetNone,
-  FourTapSetSSE2,
-  FourTapSetAVX2,
-  FourTapSetAVX512,  // F, BW, VL, VBMI and VNNI
-};
-
-// Points the pointers above at the scalers of the widest set that the processor and the system support and that is not
-// wider than `widest`, and returns that set. Asks cpuid_detect_accel first: at 0, as for FourTapSetNone, it leaves the
-// pointers alone and returns FourTapSetNone. All sets give the same bytes. AVX2 and AVX-512 hold no line back: a
-// progressive call writes all that its input allows.
-FOURTAP_API int InitFourTapScaleBest(int widest);
-
 // Bytes that a context of these sizes takes, or -1 where InitScaleContext refuses them.
 FOURTAP_API long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int cyOut, int bitsPerPixel);
 
-// How many input lines a progressive frame must have been handed before output line `line`, 0 to cyOut - 1, can be
-// written. AVX2 and AVX-512 write it by that call; SSE2 and MMX when its block of lines is full.
+// Which source lines output line `line`, 0 to cyOut - 1, is made of, for heights of at least 1: those from
+// FourTapScaleFirstLineNeeded on that lie before FourTapScaleLinesNeeded. A progressive frame must have been handed so
+// many lines before it can be written: AVX2 and AVX-512 write it by that call; SSE2 and MMX when its block is full.
+FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
+
+// A number of output lines that no progressive call with cySlice source lines exceeds, whatever the set and whatever
+// was handed in before; 0 for an empty slice. Room for so many lines at `dst` is enough.
+FOURTAP_API int FourTapScaleMostLinesWritten(int cyIn, int cyOut, int cySlice);
 
 // The scalers by name. All instruction sets give the same bytes; MMX is never chosen by itself, and is there for hosts
 // that want it and for comparison. AVX2 and AVX-512 need a processor that has them.

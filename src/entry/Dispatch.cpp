@@ -1,106 +1,82 @@
+// Which scalers run: looked up by layout and set, or installed for the process.
 #include <fourtapscale/FourTapScale.h>
 
-FourTapFrameScaler* FourTapScalePlane;
-FourTapFrameScaler* FourTapScaleRGB24;
-FourTapFrameScaler* FourTapScaleRGB32;
-FourTapFrameScaler* FourTapScaleYXYX;
-FourTapFrameScaler* FourTapScaleXYXY;
-FourTapSliceScaler* FourTapScaleProgressivePlane;
-FourTapSliceScaler* FourTapScaleProgressiveRGB24;
-FourTapSliceScaler* FourTapScaleProgressiveRGB32;
-FourTapSliceScaler* FourTapScaleProgressiveYXYX;
-FourTapSliceScaler* FourTapScaleProgressiveXYXY;
+#include <iterator>
+
+#include "variants/Variants.h"
+
+#define DEFINE_POINTERS(with, layout, ...)  \
+  FourTapFrameScaler* FourTapScale##layout; \
+  FourTapSliceScaler* FourTapScaleProgressive##layout;
+FOURTAP_LAYOUTS(DEFINE_POINTERS, )
 
 namespace {
 
 struct Scalers {
-  FourTapFrameScaler *plane, *rgb24, *rgb32, *yxyx, *xyxy;
-  FourTapSliceScaler *progressivePlane, *progressiveRGB24, *progressiveRGB32, *progressiveYXYX, *progressiveXYXY;
+  FourTapFrameScaler* frame;
+  FourTapSliceScaler* slice;
 };
 
-void Install(Scalers const& scalers) {
-  FourTapScalePlane = scalers.plane;
-  FourTapScaleRGB24 = scalers.rgb24;
-  FourTapScaleRGB32 = scalers.rgb32;
-  FourTapScaleYXYX = scalers.yxyx;
-  FourTapScaleXYXY = scalers.xyxy;
-  FourTapScaleProgressivePlane = scalers.progressivePlane;
-  FourTapScaleProgressiveRGB24 = scalers.progressiveRGB24;
-  FourTapScaleProgressiveRGB32 = scalers.progressiveRGB32;
-  FourTapScaleProgressiveYXYX = scalers.progressiveYXYX;
-  FourTapScaleProgressiveXYXY = scalers.progressiveXYXY;
+#define NUMBER_OF(with, layout, ...) FourTapLayout##layout,
+constexpr int layoutNumbers[] = {FOURTAP_LAYOUTS(NUMBER_OF, )};
+int const layoutCount = std::size(layoutNumbers);
+
+struct Set {
+  int number;  // FourTapSet
+  bool (*isHere)();
+  Scalers scalers[layoutCount];
+};
+
+#define SCALERS_OF(set, layout, ...) {FourTapScale##layout##_##set, FourTapScale##layout##Progressive_##set},
+#define ROW_OF(with, set, number, ...) \
+  {number, [] { return FOURTAP_PROCESSOR_HAS(set); }, {FOURTAP_LAYOUTS(SCALERS_OF, set)}},
+// Narrowest first; layouts by number.
+Set const sets[] = {FOURTAP_SETS(ROW_OF, )};
+
+constexpr bool AreInOrder(int const (&numbers)[layoutCount]) {
+  for (int i = 0; i < layoutCount; ++i) {
+    if (numbers[i] != i) return false;
+  }
+  return true;
+}
+static_assert(AreInOrder(layoutNumbers), "scalers are found by the layout's number");
+
+Set const* FindSet(int widest) {
+  if (widest <= FourTapSetNone || !cpuid_detect_accel()) return nullptr;
+  Set const* found = nullptr;
+  for (Set const& set : sets) {
+    if (set.number == FourTapSetNone) continue;
+    if (set.isHere()) found = &set;
+    if (set.number == widest) break;
+  }
+  return found;
 }
 
-Scalers const scalers_sse2 = {
-    FourTapScalePlane_sse2,
-    FourTapScaleRGB24_sse2,
-    FourTapScaleRGB32_sse2,
-    FourTapScaleYXYX_sse2,
-    FourTapScaleXYXY_sse2,
-    FourTapScalePlaneProgressive_sse2,
-    FourTapScaleRGB24Progressive_sse2,
-    FourTapScaleRGB32Progressive_sse2,
-    FourTapScaleYXYXProgressive_sse2,
-    FourTapScaleXYXYProgressive_sse2,
-};
-
-Scalers const scalers_avx2 = {
-    FourTapScalePlane_avx2,
-    FourTapScaleRGB24_avx2,
-    FourTapScaleRGB32_avx2,
-    FourTapScaleYXYX_avx2,
-    FourTapScaleXYXY_avx2,
-    FourTapScalePlaneProgressive_avx2,
-    FourTapScaleRGB24Progressive_avx2,
-    FourTapScaleRGB32Progressive_avx2,
-    FourTapScaleYXYXProgressive_avx2,
-    FourTapScaleXYXYProgressive_avx2,
-};
-
-Scalers const scalers_avx512 = {
-    FourTapScalePlane_avx512,
-    FourTapScaleRGB24_avx512,
-    FourTapScaleRGB32_avx512,
-    FourTapScaleYXYX_avx512,
-    FourTapScaleXYXY_avx512,
-    FourTapScalePlaneProgressive_avx512,
-    FourTapScaleRGB24Progressive_avx512,
-    FourTapScaleRGB32Progressive_avx512,
-    FourTapScaleYXYXProgressive_avx512,
-    FourTapScaleXYXYProgressive_avx512,
-};
-
-// The compiler's run-time library looks at the processor's features and at the state that the system saves.
-bool HasAvx2() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2");
-}
-
-bool HasAvx512() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-         __builtin_cpu_supports("avx512vnni");
+Scalers FindScalers(int layout, int widest) {
+  if (layout < 0 || layout >= layoutCount) return {};
+  Set const* const set = FindSet(widest);
+  return set ? set->scalers[layout] : Scalers{};
 }
 
 }  // namespace
 
-int InitFourTapScale() {
-  if (!cpuid_detect_accel()) return 0;
-  Install(scalers_sse2);
-  return 1;
+FourTapFrameScaler* FourTapFrameScalerFor(int layout, int widest) { return FindScalers(layout, widest).frame; }
+
+FourTapSliceScaler* FourTapSliceScalerFor(int layout, int widest) { return FindScalers(layout, widest).slice; }
+
+int FourTapSetFor(int widest) {
+  Set const* const set = FindSet(widest);
+  return set ? set->number : FourTapSetNone;
 }
 
 int InitFourTapScaleBest(int widest) {
-  if (widest <= FourTapSetNone || !cpuid_detect_accel()) return FourTapSetNone;
-  if (widest >= FourTapSetAVX512 && HasAvx512()) {
-    Install(scalers_avx512);
-    return FourTapSetAVX512;
-  }
-  if (widest >= FourTapSetAVX2 && HasAvx2()) {
-    Install(scalers_avx2);
-    return FourTapSetAVX2;
-  }
-  Install(scalers_sse2);
-  return FourTapSetSSE2;
+  Set const* const set = FindSet(widest);
+  if (!set) return FourTapSetNone;
+#define INSTALL(with, layout, ...)                                  \
+  FourTapScale##layout = set->scalers[FourTapLayout##layout].frame; \
+  FourTapScaleProgressive##layout = set->scalers[FourTapLayout##layout].slice;
+  FOURTAP_LAYOUTS(INSTALL, )
+  return set->number;
 }
+
+int InitFourTapScale() { return InitFourTapScaleBest(FourTapSetSSE2) != FourTapSetNone; }

@@ -153,8 +153,3 @@ long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int, int bitsP
          (sizes.columnsIn + sizes.columnsOut) * bytesPerColumn + sizes.positions * int64_t{sizeof(uint64_t)} +
          sizes.gatherBytes;
 }
-
-int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line) {
-  if (cyIn == cyOut) return line + 1;
-  return std::min(cyIn, fourtap::SourcePosition(cyIn, cyOut, line) + 3);
-}

@@ -1,15 +1,21 @@
 // The exported scalers of a layout: what they all are, but for name and record.
 #pragma once
 
+#include "layouts/SetScalers.h"
 #include "scheme/Scaler.h"
+#include "variants/Variants.h"
 
-// Defines FourTapScale<layout>_<set> and FourTapScale<layout>Progressive_<set>. A macro, since only names differ.
-#define FOURTAP_DEFINE_SCALERS(layout, set, scaler)                                                                    \
+// Defines FourTapScale<layout>_<set> and FourTapScale<layout>Progressive_<set> for every set, by the record
+// <layout>Layout. A macro, since only names differ.
+#define FOURTAP_DEFINE_LAYOUT(layout) FOURTAP_SETS(FOURTAP_DEFINE_SCALERS, layout)
+#define FOURTAP_DEFINE_SCALERS(layout, set, ...)                                                                       \
   void FourTapScale##layout##_##set(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride,                  \
                                     unsigned char* dst, int dstStride, int xDest, int yDest, int cxDest, int cyDest) { \
-    fourtap::ScaleFrame(scaler, *context, src, srcStride, dst, dstStride, xDest, yDest, cxDest, cyDest);               \
+    fourtap::ScaleFrame(fourtap::scalerOf_##set<layout##Layout>, *context, src, srcStride, dst, dstStride, xDest,      \
+                        yDest, cxDest, cyDest);                                                                        \
   }                                                                                                                    \
   void FourTapScale##layout##Progressive_##set(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride,       \
                                                int cySlice, unsigned char* dst, int dstStride, int& cyWritten) {       \
-    fourtap::ScaleSlice(scaler, *context, src, srcStride, cySlice, dst, dstStride, cyWritten);                         \
+    fourtap::ScaleSlice(fourtap::scalerOf_##set<layout##Layout>, *context, src, srcStride, cySlice, dst, dstStride,    \
+                        cyWritten);                                                                                    \
   }

@@ -10,10 +10,10 @@
 int main(int argc, char** argv) {
   if (argc != 6) return 1;
   using namespace conformance;
-  auto const* const traits = std::ranges::find_if(layouts, [name = std::string(argv[1])](LayoutTraits const& layout) {
+  auto const traits = std::ranges::find_if(Layouts(), [name = std::string(argv[1])](LayoutTraits const& layout) {
     return layout.name == name || std::to_string(layout.bitsPerPixel) == name;
   });
-  if (traits == std::end(layouts)) return 1;
+  if (traits == Layouts().end()) return 1;
   Sizes const sizes{std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4]), std::atoi(argv[5])};
   auto const pixels = static_cast<size_t>(sizes.cxIn) * static_cast<size_t>(sizes.cyIn);
   Bytes picture(pixels * static_cast<size_t>(traits->BytesPerPixel()));

@@ -132,7 +132,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                "Print the processor and its instruction sets and, of an input, its size, the steps to --size and the "
                "memory they take");
   app.add_flag("--selftest", options.selfTest, "Prove on this machine that every scaler gives the right bytes");
-  app.set_version_flag("--version", "fourtap " FOURTAP_VERSION);
+  app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   try {
     app.parse(argc, argv);
   } catch (CLI::Success const& asked) {

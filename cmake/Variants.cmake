@@ -1,0 +1,25 @@
+# What variants/Variants.h lists: FOURTAP_LAYOUTS, FOURTAP_SETS, and for each set its compiler flags FOURTAP_FLAGS_<set>.
+set(VARIANTS ${PROJECT_SOURCE_DIR}/variants/Variants.h)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VARIANTS})
+file(READ ${VARIANTS} VARIANTS)
+string(REPLACE "\\\n" "" VARIANTS "${VARIANTS}")
+
+# The first argument behind `with` of each row of a list.
+function(read_rows row result)
+  string(REGEX MATCHALL "  ${row}\\(with, [A-Za-z0-9]+," rows "${VARIANTS}")
+  list(TRANSFORM rows REPLACE ".*, ([A-Za-z0-9]+)," "\\1")
+  if(NOT rows)
+    message(FATAL_ERROR "variants/Variants.h: expected rows ${row}(with, name, ...)")
+  endif()
+  set(${result} ${rows} PARENT_SCOPE)
+endfunction()
+read_rows(LAYOUT FOURTAP_LAYOUTS)
+read_rows(SET FOURTAP_SETS)
+
+foreach(set ${FOURTAP_SETS})
+  if(NOT VARIANTS MATCHES "#define FOURTAP_FEATURES_${set}\\(FEATURE\\)([^\n]*)")
+    message(FATAL_ERROR "variants/Variants.h: expected FOURTAP_FEATURES_${set}")
+  endif()
+  string(REGEX MATCHALL "FEATURE\\([a-z0-9]+\\)" FOURTAP_FLAGS_${set} "${CMAKE_MATCH_1}")
+  list(TRANSFORM FOURTAP_FLAGS_${set} REPLACE "FEATURE\\(([a-z0-9]+)\\)" "-m\\1")
+endforeach()
