@@ -11,13 +11,13 @@ namespace fourtap {
 // whole pairs), handed to the horizontal passes as the real bytes; these extend it by copies of its edge pixels
 // (pairs).
 struct HorzRange {
-  int xDest, cxDest;  // output columns, pixels
-  int firstByte;      // of the real bytes in a source line
-  int count;          // real bytes
-  int padLeft;        // copies before them, pixels or pairs
-  int padRight;       // and after them
-  int lumaOffset;     // packed: the first luma tap, in bytes from the start of the extended stretch
-  int chromaOffset;   // packed: the first chroma tap
+  int xDest, cxDest;     // output columns, pixels
+  int firstByte;         // of the real bytes in a source line
+  int count;             // real bytes
+  int padLeft = 0;       // copies before them, pixels or pairs
+  int padRight = 0;      // and after them
+  int lumaOffset = 0;    // packed: the first luma tap, in bytes from the start of the extended stretch
+  int chromaOffset = 0;  // packed: the first chroma tap
 };
 
 // The range of some output columns, by a layout's rule.

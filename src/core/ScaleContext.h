@@ -10,24 +10,29 @@ namespace fourtap {
 
 struct GatherPlan;
 
-// Lines that the wide sets filter together.
+// Lines of a context: the intermediate ones of the narrow sets and of the wide sets, each as many as a block may have;
+// and those kept of a progressive frame, as many as the next output line's taps may still need.
+int const mostBlockLines = 8;
 int const wideBlockLines = 4;
+int const keptLines = 3;
 
 }  // namespace fourtap
 
 struct _SCALE_CONTEXT {
-  int cxIn, cyIn;                  // pixels, lines
-  int cxOut, cyOut;                // pixels, lines
-  unsigned char* savedLineBuf;     // owned: three line slots
-  unsigned char* savedLines[3];    // into savedLineBuf, permuted: the last input lines of a progressive frame
-  int cyInDone;                    // progressive: input lines received
-  int cyOutDone;                   // progressive: output lines filtered vertically
-  int bitsPerPixel;                // sizes the buffers only
-  unsigned char const** srcLines;  // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
-  unsigned char* tempBuf;          // owned: eight line slots
-  unsigned char* tempLines[8];     // into tempBuf, 16-byte aligned: lines filtered vertically. Each has room for
-                                   // one pixel before it (a pair if packed), and for cxIn + 4 pixels from its start
-  short vertCoef[16][4];           // taps of each phase
+  int cxIn, cyIn;               // pixels, lines
+  int cxOut, cyOut;             // pixels, lines
+  unsigned char* savedLineBuf;  // owned: three line slots
+  unsigned char*
+      savedLines[fourtap::keptLines];  // into savedLineBuf, permuted: the last input lines of a progressive frame
+  int cyInDone;                        // progressive: input lines received
+  int cyOutDone;                       // progressive: output lines filtered vertically
+  int bitsPerPixel;                    // sizes the buffers only
+  unsigned char const** srcLines;      // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
+  unsigned char* tempBuf;              // owned: eight line slots
+  unsigned char* tempLines[fourtap::mostBlockLines];  // into tempBuf, 16-byte aligned: lines filtered vertically. Each
+                                                      // has room for one pixel before it (a pair if packed), and for
+                                                      // cxIn + 4 pixels from its start
+  short vertCoef[16][4];  // taps of each phase
   short horzCoef[16][4];
   FourTapColumnOf8* colsIn_sse2;          // owned: a vector per byte of a line of cxIn + 6 pixels
   FourTapColumnOf8* colsOut_sse2;         // owned: a vector per byte of an output line
@@ -44,5 +49,4 @@ struct _SCALE_CONTEXT {
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
   unsigned char* wideLines[fourtap::wideBlockLines];
   fourtap::GatherPlan* gatherPlan;  // into gatherBuf
-  unsigned char const* comingLine;  // the source line that a call's next block of lines begins to need, or null
 };

@@ -53,7 +53,7 @@ BufferSizes SizesFor(int cxIn, int cyIn, int cxOut, int bitsPerPixel) {
 // Whether buffers can have these sizes, and the scalers count such lines and bytes in an int.
 bool FitScalers(BufferSizes const& sizes) {
   int64_t const most = INT_MAX - 31;
-  for (int64_t size : {sizes.srcLines, sizes.slot, sizes.columnsIn, sizes.columnsOut, sizes.positions}) {
+  for (int64_t size : {sizes.srcLines, sizes.slot, sizes.columnsIn, sizes.columnsOut}) {
     if (size < 0 || size > most) return false;
   }
   return true;
@@ -80,12 +80,12 @@ void FillCoefs(_SCALE_CONTEXT& context) {
 bool AllocateBuffers(_SCALE_CONTEXT& context, BufferSizes const& sizes) {
   context.srcLines = Allocate<unsigned char const*>(sizes.srcLines);
   if (!context.srcLines) return false;
-  context.tempBuf = Allocate<unsigned char>(8 * sizes.slot);
+  context.tempBuf = Allocate<unsigned char>(fourtap::mostBlockLines * sizes.slot);
   if (!context.tempBuf) return false;
-  for (int i = 0; i < 8; ++i) context.tempLines[i] = context.tempBuf + 16 + i * sizes.slot;
-  context.savedLineBuf = Allocate<unsigned char>(3 * sizes.slot);
+  for (int i = 0; i < fourtap::mostBlockLines; ++i) context.tempLines[i] = context.tempBuf + 16 + i * sizes.slot;
+  context.savedLineBuf = Allocate<unsigned char>(fourtap::keptLines * sizes.slot);
   if (!context.savedLineBuf) return false;
-  for (int i = 0; i < 3; ++i) context.savedLines[i] = context.savedLineBuf + i * sizes.slot;
+  for (int i = 0; i < fourtap::keptLines; ++i) context.savedLines[i] = context.savedLineBuf + i * sizes.slot;
   context.colsIn_mmx = Allocate<FourTapColumnOf4>(sizes.columnsIn);
   context.colsOut_mmx = Allocate<FourTapColumnOf4>(sizes.columnsOut);
   context.colsIn_sse2 = Allocate<FourTapColumnOf8>(sizes.columnsIn);
@@ -149,7 +149,8 @@ long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int, int bitsP
   BufferSizes const sizes = SizesFor(cxIn, cyIn, cxOut, bitsPerPixel);
   if (!FitScalers(sizes)) return -1;
   int64_t const bytesPerColumn = sizeof(FourTapColumnOf4) + sizeof(FourTapColumnOf8);
-  return int64_t{sizeof(_SCALE_CONTEXT)} + sizes.srcLines * int64_t{sizeof(unsigned char*)} + (8 + 3) * sizes.slot +
+  return int64_t{sizeof(_SCALE_CONTEXT)} + sizes.srcLines * int64_t{sizeof(unsigned char*)} +
+         (fourtap::mostBlockLines + fourtap::keptLines) * sizes.slot +
          (sizes.columnsIn + sizes.columnsOut) * bytesPerColumn + sizes.positions * int64_t{sizeof(uint64_t)} +
          sizes.gatherBytes;
 }

@@ -9,10 +9,10 @@
 namespace fourtap {
 
 // Of a layout with `gather` (GatherLayout) and `RequireFits`. Reductions that no scheme of the set reaches take another
-// way.
-template <class Layout, GatherSet const& set, HorzScaleLines* beyondReach>
-void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
-                 unsigned char* dst, int dstStride) {
+// way. The coming line, if there is one, is fetched ahead.
+template <class Layout, GatherSet const& set, HorzScaleSrcLines* beyondReach>
+void GatherLines(_SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount, HorzRange const& range,
+                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   Layout::RequireFits(set.filterName, context, range);
   GatherPlan const& plan = PlanGather(context, set, Layout::gather, range);
   if (plan.segmentCount == 0) {
@@ -30,14 +30,27 @@ void GatherLines(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, 
     lines = context.wideLines;
   }
   for (int i = 0; i < plan.segmentCount; ++i) {
-    plan.segments[i].scheme->filter(plan, plan.segments[i], lines, lineCount, context.comingLine, dst, dstStride);
+    plan.segments[i].scheme->filter(plan, plan.segments[i], lines, lineCount, comingLine, dst, dstStride);
   }
 }
 
-template <class Layout, GatherSet const& set, HorzScaleLines* beyondReach>
-void GatherBlock(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range, unsigned char* dst,
-                 int dstStride) {
-  GatherLines<Layout, set, beyondReach>(context, lines, wideBlockLines, range, dst, dstStride);
+// The same as a Scaler has it: for a block, and for what blocks leave over, in the context or in the source.
+template <class Layout, GatherSet const& set, HorzScaleSrcLines* beyondReach>
+void GatherBlock(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
+                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
+  GatherLines<Layout, set, beyondReach>(context, lines, wideBlockLines, range, comingLine, dst, dstStride);
+}
+
+template <class Layout, GatherSet const& set, HorzScaleSrcLines* beyondReach>
+void GatherSrcLines(_SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount, HorzRange const& range,
+                    unsigned char* dst, int dstStride) {
+  GatherLines<Layout, set, beyondReach>(context, lines, lineCount, range, nullptr, dst, dstStride);
+}
+
+template <class Layout, GatherSet const& set, HorzScaleSrcLines* beyondReach>
+void GatherIntermediateLines(_SCALE_CONTEXT& context, unsigned char* const* lines, int lineCount,
+                             HorzRange const& range, unsigned char* dst, int dstStride) {
+  GatherLines<Layout, set, beyondReach>(context, lines, lineCount, range, nullptr, dst, dstStride);
 }
 
 }  // namespace fourtap

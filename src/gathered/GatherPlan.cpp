@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <numeric>
 
 #include "core/HorzRange.h"
@@ -12,11 +11,6 @@ namespace fourtap {
 
 namespace {
 
-int const maxGroupBytes = 64;
-int const maxWindows = std::size(GatherGroup{}.windows);
-int const minGroupBytes = 32;
-// Of any scheme: two vectors of 64 bytes for every 16 output bytes.
-int const tableBytesPerOutput = 8;
 // Where the groups behind so many at the start of a line are not alike, none are.
 int const maxFirstGroups = 2;
 // All groups of a line are to be so many times those at its ends that have a scheme of their own.
@@ -50,7 +44,9 @@ LaneMap MapLanes(GatherScheme const& scheme) {
 }
 
 void FillItem(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRange const& range, int unit,
-              GatherByte const& byte, int* positions, unsigned char* taps) {
+              int byteOfUnit, int* positions, unsigned char* taps) {
+  bool const cleared = layout.cleared.Has(byteOfUnit);
+  GatherByte const& byte = layout.bytes[cleared ? 0 : byteOfUnit];
   int const firstUnit = range.xDest / layout.unitPixels;
   uint64_t const at = byte.chroma ? context.chromaPositions[firstUnit + unit]
                                   : context.horzPositions[(firstUnit + unit) * layout.unitPixels + byte.sample];
@@ -60,8 +56,8 @@ void FillItem(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRan
   for (int t = 0; t < 4; ++t) {
     // Tap 1 is never 0.
     int const sample = std::clamp(HorzPosition(at) - 1 + (coefs[t] ? t : 1), 0, samples - 1);
-    positions[t] = sample * distance + std::max(byte.offset, 0) - range.firstByte;
-    taps[t] = static_cast<unsigned char>(byte.offset < 0 ? 0 : coefs[t]);
+    positions[t] = sample * distance + byte.offset - range.firstByte;
+    taps[t] = static_cast<unsigned char>(cleared ? 0 : coefs[t]);
   }
 }
 
@@ -71,7 +67,7 @@ void FillItems(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRa
   int unit = firstByte / layout.unitBytes;
   int byte = firstByte % layout.unitBytes;
   for (int i = 0; i < byteCount; ++i) {
-    FillItem(context, layout, range, unit, layout.bytes[byte], items.position + 4 * i, items.tap + 4 * i);
+    FillItem(context, layout, range, unit, byte, items.position + 4 * i, items.tap + 4 * i);
     if (++byte == layout.unitBytes) {
       byte = 0;
       ++unit;
@@ -123,10 +119,10 @@ struct TableMaker {
 };
 
 int GroupCount(GatherScheme const& scheme, int dstBytes) {
-  return (dstBytes + scheme.groupBytes - 1) / scheme.groupBytes;
+  return static_cast<int>((int64_t{dstBytes} + scheme.groupBytes - 1) / scheme.groupBytes);
 }
 
-int TableBytes(GatherScheme const& scheme) { return 2 * 4 * scheme.groupBytes; }
+int TableBytes(GatherScheme const& scheme) { return tableBytesPerOutput * scheme.groupBytes; }
 
 bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map, int group) {
   int start = group * scheme.groupBytes;
@@ -163,7 +159,7 @@ Recurrence RecurrenceOf(TableMaker const& maker, GatherScheme const& scheme) {
 bool IsInside(TableMaker const& maker, GatherScheme const& scheme, int group) {
   GatherLayout const& layout = maker.layout;
   int const start = group * scheme.groupBytes;
-  if (start + scheme.groupBytes > maker.dstBytes) return false;
+  if (maker.dstBytes - start < scheme.groupBytes) return false;
   int const unit = maker.range.xDest / layout.unitPixels + start / layout.unitBytes;
   return HorzPosition(maker.context.horzPositions[unit * layout.unitPixels]) > 0 &&
          (layout.chromaDistance == 0 || HorzPosition(maker.context.chromaPositions[unit]) > 0);

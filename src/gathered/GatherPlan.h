@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "core/ClearedBytes.h"
 #include "core/ScaleContext.h"
 
 namespace fourtap {
@@ -17,7 +18,7 @@ struct HorzRange;
 // One byte of a layout's unit, the smallest repeated piece of a line.
 struct GatherByte {
   int sample;  // which of the unit's samples of its kind it is
-  int offset;  // byte of its channel in a line's first sample; -1: comes out as 0
+  int offset;  // byte of its channel in a line's first sample
   bool chroma;
 };
 
@@ -26,6 +27,7 @@ struct GatherLayout {
   int unitPixels;
   int distance;        // from a sample to the next of its channel, bytes
   int chromaDistance;  // the same for chroma, which has its own stepping
+  ClearedBytes cleared;
   GatherByte bytes[4];
 };
 
@@ -51,8 +53,9 @@ struct GatherScheme {
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
   GatherItem (*itemAt)(int vector, int lane);
 
-  // Filters a segment of lines, each at its first needed byte and equally far apart, into destination lines. Reads a
-  // whole window where a line is shorter. Fetches the coming line ahead, if there is one.
+  // Filters a segment of lines, wideBlockLines at most, each at its first needed byte and equally far apart, into
+  // destination lines. Reads a whole window where a line is shorter. Fetches the coming line ahead, if there is one and
+  // the lines are a block.
   void (*filter)(GatherPlan const&, GatherSegment const&, unsigned char const* const* lines, int lineCount,
                  unsigned char const* comingLine, unsigned char* dst, int dstStride);
 };
@@ -63,10 +66,33 @@ struct GatherSegment {
   int firstGroup, endGroup;
 };
 
+// What the buffers are laid out for: of any scheme.
+int const minGroupBytes = 32;
+int const maxGroupBytes = 64;
+int const maxWindows = 8;
+int const widestWindow = 128;
+// For each byte of a group the numbers of four source bytes, and four taps.
+int const tableBytesPerOutput = 8;
+
+// Whether a scheme's groups, windows and tables have their place in a context.
+consteval bool FitsBuffers(GatherScheme const& scheme) {
+  return minGroupBytes <= scheme.groupBytes && maxGroupBytes % scheme.groupBytes == 0 &&
+         scheme.windowCount <= maxWindows && scheme.windowBytes <= widestWindow &&
+         tableBytesPerOutput / 2 * scheme.groupBytes % scheme.vectorBytes == 0;
+}
+
+template <size_t count>
+consteval bool FitBuffers(GatherScheme const (&schemes)[count]) {
+  for (GatherScheme const& scheme : schemes) {
+    if (!FitsBuffers(scheme)) return false;
+  }
+  return true;
+}
+
 // Where a group finds what it needs.
 struct GatherGroup {
-  int64_t tables;      // bytes from the plan's tables on: groups with the same ones share them
-  int32_t windows[8];  // starts
+  int64_t tables;               // bytes from the plan's tables on: groups with the same ones share them
+  int32_t windows[maxWindows];  // starts
 };
 
 // A set's schemes, fastest first. The first one whose windows reach all taps is taken; a few groups at the ends of a
@@ -90,8 +116,6 @@ struct GatherPlan {
   GatherGroup const* groups;
   unsigned char const* tables;  // 64-byte aligned
 };
-
-int const widestWindow = 128;
 
 // Bytes of a buffer for intermediate lines of so many bytes, plan and tables for output lines of so many bytes.
 int64_t GatherBufBytes(int64_t srcBytes, int64_t dstBytes);

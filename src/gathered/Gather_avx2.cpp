@@ -6,13 +6,13 @@
 #include <iterator>
 
 #include "filters/Hold.h"
+#include "gathered/FilterSegments.h"
 #include "gathered/GatherPlan.h"
 
 namespace fourtap {
 
 namespace {
 
-int const groupBytes = 32;
 int const laneBytes = 16;
 
 // A group is two registers, of one line, with two lanes each. A lane is a block of eight output bytes. Packing two
@@ -77,15 +77,15 @@ __m256i PackInOrder(__m256i sums0, __m256i sums1) {
   return isApart<spread> ? packed : _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
 }
 
-template <Spread spread, int lineCount, bool fetchesAhead = false>
-void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
-                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
-  unsigned char const* const from = lines[0];
-  ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
-  unsigned char const* const allTables = plan.tables;
-  GatherGroup const* const groups = plan.groups;
-  auto const filterGroup = [&](GatherGroup const& group, unsigned char* to, auto store) {
-    auto const* const tables = reinterpret_cast<__m256i const*>(allTables + group.tables);
+template <Spread spread>
+struct Kernel {
+  static int const groupBytes = 32;
+
+  template <int lineCount, class Store>
+  [[gnu::always_inline]] void FilterGroup(unsigned char const* groupTables, int32_t const* windows,
+                                          unsigned char const* from, ptrdiff_t step, unsigned char* to, int dstStride,
+                                          Store const& store) const {
+    auto const* const tables = reinterpret_cast<__m256i const*>(groupTables);
     __m256i sums[lineCount][2];
     for (int reg = 0; reg < 2; ++reg) {
       __m256i index[2], taps[2];
@@ -96,55 +96,49 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
         if (lineCount > 1) HoldInVector(taps[v]);
       }
       for (int k = 0; k < lineCount; ++k)
-        sums[k][reg] = FilterRegister<spread>(from + k * step, group.windows, reg, index, taps);
+        sums[k][reg] = FilterRegister<spread>(from + k * step, windows, reg, index, taps);
     }
     for (int k = 0; k < lineCount; ++k) {
       store(to + ptrdiff_t{k} * dstStride, PackInOrder<spread>(sums[k][0], sums[k][1]));
     }
-  };
-  auto const storeWhole = [](unsigned char* to, __m256i bytes) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bytes);
-  };
-  int const wholeGroups = plan.dstBytes / groupBytes;
-  int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
-  ptrdiff_t const comingBytes = plan.comingBytes;
-  for (int group = segment.firstGroup; group < end; ++group) {
-    for (ptrdiff_t at = 0; fetchesAhead && at < comingBytes; at += 64) {
-      _mm_prefetch(reinterpret_cast<char const*>(comingLine + group * comingBytes + at), _MM_HINT_T0);
-    }
-    filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes, storeWhole);
   }
-  if (segment.endGroup <= wholeGroups) return;
-  if (wholeGroups > 0) {
-    filterGroup(groups[wholeGroups], dst + plan.dstBytes - groupBytes, storeWhole);
-  } else {
-    filterGroup(groups[0], dst, [&plan](unsigned char* to, __m256i bytes) {
+
+  static void StoreWhole(unsigned char* to, __m256i bytes) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bytes);
+  }
+
+  // It ends with the line, and overlaps the group before it, unless it is the only one.
+  template <class FilterGroupInto>
+  [[gnu::always_inline]] static void FilterLast(GatherPlan const& plan, int last, unsigned char* dst,
+                                                FilterGroupInto const& filterGroup) {
+    if (last > 0) {
+      filterGroup(plan.groups[last], dst + plan.dstBytes - groupBytes, StoreWhole);
+      return;
+    }
+    filterGroup(plan.groups[0], dst, [&plan](unsigned char* to, __m256i bytes) {
       alignas(32) unsigned char narrow[groupBytes];
       _mm256_store_si256(reinterpret_cast<__m256i*>(narrow), bytes);
       std::memcpy(to, narrow, static_cast<size_t>(plan.dstBytes));
     });
   }
-}
-
-template <Spread spread>
-void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
-            unsigned char const* comingLine, unsigned char* dst, int dstStride) {
-  static constexpr decltype(&FilterLines<spread, 1>) byLineCount[] = {FilterLines<spread, 1>, FilterLines<spread, 2>,
-                                                                      FilterLines<spread, 3>, FilterLines<spread, 4>};
-  static_assert(std::size(byLineCount) == wideBlockLines);
-  bool const fetchesAhead = comingLine && lineCount == wideBlockLines;
-  auto* const filter = fetchesAhead ? FilterLines<spread, wideBlockLines, true> : byLineCount[lineCount - 1];
-  filter(plan, segment, lines, comingLine, dst, dstStride);
-}
+};
 
 template <Spread spread>
 constexpr GatherScheme SchemeOf() {
   int const windowBytes = spread.lanes == Lanes::shareHalves ? 2 * laneBytes : laneBytes;
   int const windowCount = 2 * spread.windows * (isApart<spread> ? 2 : 1);
-  return {32, groupBytes, windowBytes, laneBytes, windowCount, spread.straight, true, ItemAt<spread>, Filter<spread>};
+  return {.vectorBytes = 32,
+          .groupBytes = Kernel<spread>::groupBytes,
+          .windowBytes = windowBytes,
+          .reachBytes = laneBytes,
+          .windowCount = windowCount,
+          .straight = spread.straight,
+          .lastGroupEndsAtEnd = true,
+          .itemAt = ItemAt<spread>,
+          .filter = Filter<Kernel<spread>>};
 }
 
-GatherScheme const schemes[] = {
+constexpr GatherScheme schemes[] = {
     SchemeOf<Spread{.lanes = Lanes::shareHalves, .windows = 2, .quads = false, .straight = true}>(),
     SchemeOf<Spread{.lanes = Lanes::shareWindow, .windows = 2, .quads = false, .straight = false}>(),
     SchemeOf<Spread{.lanes = Lanes::haveOwnWindows, .windows = 1, .quads = false, .straight = false}>(),
@@ -152,9 +146,11 @@ GatherScheme const schemes[] = {
     SchemeOf<Spread{.lanes = Lanes::haveOwnWindows, .windows = 2, .quads = false, .straight = false}>(),
     SchemeOf<Spread{.lanes = Lanes::haveOwnWindows, .windows = 2, .quads = true, .straight = false}>(),
 };
+static_assert(FitBuffers(schemes));
 
 }  // namespace
 
-GatherSet const gatherSet_avx2{"FourTapHorzFilterLines_avx2", schemes, std::size(schemes)};
+GatherSet const gatherSet_avx2{
+    .filterName = "FourTapHorzFilterLines_avx2", .schemes = schemes, .schemeCount = std::size(schemes)};
 
 }  // namespace fourtap

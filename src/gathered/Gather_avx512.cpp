@@ -5,21 +5,12 @@
 #include <iterator>
 
 #include "filters/Hold.h"
+#include "gathered/FilterSegments.h"
 #include "gathered/GatherPlan.h"
 
 namespace fourtap {
 
 namespace {
-
-int const groupBytes = 64;
-
-// Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs. One window.
-GatherItem PairsInOneWindow(int vector, int lane) {
-  return {lane / 2 * 2 + vector / 2, vector % 2 * 2 + lane % 2, 0, 0};
-}
-
-// Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own.
-GatherItem QuadsInFourWindows(int vector, int lane) { return {16 * vector + lane / 4, lane % 4, vector, 0}; }
 
 // Words below 2^14, shifted down by 6, as the even and the odd bytes of the result.
 __m512i MergeSums(__m512i even, __m512i odd) {
@@ -34,6 +25,12 @@ __m512i SumsOfPairs(__m512i pairs01, __m512i pairs23, __m512i const* taps) {
 
 struct OneWindow {
   static int const windows = 1;
+  static int const windowBytes = 64;
+
+  // Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs.
+  static GatherItem ItemAt(int vector, int lane) {
+    return {.output = lane / 2 * 2 + vector / 2, .tap = vector % 2 * 2 + lane % 2, .window = 0, .offset = 0};
+  }
 
   __m512i Filter(unsigned char const* const* starts, ptrdiff_t at, __m512i const (&index)[4],
                  __m512i const (&taps)[4]) const {
@@ -45,10 +42,16 @@ struct OneWindow {
   }
 };
 
-template <int windowBytes>
+template <int bytes>
 struct FourWindows {
   static int const windows = 4;
+  static int const windowBytes = bytes;
   __m512i order = OutputOrder();
+
+  // Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own.
+  static GatherItem ItemAt(int vector, int lane) {
+    return {.output = 16 * vector + lane / 4, .tap = lane % 4, .window = vector, .offset = 0};
+  }
 
   // Packing and merging leave output byte 16v + 4q + i, q and i below 4, at byte 16q + 2i + v % 2 * 8 + v / 2.
   static __m512i OutputOrder() {
@@ -75,16 +78,16 @@ struct FourWindows {
   }
 };
 
-template <class Kernel, int lineCount, bool fetchesAhead = false>
-void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines,
-                 unsigned char const* comingLine, unsigned char* dst, int dstStride) {
-  Kernel const kernel;
-  unsigned char const* const from = lines[0];
-  ptrdiff_t const step = lineCount > 1 ? lines[1] - lines[0] : 0;
-  unsigned char const* const allTables = plan.tables;
-  GatherGroup const* const groups = plan.groups;
-  auto const filterGroup = [&](GatherGroup const& group, unsigned char* to, auto store) {
-    auto const* const tables = reinterpret_cast<__m512i const*>(allTables + group.tables);
+template <class Scheme>
+struct Kernel {
+  static int const groupBytes = 64;
+  Scheme const scheme{};
+
+  template <int lineCount, class Store>
+  [[gnu::always_inline]] void FilterGroup(unsigned char const* groupTables, int32_t const* windows,
+                                          unsigned char const* from, ptrdiff_t step, unsigned char* to, int dstStride,
+                                          Store const& store) const {
+    auto const* const tables = reinterpret_cast<__m512i const*>(groupTables);
     __m512i index[4], taps[4];
     for (int v = 0; v < 4; ++v) {
       index[v] = _mm512_load_si512(tables + v);
@@ -94,50 +97,47 @@ void FilterLines(GatherPlan const& plan, GatherSegment const& segment, unsigned 
         HoldInVector(taps[v]);
       }
     }
-    unsigned char const* starts[Kernel::windows];
-    for (int w = 0; w < Kernel::windows; ++w) {
-      starts[w] = from + group.windows[w];
+    unsigned char const* starts[Scheme::windows];
+    for (int w = 0; w < Scheme::windows; ++w) {
+      starts[w] = from + windows[w];
       HoldInRegister(starts[w]);
     }
     for (int k = 0; k < lineCount; ++k) {
-      store(to + ptrdiff_t{k} * dstStride, kernel.Filter(starts, k * step, index, taps));
+      store(to + ptrdiff_t{k} * dstStride, scheme.Filter(starts, k * step, index, taps));
     }
-  };
-  int const wholeGroups = plan.dstBytes / groupBytes;
-  int const end = segment.endGroup < wholeGroups ? segment.endGroup : wholeGroups;
-  ptrdiff_t const comingBytes = plan.comingBytes;
-  for (int group = segment.firstGroup; group < end; ++group) {
-    for (ptrdiff_t at = 0; fetchesAhead && at < comingBytes; at += 64) {
-      _mm_prefetch(reinterpret_cast<char const*>(comingLine + group * comingBytes + at), _MM_HINT_T0);
-    }
-    filterGroup(groups[group], dst + ptrdiff_t{group} * groupBytes,
-                [](unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); });
   }
-  if (segment.endGroup <= wholeGroups) return;
-  __mmask64 const rest = (__mmask64{1} << (plan.dstBytes % groupBytes)) - 1;
-  filterGroup(groups[wholeGroups], dst + ptrdiff_t{wholeGroups} * groupBytes,
-              [rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
-}
 
-template <class Kernel>
-void Filter(GatherPlan const& plan, GatherSegment const& segment, unsigned char const* const* lines, int lineCount,
-            unsigned char const* comingLine, unsigned char* dst, int dstStride) {
-  static constexpr decltype(&FilterLines<Kernel, 1>) byLineCount[] = {FilterLines<Kernel, 1>, FilterLines<Kernel, 2>,
-                                                                      FilterLines<Kernel, 3>, FilterLines<Kernel, 4>};
-  static_assert(std::size(byLineCount) == wideBlockLines);
-  bool const fetchesAhead = comingLine && lineCount == wideBlockLines;
-  auto* const filter = fetchesAhead ? FilterLines<Kernel, wideBlockLines, true> : byLineCount[lineCount - 1];
-  filter(plan, segment, lines, comingLine, dst, dstStride);
-}
+  static void StoreWhole(unsigned char* to, __m512i bytes) { _mm512_storeu_si512(to, bytes); }
 
-GatherScheme const schemes[] = {
-    {64, groupBytes, 64, 64, 1, false, false, PairsInOneWindow, Filter<OneWindow>},
-    {64, groupBytes, 64, 64, 4, false, false, QuadsInFourWindows, Filter<FourWindows<64>>},
-    {64, groupBytes, 128, 128, 4, false, false, QuadsInFourWindows, Filter<FourWindows<128>>},
+  // It is cut.
+  template <class FilterGroupInto>
+  [[gnu::always_inline]] static void FilterLast(GatherPlan const& plan, int last, unsigned char* dst,
+                                                FilterGroupInto const& filterGroup) {
+    __mmask64 const rest = (__mmask64{1} << (plan.dstBytes % groupBytes)) - 1;
+    filterGroup(plan.groups[last], dst + ptrdiff_t{last} * groupBytes,
+                [rest](unsigned char* to, __m512i bytes) { _mm512_mask_storeu_epi8(to, rest, bytes); });
+  }
 };
+
+template <class Scheme>
+constexpr GatherScheme SchemeOf() {
+  return {.vectorBytes = 64,
+          .groupBytes = Kernel<Scheme>::groupBytes,
+          .windowBytes = Scheme::windowBytes,
+          .reachBytes = Scheme::windowBytes,
+          .windowCount = Scheme::windows,
+          .straight = false,
+          .lastGroupEndsAtEnd = false,
+          .itemAt = Scheme::ItemAt,
+          .filter = Filter<Kernel<Scheme>>};
+}
+
+constexpr GatherScheme schemes[] = {SchemeOf<OneWindow>(), SchemeOf<FourWindows<64>>(), SchemeOf<FourWindows<128>>()};
+static_assert(FitBuffers(schemes));
 
 }  // namespace
 
-GatherSet const gatherSet_avx512{"FourTapHorzFilterLines_avx512", schemes, std::size(schemes)};
+GatherSet const gatherSet_avx512{
+    .filterName = "FourTapHorzFilterLines_avx512", .schemes = schemes, .schemeCount = std::size(schemes)};
 
 }  // namespace fourtap

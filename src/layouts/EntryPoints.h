@@ -9,6 +9,7 @@
 // <layout>Layout. A macro, since only names differ.
 #define FOURTAP_DEFINE_LAYOUT(layout) FOURTAP_SETS(FOURTAP_DEFINE_SCALERS, layout)
 #define FOURTAP_DEFINE_SCALERS(layout, set, ...)                                                                       \
+  static_assert(fourtap::FitsLines(fourtap::scalerOf_##set<layout##Layout>));                                          \
   void FourTapScale##layout##_##set(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride,                  \
                                     unsigned char* dst, int dstStride, int xDest, int yDest, int cxDest, int cyDest) { \
     fourtap::ScaleFrame(fourtap::scalerOf_##set<layout##Layout>, *context, src, srcStride, dst, dstStride, xDest,      \

@@ -24,17 +24,27 @@ struct PairOrder {
 template <PairOrder const& order>
 struct PairLayout {
   static constexpr int bytesPerPixel = 2;
-  static constexpr bool noFourth = false;
+  static constexpr ClearedBytes cleared = nothingCleared;
 
   // A copied pair repeats the chroma of its neighbour, and the one luma sample next to it. The left pair's own first
   // luma is never read: luma taps reach one pixel over the edge.
   static constexpr EdgeRule edges =
       order.lumaByte == 0 ? EdgeRule{4, {-1, 1, 0, 3}, {2, 1, 2, 3}} : EdgeRule{4, {0, -1, 2, 1}, {0, 3, 2, 3}};
 
-  static constexpr GatherLayout gather =
-      order.lumaByte == 0 ? GatherLayout{4, 2, 2, 4, {{0, 0, false}, {0, 1, true}, {1, 0, false}, {0, 3, true}}}
-                          : GatherLayout{4, 2, 2, 4, {{0, 0, true}, {0, 1, false}, {0, 2, true}, {1, 1, false}}};
-
+  static constexpr GatherByte luma[2] = {{.sample = 0, .offset = order.lumaByte, .chroma = false},
+                                         {.sample = 1, .offset = order.lumaByte, .chroma = false}};
+  static constexpr GatherByte chroma[2] = {{.sample = 0, .offset = order.chromaByte, .chroma = true},
+                                           {.sample = 0, .offset = order.chromaByte + 2, .chroma = true}};
+  static constexpr bool lumaFirst = order.lumaByte < order.chromaByte;
+  static constexpr GatherLayout gather{
+      .unitBytes = 4,
+      .unitPixels = 2,
+      .distance = 2,
+      .chromaDistance = 4,
+      .cleared = cleared,
+      .bytes = {lumaFirst ? luma[0] : chroma[0], lumaFirst ? chroma[0] : luma[0], lumaFirst ? luma[1] : chroma[1],
+                lumaFirst ? chroma[1] : luma[1]},
+  };
   // Whole pairs, one before the pair of the first luma position and two behind that of the last. That covers the chroma
   // taps too, which stand where their own stepping puts them.
   static HorzRange Needed(_SCALE_CONTEXT const& context, int xDest, int cxDest) {
@@ -45,14 +55,14 @@ struct PairLayout {
     int const last = (lastLuma | 1) + 4;
     int const firstCol = std::max(first, 0);
     int const lastCol = std::min(last, context.cxIn - 1);
-    return {xDest,
-            cxDest,
-            firstCol * 2,
-            (lastCol - firstCol + 1) * 2,
-            (firstCol - first) / 2,
-            (last - lastCol) / 2,
-            (firstLuma - 1 - first) * 2 + order.lumaByte,
-            (firstChroma - 1) * 4 - first * 2 + order.chromaByte};
+    return {.xDest = xDest,
+            .cxDest = cxDest,
+            .firstByte = firstCol * 2,
+            .count = (lastCol - firstCol + 1) * 2,
+            .padLeft = (firstCol - first) / 2,
+            .padRight = (last - lastCol) / 2,
+            .lumaOffset = (firstLuma - 1 - first) * 2 + order.lumaByte,
+            .chromaOffset = (firstChroma - 1) * 4 - first * 2 + order.chromaByte};
   }
 
   static void RequireFits(char const* filter, _SCALE_CONTEXT const& context, HorzRange const& range) {
@@ -69,10 +79,12 @@ struct PairLayout {
   static void FilterPairs(char const* filter, _SCALE_CONTEXT const& context, HorzRange const& range, Column const* in,
                           Column* out, Taps const (*coefs)[4]) {
     RequireFits(filter, context, range);
-    FilterSamples<SampleGrid{2, 1, 1, 0}>(StepsOf(context, context.horzPositions + range.xDest), range.cxDest,
-                                          in + range.lumaOffset, out + order.lumaByte, coefs);
-    FilterSamples<SampleGrid{4, 2, 2, 0}>(StepsOf(context, context.chromaPositions + range.xDest / 2), range.cxDest / 2,
-                                          in + range.chromaOffset, out + order.chromaByte, coefs);
+    FilterSamples<SampleGrid{.distance = 2, .channels = 1, .channelDistance = 1}>(
+        StepsOf(context, context.horzPositions + range.xDest), range.cxDest, in + range.lumaOffset,
+        out + order.lumaByte, coefs);
+    FilterSamples<SampleGrid{.distance = 4, .channels = 2, .channelDistance = 2}>(
+        StepsOf(context, context.chromaPositions + range.xDest / 2), range.cxDest / 2, in + range.chromaOffset,
+        out + order.chromaByte, coefs);
   }
 
   static void FourTapHorzFilterLine_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* in,

@@ -10,12 +10,22 @@ namespace fourtap {
 
 template <int pixelBytes, int channels>
 struct PixelLayout {
+  static_assert(1 <= pixelBytes && pixelBytes <= 4, "a pixel has 1 to 4 bytes");
+  static_assert(1 <= channels && channels <= pixelBytes, "a channel is a byte of its own");
+
   static constexpr int bytesPerPixel = pixelBytes;
-  static constexpr bool noFourth = pixelBytes == 4 && channels == 3;
-  static constexpr EdgeRule edges{pixelBytes, {0, 1, 2, 3}, {0, 1, 2, 3}};
+  static constexpr ClearedBytes cleared =
+      channels == pixelBytes ? nothingCleared : ClearedBytes{.period = pixelBytes, .first = channels};
+  static constexpr EdgeRule edges{.unitBytes = pixelBytes, .left = {0, 1, 2, 3}, .right = {0, 1, 2, 3}};
 
   static constexpr GatherLayout gather{
-      pixelBytes, 1, pixelBytes, 0, {{0, 0, false}, {0, 1, false}, {0, 2, false}, {0, channels > 3 ? 3 : -1, false}}};
+      .unitBytes = pixelBytes,
+      .unitPixels = 1,
+      .distance = pixelBytes,
+      .chromaDistance = 0,
+      .cleared = cleared,
+      .bytes = {{0, 0, false}, {0, 1, false}, {0, 2, false}, {0, 3, false}},
+  };
 
   static void RequireFits(char const*, _SCALE_CONTEXT const&, HorzRange const&) {}
 
@@ -24,18 +34,19 @@ struct PixelLayout {
     int const last = HorzPosition(context.horzPositions[xDest + cxDest - 1]) + 2;
     int const firstCol = std::max(first, 0);
     int const lastCol = std::min(last, context.cxIn - 1);
-    return {
-        xDest, cxDest, firstCol * pixelBytes, (lastCol - firstCol + 1) * pixelBytes, firstCol - first, last - lastCol,
-        0,     0};
+    return {.xDest = xDest,
+            .cxDest = cxDest,
+            .firstByte = firstCol * pixelBytes,
+            .count = (lastCol - firstCol + 1) * pixelBytes,
+            .padLeft = firstCol - first,
+            .padRight = last - lastCol};
   }
 
   template <class Column, class Taps>
   static void FilterPixels(_SCALE_CONTEXT const& context, HorzRange const& range, Column const* in, Column* out,
                            Taps const (*coefs)[4]) {
-    // The rotation of 8 lines back knows which columns come out as 0.
-    int constexpr cleared = sizeof(Column) == sizeof(FourTapColumnOf8) ? 0 : pixelBytes - channels;
-    FilterSamples<SampleGrid{pixelBytes, channels, 1, cleared}>(StepsOf(context, context.horzPositions + range.xDest),
-                                                                range.cxDest, in, out, coefs);
+    FilterSamples<SampleGrid{.distance = pixelBytes, .channels = channels, .channelDistance = 1}>(
+        StepsOf(context, context.horzPositions + range.xDest), range.cxDest, in, out, coefs);
   }
 
   static void FourTapHorzFilterLine_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* in,

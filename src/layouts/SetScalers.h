@@ -7,40 +7,47 @@
 namespace fourtap {
 
 template <class Layout>
-inline constexpr Scaler scalerOf_sse2{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    FilterLinesVertically_sse2,
-    {{8, FourTapHorzScale8Lines_sse2<Layout>}, {4, FourTapHorzScale4Lines_mmx<Layout>}},
-    FourTapHorzScaleLines_c<Layout>,
-    FourTapHorzScaleSrcLines_c<Layout>,
-    false,
+inline constexpr Scaler scalerOf_mmx{
+    .bytesPerPixel = Layout::bytesPerPixel,
+    .neededRange = Layout::Needed,
+    .filterVertically = FilterLinesVertically_mmx,
+    .passes = {{Block4Lines_mmx::lineCount, FourTapHorzScale4Lines_mmx<Layout>}, {}},
+    .scaleLines = FourTapHorzScaleLines_c<Layout>,
+    .scaleSrcLines = FourTapHorzScaleSrcLines_c<Layout>,
+    .intermediateLines = IntermediateLines::temp,
+    .holdsLinesBack = true,
+    .fillsWholeTable = true,
 };
 
 template <class Layout>
-inline constexpr Scaler scalerOf_mmx{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    FilterLinesVertically_mmx,
-    {{4, FourTapHorzScale4Lines_mmx<Layout>}, {}},
-    FourTapHorzScaleLines_c<Layout>,
-    FourTapHorzScaleSrcLines_c<Layout>,
-    false,
+inline constexpr Scaler scalerOf_sse2{
+    .bytesPerPixel = Layout::bytesPerPixel,
+    .neededRange = Layout::Needed,
+    .filterVertically = FilterLinesVertically_sse2,
+    .passes = {{Block8Lines_sse2::lineCount, FourTapHorzScale8Lines_sse2<Layout>},
+               {Block4Lines_mmx::lineCount, FourTapHorzScale4Lines_mmx<Layout>}},
+    .scaleLines = FourTapHorzScaleLines_c<Layout>,
+    .scaleSrcLines = FourTapHorzScaleSrcLines_c<Layout>,
+    .intermediateLines = IntermediateLines::temp,
+    .holdsLinesBack = true,
+    .fillsWholeTable = true,
 };
 
 // At reductions beyond a wide set's reach the vertical filter dominates: the turning pass does for the rest.
 template <class Layout>
-inline constexpr HorzScaleLines* FewLines_sse2 = ScaleBlock<Layout, Block8Lines_sse2>;
+inline constexpr HorzScaleSrcLines* beyondReach = ScaleBlock<Layout, Block8Lines_sse2>;
 
 template <class Layout, GatherSet const& set, VertFilterLines* filterVertically>
 inline constexpr Scaler wideScalerOf{
-    Layout::bytesPerPixel,
-    Layout::Needed,
-    filterVertically,
-    {{wideBlockLines, GatherBlock<Layout, set, FewLines_sse2<Layout>>}, {}},
-    GatherLines<Layout, set, FewLines_sse2<Layout>>,
-    GatherLines<Layout, set, FewLines_sse2<Layout>>,
-    true,
+    .bytesPerPixel = Layout::bytesPerPixel,
+    .neededRange = Layout::Needed,
+    .filterVertically = filterVertically,
+    .passes = {{wideBlockLines, GatherBlock<Layout, set, beyondReach<Layout>>}, {}},
+    .scaleLines = GatherIntermediateLines<Layout, set, beyondReach<Layout>>,
+    .scaleSrcLines = GatherSrcLines<Layout, set, beyondReach<Layout>>,
+    .intermediateLines = IntermediateLines::wide,
+    .holdsLinesBack = false,
+    .fillsWholeTable = false,
 };
 
 template <class Layout>

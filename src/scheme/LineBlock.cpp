@@ -9,19 +9,20 @@ namespace fourtap {
 
 namespace {
 
+// Source lines of larger pictures are fetched ahead. Smaller ones, down to 1 MiB, gain a little too, but as whole
+// frames only: a slice does not know the line that comes next, and is to cost what the frame does.
 int64_t const cachedPictureBytes = 6 << 20;
 
-// Through the widest passes that the lines fill, then the rest.
-void ScaleHorizontally(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char** lines, int lineCount,
-                       HorzScaleLines* scaleRest, HorzRange const& range, unsigned char* dst, int dstStride) {
+// Through the widest passes that the lines fill. Returns how many lines are done.
+int ScaleBlocks(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount,
+                HorzRange const& range, unsigned char const* comingLine, unsigned char* dst, int dstStride) {
+  int done = 0;
   for (BlockPass const& pass : scaler.passes) {
-    if (pass.lineCount == 0 || lineCount < pass.lineCount) continue;
-    pass.scale(context, lines, range, dst, dstStride);
-    lines += pass.lineCount;
-    lineCount -= pass.lineCount;
-    dst += ptrdiff_t{pass.lineCount} * dstStride;
+    if (pass.lineCount == 0 || lineCount - done < pass.lineCount) continue;
+    pass.scale(context, lines + done, range, comingLine, dst + ptrdiff_t{done} * dstStride, dstStride);
+    done += pass.lineCount;
   }
-  if (lineCount > 0) scaleRest(context, lines, lineCount, range, dst, dstStride);
+  return done;
 }
 
 void LineWritten(LineBlock& block, int lineCount) {
@@ -29,8 +30,8 @@ void LineWritten(LineBlock& block, int lineCount) {
   block.written += lineCount;
 }
 
-unsigned char** IntermediateLines(Scaler const& scaler, _SCALE_CONTEXT& context) {
-  return scaler.writesAtOnce ? context.wideLines : context.tempLines;
+unsigned char** LinesBetween(Scaler const& scaler, _SCALE_CONTEXT& context) {
+  return scaler.intermediateLines == IntermediateLines::wide ? context.wideLines : context.tempLines;
 }
 
 }  // namespace
@@ -39,14 +40,17 @@ HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int x
   if (context.cxIn != context.cxOut || context.cyIn == context.cyOut) {
     return scaler.neededRange(context, xDest, cxDest);
   }
-  return {xDest, cxDest, xDest * scaler.bytesPerPixel, cxDest * scaler.bytesPerPixel, 0, 0, 0, 0};
+  return {.xDest = xDest,
+          .cxDest = cxDest,
+          .firstByte = xDest * scaler.bytesPerPixel,
+          .count = cxDest * scaler.bytesPerPixel};
 }
 
 int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, int yDest, int cyDest,
                int firstLine, int entryCount, LineBlock& block) {
   SourceStepping at = StartStepping(context.cyIn, context.cyOut, yDest);
   bool const horizontally = context.cxIn != context.cxOut;
-  // A reduction waits for its source, unless that stays in the second-level cache for the most part.
+  // An enlargement reads each source line several times, and hardly waits for it.
   bool const worthFetching = context.cyIn > context.cyOut && int64_t{context.cyIn} * range.count > cachedPictureBytes;
   int done = 0;
   for (; done < cyDest; ++done, Step(at)) {
@@ -61,9 +65,8 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
       continue;
     }
     if (++block.pending == scaler.passes[0].lineCount) {
-      context.comingLine = worthFetching && firstTap + 4 < entryCount ? taps.lines[4] + range.firstByte : nullptr;
-      FlushLines(scaler, context, range, block);
-      context.comingLine = nullptr;
+      bool const fetches = worthFetching && firstTap + 4 < entryCount;
+      FlushLines(scaler, context, range, block, fetches ? taps.lines[4] + range.firstByte : nullptr);
     }
   }
   return done;
@@ -71,14 +74,19 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
 
 void FilterPending(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
   scaler.filterVertically(block.taps + block.filtered, block.pending - block.filtered, range.firstByte, range.count,
-                          IntermediateLines(scaler, context) + block.filtered);
+                          LinesBetween(scaler, context) + block.filtered);
   block.filtered = block.pending;
 }
 
-void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
+void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block,
+                unsigned char const* comingLine) {
   FilterPending(scaler, context, range, block);
-  ScaleHorizontally(scaler, context, IntermediateLines(scaler, context), block.pending, scaler.scaleLines, range,
-                    block.dst, block.dstStride);
+  unsigned char** const lines = LinesBetween(scaler, context);
+  int const done = ScaleBlocks(scaler, context, lines, block.pending, range, comingLine, block.dst, block.dstStride);
+  if (done < block.pending) {
+    scaler.scaleLines(context, lines + done, block.pending - done, range, block.dst + ptrdiff_t{done} * block.dstStride,
+                      block.dstStride);
+  }
   LineWritten(block, block.pending);
   block.pending = 0;
   block.filtered = 0;
@@ -87,15 +95,15 @@ void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& 
 void ScaleSourceLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, unsigned char const* src,
                       int srcStride, unsigned char* dst, int dstStride, int cyDest) {
   int const blockLines = scaler.passes[0].lineCount;
-  for (int y = 0; y < cyDest; y += blockLines) {
-    unsigned char* lines[8];
+  for (int y = 0; y < cyDest; y += blockLines, dst += ptrdiff_t{blockLines} * dstStride) {
+    unsigned char const* lines[mostBlockLines];
     int const lineCount = std::min(blockLines, cyDest - y);
-    for (int k = 0; k < lineCount; ++k) {
-      // The passes take intermediate lines too, hence the type; this one only reads.
-      lines[k] = const_cast<unsigned char*>(src + ptrdiff_t{y + k} * srcStride + range.firstByte);
+    for (int k = 0; k < lineCount; ++k) lines[k] = src + ptrdiff_t{y + k} * srcStride + range.firstByte;
+    int const done = ScaleBlocks(scaler, context, lines, lineCount, range, nullptr, dst, dstStride);
+    if (done < lineCount) {
+      scaler.scaleSrcLines(context, lines + done, lineCount - done, range, dst + ptrdiff_t{done} * dstStride,
+                           dstStride);
     }
-    ScaleHorizontally(scaler, context, lines, lineCount, scaler.scaleSrcLines, range, dst + ptrdiff_t{y} * dstStride,
-                      dstStride);
   }
 }
 

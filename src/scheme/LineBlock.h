@@ -13,7 +13,7 @@ struct LineBlock {
   int pending;   // lines under way, at the start of the intermediate lines
   int filtered;  // so many of them are filtered vertically already
   int written;
-  VertTaps taps[8];  // of each pending line that is not
+  VertTaps taps[mostBlockLines];  // of each pending line that is not
 };
 
 // A block whose first `pending` lines an earlier call has filtered vertically. The taps stay as they are: lines that
@@ -39,7 +39,9 @@ int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, int yDest, int 
 void FilterPending(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);
 
 // Sends the pending lines on.
-void FlushLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);
+//   comingLine  as in HorzScaleBlock
+void FlushLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&,
+                unsigned char const* comingLine = nullptr);
 
 // The horizontal pass alone, over cyDest source lines read in place.
 void ScaleSourceLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, unsigned char const* src, int srcStride,

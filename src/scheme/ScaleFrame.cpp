@@ -30,7 +30,11 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   }
   int const firstEntry = SourcePosition(context.cyIn, context.cyOut, yDest);
   int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
-  FillSourceLines(context, src, srcStride, firstEntry, lastEntry);
+  if (scaler.fillsWholeTable) {
+    FillSourceLines(context, src, srcStride, 0, context.cyIn + 2);
+  } else {
+    FillSourceLines(context, src, srcStride, firstEntry, lastEntry);
+  }
   LineBlock block = StartBlock(dst, dstStride, 0);
   ScaleLines(scaler, context, range, yDest, cyDest, -1, lastEntry + 1, block);
   FlushLines(scaler, context, range, block);

@@ -34,9 +34,9 @@ void KeepLine(Scaler const& scaler, _SCALE_CONTEXT const& context, int slot, uns
 // move by permuting the slots; only new ones are copied.
 void KeepLastLines(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* src, int srcStride,
                    int cySlice) {
-  int const kept = std::min(context.cyInDone, 3);
-  int const added = std::min(cySlice, 3);
-  int const still = 3 - added;
+  int const kept = std::min(context.cyInDone, keptLines);
+  int const added = std::min(cySlice, keptLines);
+  int const still = keptLines - added;
   for (int slot = 0; slot < still; ++slot) {
     std::swap(context.savedLines[slot], context.savedLines[kept - still + slot]);
   }
@@ -86,12 +86,12 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
 
   HorzRange const range = RangeOfCall(scaler, context, 0, context.cxOut);
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
-  bool const waited = context.cxIn != context.cxOut && !scaler.writesAtOnce;
+  bool const waited = context.cxIn != context.cxOut && scaler.holdsLinesBack;
   LineBlock block = StartBlock(dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0);
   context.cyOutDone += ScaleLines(scaler, context, range, context.cyOutDone, context.cyOut - context.cyOutDone,
                                   FirstTableLine(context), entryCount, block);
   if (!last && added > 3) FetchSlots(scaler, context);
-  if (last || scaler.writesAtOnce) {
+  if (last || !scaler.holdsLinesBack) {
     FlushLines(scaler, context, range, block);
   } else {
     FilterPending(scaler, context, range, block);

@@ -1,8 +1,7 @@
 // The horizontal pass of one layout, over columns of any kind: a byte of one line, or a vector of a block of lines.
 //
 // A layout is a record with
-//   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), gather (GatherLayout), RequireFits
-//   noFourth          every fourth byte comes out as 0, whatever it was
+//   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), cleared (ClearedBytes: no filter writes them)
 //   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
@@ -13,6 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/ClearedBytes.h"
 #include "filters/FourTapSum.h"
 #include "scheme/Scaler.h"
 #include "turned/Rotate.h"
@@ -47,7 +47,6 @@ struct SampleGrid {
   int distance;         // from a sample to the next of its channel, columns
   int channels;         // filtered alike
   int channelDistance;  // from one to the next
-  int cleared;          // so many columns behind them are set to 0
 };
 
 // Where samples of a kind lie in the source, from a first one on.
@@ -78,7 +77,6 @@ struct SampleSums {
     for (int s = 0; s < samples; ++s) {
       Column* const to = out + s * step;
       for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
-      for (int c = 0; c < grid.cleared; ++c) to[(grid.channels + c) * grid.channelDistance] = Column{};
     }
   }
 };
@@ -129,6 +127,7 @@ void FilterPhases(SampleSteps const& steps, int count, Column const* in, Column*
 // sample.
 template <SampleGrid grid, class Column, class Taps>
 void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column* out, Taps const (*coefs)[4]) {
+  // So many sums a phase has to have, or what it takes to set it up (taps, form, a loop's end) is more than it saves.
   int const worthAPhase = 8;
   if (int64_t{steps.period} * worthAPhase <= int64_t{count} * grid.channels && steps.period <= count) {
     FilterPhases<grid>(steps, count, in, out, coefs);
@@ -151,9 +150,9 @@ struct Block8Lines_sse2 {
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
   template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::noFourth>;
+  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::cleared>;
   template <class Layout>
-  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::noFourth>;
+  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::cleared>;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
 };
@@ -164,9 +163,9 @@ struct Block4Lines_mmx {
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_mmx; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_mmx; }
   template <class Layout>
-  static constexpr auto* const rotateIn = Rotate4LinesClockwise_mmx;
+  static constexpr auto* const rotateIn = LinesToColumns_mmx;
   template <class Layout>
-  static constexpr auto* const rotateOut = Rotate4LinesCounterClockwise_mmx;
+  static constexpr auto* const rotateOut = ColumnsToLines_mmx<Layout::cleared>;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter4Lines_mmx;
 };
@@ -174,12 +173,14 @@ struct Block4Lines_mmx {
 // A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache. Where there
 // are fewer lines than the block has, the last one is done again in place of each missing one.
 template <class Layout, class Block>
-void ScaleBlock(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
+void ScaleBlock(_SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount, HorzRange const& range,
                 unsigned char* dst, int dstStride) {
+  // Columns of 16 bytes, in and out, at 2:1: 24 KiB with 4 bytes a pixel, 18 KiB with 2 or 3. That leaves room beside
+  // them in a first-level cache of 32 KiB; wider strips have fewer edges to make.
   int const stripWidth = Layout::bytesPerPixel <= 2 ? 192 : 128;
   for (int x = 0; x < range.cxDest; x += stripWidth) {
     HorzRange const strip = Layout::Needed(context, range.xDest + x, std::min(stripWidth, range.cxDest - x));
-    unsigned char* srcLines[Block::lineCount];
+    unsigned char const* srcLines[Block::lineCount];
     unsigned char* dstLines[Block::lineCount];
     for (int k = 0; k < Block::lineCount; ++k) {
       int const line = std::min(k, lineCount - 1);
@@ -194,37 +195,49 @@ void ScaleBlock(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, H
 }
 
 template <class Layout>
-void FourTapHorzScale8Lines_sse2(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range,
-                                 unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block8Lines_sse2>(context, lines, 8, range, dst, dstStride);
+void FourTapHorzScale8Lines_sse2(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
+                                 unsigned char const*, unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block8Lines_sse2>(context, lines, Block8Lines_sse2::lineCount, range, dst, dstStride);
 }
 
 template <class Layout>
-void FourTapHorzScale4Lines_mmx(_SCALE_CONTEXT& context, unsigned char** lines, HorzRange const& range,
-                                unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block4Lines_mmx>(context, lines, 4, range, dst, dstStride);
+void FourTapHorzScale4Lines_mmx(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
+                                unsigned char const*, unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block4Lines_mmx>(context, lines, Block4Lines_mmx::lineCount, range, dst, dstStride);
+}
+
+// An extended line, into a destination line.
+template <class Layout>
+void FilterExtended_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* extended,
+                      unsigned char* dst) {
+  Layout::FourTapHorzFilterLine_c(context, range, extended, dst);
+  if constexpr (Layout::cleared.Any()) {
+    for (int i = 0; i < range.cxDest * Layout::bytesPerPixel; ++i) {
+      if (Layout::cleared.Has(i)) dst[i] = 0;
+    }
+  }
 }
 
 template <class Layout>
-void FourTapHorzScaleLines_c(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
-                             unsigned char* dst, int dstStride) {
+void FourTapHorzScaleLines_c(_SCALE_CONTEXT& context, unsigned char* const* lines, int lineCount,
+                             HorzRange const& range, unsigned char* dst, int dstStride) {
   for (int k = 0; k < lineCount; ++k) {
     unsigned char const* const extended = RepeatEdges<Layout::edges>(lines[k], range);
-    Layout::FourTapHorzFilterLine_c(context, range, extended, dst + ptrdiff_t{k} * dstStride);
+    FilterExtended_c<Layout>(context, range, extended, dst + ptrdiff_t{k} * dstStride);
   }
 }
 
 // Source lines are copied where edges are missing, into the first intermediate line, and never written.
 template <class Layout>
-void FourTapHorzScaleSrcLines_c(_SCALE_CONTEXT& context, unsigned char** lines, int lineCount, HorzRange const& range,
-                                unsigned char* dst, int dstStride) {
+void FourTapHorzScaleSrcLines_c(_SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount,
+                                HorzRange const& range, unsigned char* dst, int dstStride) {
   for (int k = 0; k < lineCount; ++k) {
     unsigned char const* extended = lines[k];
     if (range.padLeft != 0 || range.padRight != 0) {
       std::memcpy(context.tempLines[0], lines[k], static_cast<size_t>(range.count));
       extended = RepeatEdges<Layout::edges>(context.tempLines[0], range);
     }
-    Layout::FourTapHorzFilterLine_c(context, range, extended, dst + ptrdiff_t{k} * dstStride);
+    FilterExtended_c<Layout>(context, range, extended, dst + ptrdiff_t{k} * dstStride);
   }
 }
 
