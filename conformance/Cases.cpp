@@ -10,6 +10,7 @@
 #include <cstring>
 #include <functional>
 
+#include "conformance/CaseText.h"
 #include "conformance/MmxState.h"
 #include "conformance/OwnedContext.h"
 
@@ -218,30 +219,6 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
   return "";
 }
 
-std::string ToString(std::vector<int> const& numbers) {
-  std::string text;
-  for (int const number : numbers) {
-    if (!text.empty()) text += ',';
-    text += std::to_string(number);
-  }
-  return text;
-}
-
-std::string ToString(Placement const& placement) {
-  return "gap " + std::to_string(placement.gap) + (placement.bottomUp ? " bottom up" : "") +
-         (placement.flush == Flush::start ? " after" : " before") + " a protected page, shift " +
-         std::to_string(placement.shift);
-}
-
-std::string Describe(Case const& what) {
-  Sizes const& sizes = what.sizes;
-  return "case " + std::to_string(what.seed) + " (" + std::to_string(sizes.cxIn) + "x" + std::to_string(sizes.cyIn) +
-         " to " + std::to_string(sizes.cxOut) + "x" + std::to_string(sizes.cyOut) + ", rectangle " +
-         ToString({what.rect.x, what.rect.y, what.rect.cx, what.rect.cy}) + ", slices " + ToString(what.slices[0]) +
-         " then " + ToString(what.slices[1]) + "; source " + ToString(what.source) + "; destination " +
-         ToString(what.destination) + ")";
-}
-
 }  // namespace
 
 std::vector<int> RandomSlices(Random& random, int cyIn) {
@@ -282,8 +259,8 @@ Trial::Trial(Case const& drawn)
 std::string RunTrial(Variant const& variant, Trial const& trial) {
   Case const& what = trial.what;
   Sizes const& sizes = what.sizes;
-  std::string const name =
-      std::string(Traits(variant.layout).name) + " " + variant.set->name + ", " + Describe(what) + ": ";
+  std::string const name = std::string(Traits(variant.layout).name) + " " + variant.set->name + ", case " +
+                           std::to_string(what.seed) + " (" + TextOf(what) + "): ";
   OwnedContext const context(
       InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, Traits(variant.layout).bitsPerPixel));
   if (!context) return name + "no context";

@@ -139,6 +139,13 @@ TEST_F(Bitmap, OddFieldsAreReportedAsTheyAre) {
   EXPECT_EQ(Read(GuardedImage(0, 0, 0).Top()), (std::vector{1, 3, -2, 12, 24}));
   Write(Headers(3, 1, 8, 54, 12, 3));
   EXPECT_EQ(Read(nullptr), (std::vector{1, 3, 1, 12, 8}));
+  // Lines without bytes, and with fewer than none: nothing is read.
+  for (int const cx : {0, -4}) {
+    Bytes file = Headers(cx, 2, 24, 54, 24);
+    file.resize(file.size() + 24, 1);
+    Write(file);
+    EXPECT_EQ(Read(GuardedImage(0, 0, 0).Top()), (std::vector{1, cx, 2, 3 * cx, 24}));
+  }
 }
 
 TEST_F(Bitmap, AMissingDirectoryGivesZero) {

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <string>
 
+#include "conformance/CaseText.h"
 #include "conformance/Cases.h"
 #include "conformance/Model.h"
 #include "conformance/SelfTest.h"
@@ -149,6 +150,20 @@ TEST(ChecksTest, EveryFaultIsReported) {
     std::string const report = RunTrial(wrong, trial);
     EXPECT_NE(report.find(fault.report), std::string::npos) << "expected: " << fault.report << "\nreported: " << report;
   }
+}
+
+// What a report has in brackets runs the same case again.
+TEST(ChecksTest, EveryCaseCanBeReadFromItsReport) {
+  for (conformance::LayoutTraits const& traits : conformance::Layouts()) {
+    for (uint64_t seed = 0; seed < 200; ++seed) {
+      std::string const text = conformance::TextOf(conformance::RandomCase(traits.layout, seed));
+      auto const read = conformance::CaseOfText(text);
+      ASSERT_TRUE(read) << text;
+      EXPECT_EQ(conformance::TextOf(*read), text);
+    }
+  }
+  EXPECT_FALSE(conformance::CaseOfText("17"));
+  EXPECT_FALSE(conformance::CaseOfText("layout=Plain in=6x4 out=10x9"));
 }
 
 // The digest keeps library and model from changing together.

@@ -58,6 +58,14 @@ TEST(Context, SizesBeyondCountingGiveNone) {
   }
 }
 
+// Only what a line takes matters, not the positions of its columns.
+TEST(Context, LinesBelow2GiBAreWithinCounting) {
+  for (int const cxOut : {1'400'000'000, 1'500'000'000, INT_MAX - 31}) {
+    EXPECT_GT(FourTapScaleContextBytes(9, 9, cxOut, 9, 8), 24LL * cxOut) << cxOut;
+  }
+  EXPECT_EQ(FourTapScaleContextBytes(9, 9, INT_MAX - 30, 9, 8), -1);
+}
+
 TEST(Context, ResetClearsTheTwoCountersAlone) {
   OwnedContext const context = MakeContext({20, 10, 30, 15, 24});
   ASSERT_TRUE(context);

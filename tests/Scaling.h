@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdlib>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "OwnedContext.h"
+#include "conformance/CaseText.h"
 #include "conformance/Model.h"
 #include "conformance/Variants.h"
 
@@ -54,11 +56,24 @@ inline conformance::Bytes ScaleSlices(conformance::Variant const& variant, _SCAL
   return output;
 }
 
-// A test of each variant that this processor can run.
+inline void SkipUnlessRunnable(conformance::Set const& set) {
+  if (!set.runnable) GTEST_SKIP() << "this processor has no " << set.name;
+}
+
+// A test of each variant that this processor can run. FOURTAP_CASE='layout=...', with what a report has in brackets,
+// runs just that case instead of the test's own.
 class PerVariantTest : public testing::TestWithParam<conformance::Variant> {
  protected:
   void SetUp() override {
-    if (!GetParam().set->runnable) GTEST_SKIP() << "this processor has no " << GetParam().set->name;
+    SkipUnlessRunnable(*GetParam().set);
+    char const* const text = std::getenv("FOURTAP_CASE");
+    if (!text || IsSkipped()) return;
+    auto const what = conformance::CaseOfText(text);
+    ASSERT_TRUE(what) << "FOURTAP_CASE is not as a report has it: " << text;
+    if (what->layout == GetParam().layout) {
+      EXPECT_EQ(conformance::RunTrial(GetParam(), conformance::Trial(*what)), "");
+    }
+    GTEST_SKIP() << "instead of the test, FOURTAP_CASE was run on its layout";
   }
 };
 
