@@ -17,6 +17,26 @@ int const laneBytes = 16;
 
 // A group is two registers, of one line, with two lanes each. A lane is a block of eight output bytes. Packing two
 // registers puts their lower lanes side by side, and their upper ones.
+//
+// With A to D for the blocks of outputs 0 to 7, 8 to 15, 16 to 23 and 24 to 31, A01 for their taps 0 and 1 as pairs, w
+// for windows, and a bar between lanes:
+//
+//   pairs, shareWindow     first vector  second vector  summed
+//     register 0            A01 | B01     A23 | B23      A | B     w0 | w0, or with two windows w0 | w0 and w1 | w1
+//     register 1            C01 | D01     C23 | D23      C | D     w1 | w1,                     w2 | w2 and w3 | w3
+//     packed                                             A C | B D, put in order: A B | C D
+//   pairs, shareHalves     the same; w0's bytes 0 to 15 | its bytes 16 to 31
+//   pairs, haveOwnWindows
+//     register 0            A01 | C01     A23 | C23      A | C     w0 | w2, or with two windows w0 | w4 and w1 | w5
+//     register 1            B01 | D01     B23 | D23      B | D     w1 | w3,                     w2 | w6 and w3 | w7
+//     packed                                             A B | C D
+//
+//   quads, a0 to a7 for the bytes of A, all four taps of each; and so on:
+//     register 0       a0 a1 a2 a3 | c0 c1 c2 c3   a4 a5 a6 a7 | c4 c5 c6 c7
+//     multiplied        two words of each: taps 0 and 1, taps 2 and 3
+//     added pairwise    a0 a1 a2 a3 a4 a5 a6 a7 | c0 c1 c2 c3 c4 c5 c6 c7, that is A | C
+//
+//   straight: A01 is w0's bytes as they are, where outputs lie two bytes apart.
 enum class Lanes {
   shareWindow,    // a window of 16 bytes for both; they are neighbouring blocks, put in order after packing
   shareHalves,    // the same, but a window of 32 bytes, half of it for each

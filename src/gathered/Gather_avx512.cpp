@@ -12,7 +12,9 @@ namespace fourtap {
 
 namespace {
 
-// Words below 2^14, shifted down by 6, as the even and the odd bytes of the result.
+// Words below 2^14, shifted down by 6, as the even and the odd bytes of the result:
+//
+//   even  e0 e1 e2 e3 ...    odd  o0 o1 o2 o3 ...    merged  e0 o0 e1 o1 e2 o2 e3 o3 ...
 __m512i MergeSums(__m512i even, __m512i odd) {
   int const firstWhereThirdElseSecond = 0xe4;
   return _mm512_ternarylogic_epi32(_mm512_srli_epi16(even, 6), _mm512_slli_epi16(odd, 2), _mm512_set1_epi16(0xff),
@@ -27,7 +29,11 @@ struct OneWindow {
   static int const windows = 1;
   static int const windowBytes = 64;
 
-  // Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs.
+  // Vectors: taps 0, 1 and 2, 3 of the even outputs, then of the odd ones, as pairs. With 0.01 for output 0's taps 0
+  // and 1:
+  //
+  //   vector 0  0.01 2.01 4.01 ...   vector 1  0.23 2.23 4.23 ...   summed  0 2 4 ...
+  //   vector 2  1.01 3.01 5.01 ...   vector 3  1.23 3.23 5.23 ...   summed  1 3 5 ...   merged  0 1 2 3 4 5 ...
   static GatherItem ItemAt(int vector, int lane) {
     return {.output = lane / 2 * 2 + vector / 2, .tap = vector % 2 * 2 + lane % 2, .window = 0, .offset = 0};
   }
@@ -48,7 +54,12 @@ struct FourWindows {
   static int const windowBytes = bytes;
   __m512i order = OutputOrder();
 
-  // Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own.
+  // Vector v: all taps of the outputs 16v to 16v + 15, with a window of their own. Of 128-bit lane q, with a to d for
+  // the outputs 4q to 4q + 3 of the four vectors:
+  //
+  //   summed    a0 a1 a2 a3   b0 b1 b2 b3   c0 c1 c2 c3   d0 d1 d2 d3
+  //   packed    a0 a1 a2 a3 b0 b1 b2 b3     c0 c1 c2 c3 d0 d1 d2 d3
+  //   merged    a0 c0 a1 c1 a2 c2 a3 c3 b0 d0 b1 d1 b2 d2 b3 d3
   static GatherItem ItemAt(int vector, int lane) {
     return {.output = 16 * vector + lane / 4, .tap = lane % 4, .window = vector, .offset = 0};
   }
