@@ -10,11 +10,12 @@ int main() {
   constexpr int cxIn = 640, cyIn = 480, cxOut = 853, cyOut = 640, bandCount = 4;
   std::vector<unsigned char> picture(cxIn * cyIn), whole(cxOut * cyOut, 1), banded(cxOut * cyOut);
   std::iota(picture.begin(), picture.end(), 0);
-  if (!InitFourTapScale()) return 1;
+  FourTapFrameScaler* const scale = FourTapFrameScalerFor(FourTapLayoutPlane, FourTapSetWidest);
+  if (!scale) return 1;
 
-  auto const scaleLines = [&picture](int from, int to, unsigned char* dst) {
+  auto const scaleLines = [scale, &picture](int from, int to, unsigned char* dst) {
     _SCALE_CONTEXT* const context = InitScaleContext(cxIn, cyIn, cxOut, cyOut, 8);
-    if (context) FourTapScalePlane(context, picture.data(), cxIn, dst, cxOut, 0, from, cxOut, to - from);
+    if (context) scale(context, picture.data(), cxIn, dst, cxOut, 0, from, cxOut, to - from);
     DoneScaleContext(context);
   };
   std::vector<std::thread> threads;

@@ -12,10 +12,11 @@ int main() {
   std::iota(picture.begin(), picture.end(), 0);
   unsigned char* const topLine = surface.data() + 1 + (cyOut - 1) * stride;
 
+  FourTapFrameScaler* const scale = FourTapFrameScalerFor(FourTapLayoutRGB32, FourTapSetWidest);
   _SCALE_CONTEXT* const context = InitScaleContext(cxIn, cyIn, cxOut, cyOut, 32);
-  if (!context || !InitFourTapScale()) return 1;
-  FourTapScaleRGB32(context, picture.data(), 4 * cxIn, topLine, -stride, 0, 0, cxOut, cyOut);
-  FourTapScaleRGB32(context, picture.data(), 4 * cxIn, plain.data(), bytes, 0, 0, cxOut, cyOut);
+  if (!scale || !context) return 1;
+  scale(context, picture.data(), 4 * cxIn, topLine, -stride, 0, 0, cxOut, cyOut);
+  scale(context, picture.data(), 4 * cxIn, plain.data(), bytes, 0, 0, cxOut, cyOut);
   DoneScaleContext(context);
 
   for (int y = 0; y < cyOut; ++y) {

@@ -8,20 +8,25 @@
 
 int main() {
   constexpr int cxIn = 200, cyIn = 150, cxOut = 120, cyOut = 90, strideIn = 3 * cxIn, strideOut = 3 * cxOut;
-  std::vector<unsigned char> picture(strideIn * cyIn), whole(strideOut * cyOut, 1), sliced(strideOut * cyOut);
+  constexpr int cySlice = 16;
+  std::vector<unsigned char> picture(strideIn * cyIn), whole(strideOut * cyOut, 1), sliced;
   std::iota(picture.begin(), picture.end(), 0);
 
+  FourTapSliceScaler* const scaleSlice = FourTapSliceScalerFor(FourTapLayoutRGB24, FourTapSetWidest);
+  FourTapFrameScaler* const scaleFrame = FourTapFrameScalerFor(FourTapLayoutRGB24, FourTapSetWidest);
   _SCALE_CONTEXT* const context = InitScaleContext(cxIn, cyIn, cxOut, cyOut, 24);
-  if (!context || !InitFourTapScale()) return 1;
+  if (!scaleSlice || !context) return 1;
+
+  // Room for what one slice gives at the most; a host would pass it on, this one collects it.
+  std::vector<unsigned char> lines(strideOut * FourTapScaleMostLinesWritten(cyIn, cyOut, cySlice));
   FourTapScaleProgressiveReset(context);
-  unsigned char* dst = sliced.data();
-  for (int y = 0; y < cyIn; y += 16) {
+  for (int y = 0; y < cyIn; y += cySlice) {
     int written;
-    FourTapScaleProgressiveRGB24(context, picture.data() + y * strideIn, strideIn, std::min(16, cyIn - y), dst,
-                                 strideOut, written);
-    dst += written * strideOut;
+    scaleSlice(context, picture.data() + y * strideIn, strideIn, std::min(cySlice, cyIn - y), lines.data(), strideOut,
+               written);
+    sliced.insert(sliced.end(), lines.begin(), lines.begin() + written * strideOut);
   }
-  FourTapScaleRGB24(context, picture.data(), strideIn, whole.data(), strideOut, 0, 0, cxOut, cyOut);
+  scaleFrame(context, picture.data(), strideIn, whole.data(), strideOut, 0, 0, cxOut, cyOut);
   DoneScaleContext(context);
 
   if (sliced == whole) return 0;

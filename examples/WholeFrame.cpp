@@ -10,9 +10,10 @@ int main() {
   std::vector<unsigned char> picture(3 * cxIn * cyIn), half(3 * cxOut * cyOut);
   std::iota(picture.begin(), picture.end(), 0);  // each channel rises by 3 a pixel and by 24 a line
 
+  FourTapFrameScaler* const scale = FourTapFrameScalerFor(FourTapLayoutRGB24, FourTapSetWidest);
   _SCALE_CONTEXT* const context = InitScaleContext(cxIn, cyIn, cxOut, cyOut, 24);
-  if (!context || !InitFourTapScale()) return 1;
-  FourTapScaleRGB24(context, picture.data(), 3 * cxIn, half.data(), 3 * cxOut, 0, 0, cxOut, cyOut);
+  if (!scale || !context) return 1;
+  scale(context, picture.data(), 3 * cxIn, half.data(), 3 * cxOut, 0, 0, cxOut, cyOut);
   DoneScaleContext(context);
 
   // Output pixel (2, 1) lies in the middle of source pixels (4, 2) to (5, 3).

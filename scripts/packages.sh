@@ -6,7 +6,8 @@ demoPackages=("${buildPackages[@]}" netpbm)
 testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-pil)
 benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
-ciPackages=("${testPackages[@]}" clang clang-format libclang-rt-14-dev qemu-user shellcheck valgrind)
+clangPackages=(clang libclang-rt-14-dev)
+ciPackages=("${testPackages[@]}" "${clangPackages[@]}" clang-format qemu-user shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
 ListMissing() {

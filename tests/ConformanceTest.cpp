@@ -22,7 +22,7 @@ using conformance::RunTrial;
 using conformance::Trial;
 using conformance::Variant;
 
-TEST(ModelTest, SamplesWorkedOutByHand) {
+TEST(Model, SamplesWorkedOutByHand) {
   // Equal sizes smooth with 14, 36, 14.
   EXPECT_EQ(ModelFrame(Layout::Plane, {6, 1, 6, 1}, {68, 32, 130, 60, 253, 230}), Bytes({60, 61, 93, 117, 205, 235}));
   // 2 to 3: positions 0, 2/3 and 4/3, phases 0, 10 and 5.
@@ -135,7 +135,7 @@ struct Fault {
      }},
 };
 
-TEST(ChecksTest, EveryFaultIsReported) {
+TEST(Checks, EveryFaultIsReported) {
   conformance::Placement const beforeGuard{0, false, Flush::end, 0};
   Case what{
       1, Layout::Plane, {cxIn, cyIn, cxOut, cyOut}, {3, 4, 20, 9}, {{3, 5, 4, 0}, {5, 7}}, beforeGuard, beforeGuard,
@@ -153,7 +153,7 @@ TEST(ChecksTest, EveryFaultIsReported) {
 }
 
 // What a report has in brackets runs the same case again.
-TEST(ChecksTest, EveryCaseCanBeReadFromItsReport) {
+TEST(Checks, EveryCaseCanBeReadFromItsReport) {
   for (conformance::LayoutTraits const& traits : conformance::Layouts()) {
     for (uint64_t seed = 0; seed < 200; ++seed) {
       std::string const text = conformance::TextOf(conformance::RandomCase(traits.layout, seed));

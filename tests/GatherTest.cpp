@@ -15,7 +15,7 @@ namespace {
 
 using namespace conformance;
 
-class GatherTest : public PerVariantTest {
+class Gather : public PerVariantTest {
  protected:
   // What the variant makes of a picture in the context, against the model.
   void CheckFrame(_SCALE_CONTEXT* context, Sizes const& sizes) {
@@ -39,7 +39,7 @@ std::vector<Sizes> SizesOfAllRatios() {
   return all;
 }
 
-TEST_P(GatherTest, EveryRatio) {
+TEST_P(Gather, EveryRatio) {
   for (Sizes const& sizes : SizesOfAllRatios()) {
     OwnedContext const context = MakeContext(GetParam().layout, sizes);
     CheckFrame(context.get(), sizes);
@@ -70,7 +70,7 @@ TEST(GatherSchemes, AllAreUsed) {
   }
 }
 
-TEST_P(GatherTest, LinesShorterThanAWindowInPlace) {
+TEST_P(Gather, LinesShorterThanAWindowInPlace) {
   for (int cxIn = 2; cxIn <= 130; cxIn += 2) {
     for (int const cxOut : {2, 18, 40, 66}) {
       Sizes const sizes{cxIn, 7, cxOut, 7};
@@ -81,7 +81,7 @@ TEST_P(GatherTest, LinesShorterThanAWindowInPlace) {
 }
 
 // Tables are kept for the next call of the same kind, and for no other.
-TEST_P(GatherTest, OtherColumnsLayoutsAndSetsInOneContext) {
+TEST_P(Gather, OtherColumnsLayoutsAndSetsInOneContext) {
   Sizes const sizes{90, 11, 64, 9};
   OwnedContext const context = MakeContext(Layout::RGB32, sizes);
   for (Rect const& rect : {Rect{0, 0, 20, 9}, {4, 0, 20, 9}, {0, 0, 64, 9}}) {
@@ -98,6 +98,6 @@ TEST_P(GatherTest, OtherColumnsLayoutsAndSetsInOneContext) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(, GatherTest, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
+INSTANTIATE_TEST_SUITE_P(, Gather, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
 
 }  // namespace

@@ -33,7 +33,7 @@ Bytes WithBytesSwapped(Bytes picture) {
 }
 
 // Once for each instruction set, which the plane's variant names.
-class LayoutsTest : public PerVariantTest {
+class Layouts : public PerVariantTest {
  protected:
   // By this set's scalers of the layout; whole frame and slices agree.
   static Bytes Scale(Layout layout, Sizes const& sizes, Bytes const& picture) {
@@ -46,7 +46,7 @@ class LayoutsTest : public PerVariantTest {
   }
 };
 
-TEST_P(LayoutsTest, RgbChannelsArePlanes) {
+TEST_P(Layouts, RgbChannelsArePlanes) {
   for (uint64_t seed = 0; seed < caseCount; ++seed) {
     Trial const trial(RandomCase(Layout::RGB32, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -68,7 +68,7 @@ TEST_P(LayoutsTest, RgbChannelsArePlanes) {
   }
 }
 
-TEST_P(LayoutsTest, LumaAndChromaArePlanes) {
+TEST_P(Layouts, LumaAndChromaArePlanes) {
   for (uint64_t seed = 0; seed < caseCount; ++seed) {
     Trial const trial(RandomCase(Layout::XYXY, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -85,7 +85,7 @@ TEST_P(LayoutsTest, LumaAndChromaArePlanes) {
 }
 
 // Where the height alone changes, bytes are bytes.
-TEST_P(LayoutsTest, HeightAloneKnowsNoPixels) {
+TEST_P(Layouts, HeightAloneKnowsNoPixels) {
   for (int cx = 1; cx <= 40; ++cx) {
     for (Layout const layout : {Layout::RGB24, Layout::RGB32, Layout::XYXY, Layout::YXYX}) {
       Sizes const sizes{cx, 11, cx, cx % 2 ? 17 : 7};
@@ -105,6 +105,6 @@ std::vector<Variant> PlaneVariants() {
   return planes;
 }
 
-INSTANTIATE_TEST_SUITE_P(, LayoutsTest, testing::ValuesIn(PlaneVariants()), VariantName);
+INSTANTIATE_TEST_SUITE_P(, Layouts, testing::ValuesIn(PlaneVariants()), VariantName);
 
 }  // namespace

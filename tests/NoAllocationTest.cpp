@@ -55,9 +55,9 @@ using conformance::RandomCase;
 using conformance::Sizes;
 using conformance::Trial;
 
-class NoAllocationTest : public PerVariantTest {};
+class NoAllocation : public PerVariantTest {};
 
-TEST_P(NoAllocationTest, OnlyTheContextTakesMemory) {
+TEST_P(NoAllocation, OnlyTheContextTakesMemory) {
   for (uint64_t seed = 0; seed < 200; ++seed) {
     Trial trial(RandomCase(GetParam().layout, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -76,6 +76,6 @@ TEST_P(NoAllocationTest, OnlyTheContextTakesMemory) {
   }
 }
 
-FOR_EACH_VARIANT(NoAllocationTest);
+FOR_EACH_VARIANT(NoAllocation);
 
 }  // namespace

@@ -2,6 +2,8 @@
 // wherever there is a horizontal pass.
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "Scaling.h"
 #include "conformance/Cases.h"
 #include "layouts/PixelLayout.h"
@@ -16,6 +18,10 @@ struct PixelScaler {
   Set const* set;
   fourtap::Scaler scaler;
 };
+
+std::ostream& operator<<(std::ostream& out, PixelScaler const& scaler) {
+  return out << scaler.channels << "of" << scaler.bytes << '_' << scaler.set->name;
+}
 
 template <int bytes, int channels>
 void AddScalers(std::vector<PixelScaler>& scalers) {
@@ -95,7 +101,7 @@ TEST_P(PixelLayout, ChannelsArePlanesAndTheRestIsZero) {
 }
 
 std::string NameOf(testing::TestParamInfo<PixelScaler> const& info) {
-  return std::to_string(info.param.channels) + "of" + std::to_string(info.param.bytes) + "_" + info.param.set->name;
+  return testing::PrintToString(info.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(, PixelLayout, testing::ValuesIn(AllScalers()), NameOf);

@@ -15,7 +15,7 @@ using conformance::RunTrial;
 using conformance::Sizes;
 using conformance::Trial;
 
-class SlicesTest : public PerVariantTest {};
+class Slices : public PerVariantTest {};
 
 // Slicing number n of 2^(cy - 1): bit k set cuts behind line k.
 std::vector<int> SlicingNumber(unsigned number, int cy) {
@@ -27,7 +27,7 @@ std::vector<int> SlicingNumber(unsigned number, int cy) {
   return slices;
 }
 
-TEST_P(SlicesTest, EverySlicingOfSmallPictures) {
+TEST_P(Slices, EverySlicingOfSmallPictures) {
   for (int cyIn = 1; cyIn <= 7; ++cyIn) {
     for (unsigned number = 0; number < 1u << (cyIn - 1); ++number) {
       for (int const cyOut : {1, 2, 3, 5, 7, 9, 16, 25, 40}) {
@@ -42,7 +42,7 @@ TEST_P(SlicesTest, EverySlicingOfSmallPictures) {
   }
 }
 
-TEST_P(SlicesTest, AllRatios) {
+TEST_P(Slices, AllRatios) {
   for (int ratio = 1; ratio <= 40; ++ratio) {
     Random random(static_cast<uint64_t>(ratio));
     for (int times = 0; times < 8; ++times) {
@@ -59,7 +59,7 @@ TEST_P(SlicesTest, AllRatios) {
 }
 
 // Lines leave in blocks while both sizes change, and all that remain with the last slice; else as soon as they can.
-TEST_P(SlicesTest, LinesWrittenByEachCall) {
+TEST_P(Slices, LinesWrittenByEachCall) {
   struct {
     Sizes sizes;
     std::vector<int> slices;
@@ -82,9 +82,9 @@ TEST_P(SlicesTest, LinesWrittenByEachCall) {
 }
 
 // What FourTapScaleLinesNeeded promises, line by line: kept at once by scalers that hold nothing back.
-class SlicesAtOnceTest : public PerVariantTest {};
+class SlicesAtOnce : public PerVariantTest {};
 
-TEST_P(SlicesAtOnceTest, LinesComeWithTheLastOneTheyNeed) {
+TEST_P(SlicesAtOnce, LinesComeWithTheLastOneTheyNeed) {
   for (Sizes const& sizes : {Sizes{10, 11, 14, 17}, {10, 64, 4, 6}, {10, 2, 14, 9}, {10, 9, 10, 9}, {8, 90, 8, 7}}) {
     Trial const trial(CaseOfSizes(GetParam().layout, sizes, 0));
     OwnedContext const context = MakeContext(GetParam().layout, sizes);
@@ -99,7 +99,7 @@ TEST_P(SlicesAtOnceTest, LinesComeWithTheLastOneTheyNeed) {
   }
 }
 
-FOR_EACH_VARIANT(SlicesTest);
-INSTANTIATE_TEST_SUITE_P(, SlicesAtOnceTest, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
+FOR_EACH_VARIANT(Slices);
+INSTANTIATE_TEST_SUITE_P(, SlicesAtOnce, testing::ValuesIn(VariantsThatHoldNothingBack()), VariantName);
 
 }  // namespace

@@ -12,9 +12,9 @@ namespace {
 
 using namespace conformance;
 
-class ThreadsTest : public PerVariantTest {};
+class Threads : public PerVariantTest {};
 
-TEST_P(ThreadsTest, RectanglesOfOnePicture) {
+TEST_P(Threads, RectanglesOfOnePicture) {
   Sizes const sizes{150, 90, 110, 70};
   Trial const trial(CaseOfSizes(GetParam().layout, sizes, 3));
   int const bytesPerPixel = Traits(GetParam().layout).BytesPerPixel();
@@ -41,6 +41,6 @@ TEST_P(ThreadsTest, RectanglesOfOnePicture) {
   EXPECT_EQ(got, wanted);
 }
 
-FOR_EACH_VARIANT(ThreadsTest);
+FOR_EACH_VARIANT(Threads);
 
 }  // namespace

@@ -27,7 +27,7 @@ constexpr uint64_t randomCases = 1000;
 constexpr uint64_t randomCases = 20000;
 #endif
 
-class VariantsTest : public PerVariantTest {
+class Variants : public PerVariantTest {
  protected:
   static std::string FaultOf(Case const& what) { return RunTrial(GetParam(), Trial(what)); }
 
@@ -42,13 +42,13 @@ class VariantsTest : public PerVariantTest {
   }
 };
 
-TEST_P(VariantsTest, RandomCases) {
+TEST_P(Variants, RandomCases) {
   for (uint64_t seed = 0; seed < randomCases; ++seed) {
     ASSERT_EQ(FaultOf(RandomCase(GetParam().layout, seed)), "");
   }
 }
 
-TEST_P(VariantsTest, AllTinySizes) {
+TEST_P(Variants, AllTinySizes) {
   for (int number = 0; number < 6 * 6 * 6 * 6; ++number) {
     Sizes const sizes{number % 6 + 1, number / 6 % 6 + 1, number / 36 % 6 + 1, number / 216 + 1};
     if (!Fits(sizes)) continue;
@@ -57,7 +57,7 @@ TEST_P(VariantsTest, AllTinySizes) {
 }
 
 // Where the last tap falls beside the picture, or the last column beside a vector.
-TEST_P(VariantsTest, NearlyEqualWidths) {
+TEST_P(Variants, NearlyEqualWidths) {
   for (int n = 9; n <= 70; ++n) {
     for (int less = 1; less <= 8; ++less) {
       for (Sizes const& sizes : {Sizes{n, 9, n - less, 13}, Sizes{n - less, 9, n, 9}}) {
@@ -69,7 +69,7 @@ TEST_P(VariantsTest, NearlyEqualWidths) {
 }
 
 // Wide lines, around the widths at which code cuts them into pieces.
-TEST_P(VariantsTest, WideLines) {
+TEST_P(Variants, WideLines) {
   for (int power = 64; power <= 2048; power *= 2) {
     for (int const beside : {-4, -2, -1, 0, 1, 2, 6}) {
       for (int const cxIn : {power / 3, power / 2, 2 * power, 6 * power}) {
@@ -81,7 +81,7 @@ TEST_P(VariantsTest, WideLines) {
   }
 }
 
-TEST_P(VariantsTest, PositionsBeyond31Bits) {
+TEST_P(Variants, PositionsBeyond31Bits) {
   for (Sizes const& sizes : {Sizes{4, 60000, 2, 50000}, Sizes{60000, 4, 50000, 3}, Sizes{50000, 2, 60000, 2}}) {
     Case what = CaseOf(sizes);
     what.rect = {sizes.cxOut - 2, sizes.cyOut - 2, 2, 2};
@@ -91,7 +91,7 @@ TEST_P(VariantsTest, PositionsBeyond31Bits) {
 }
 
 // Nothing that was never written reaches the output.
-TEST_P(VariantsTest, ScratchMemoryDoesNotShow) {
+TEST_P(Variants, ScratchMemoryDoesNotShow) {
   for (uint64_t seed = 0; seed < 300; ++seed) {
     Trial const trial(RandomCase(GetParam().layout, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -110,7 +110,7 @@ TEST_P(VariantsTest, ScratchMemoryDoesNotShow) {
 }
 
 // Frame by frame, any variant of a layout may use a context of that layout.
-TEST_P(VariantsTest, ContextServesOtherSetsToo) {
+TEST_P(Variants, ContextServesOtherSetsToo) {
   for (uint64_t seed = 0; seed < 100; ++seed) {
     Trial const trial(RandomCase(GetParam().layout, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -130,7 +130,7 @@ TEST_P(VariantsTest, ContextServesOtherSetsToo) {
   }
 }
 
-TEST_P(VariantsTest, WholeFrameLeavesProgressAlone) {
+TEST_P(Variants, WholeFrameLeavesProgressAlone) {
   for (uint64_t seed = 0; seed < 100; ++seed) {
     Trial const trial(RandomCase(GetParam().layout, seed));
     Sizes const& sizes = trial.what.sizes;
@@ -146,7 +146,7 @@ TEST_P(VariantsTest, WholeFrameLeavesProgressAlone) {
 
 // The sets that wait for blocks list the whole picture's lines at every call, whatever it asks for; the others what
 // they need.
-TEST_P(VariantsTest, SourceLinesAreListed) {
+TEST_P(Variants, SourceLinesAreListed) {
   if (GetParam().set->blockLines == 1) return;
   for (Sizes const& sizes : {Sizes{6, 9, 10, 14}, {6, 14, 10, 9}, {6, 14, 6, 1}, {6, 1, 10, 5}}) {
     OwnedContext const context = MakeContext(GetParam().layout, sizes);
@@ -165,6 +165,6 @@ TEST_P(VariantsTest, SourceLinesAreListed) {
   }
 }
 
-FOR_EACH_VARIANT(VariantsTest);
+FOR_EACH_VARIANT(Variants);
 
 }  // namespace
