@@ -13,16 +13,15 @@ namespace {
 // frames only: a slice does not know the line that comes next, and is to cost what the frame does.
 int64_t const cachedPictureBytes = 6 << 20;
 
-// Through the widest passes that the lines fill. Returns how many lines are done.
-int ScaleBlocks(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount,
-                HorzRange const& range, unsigned char const* comingLine, unsigned char* dst, int dstStride) {
-  int done = 0;
+// Lines of one block, through the widest pass that they fill, if any. Returns how many are done.
+int ScaleByWidestPass(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* const* lines, int lineCount,
+                      HorzRange const& range, unsigned char const* comingLine, unsigned char* dst, int dstStride) {
   for (BlockPass const& pass : scaler.passes) {
-    if (pass.lineCount == 0 || lineCount - done < pass.lineCount) continue;
-    pass.scale(context, lines + done, range, comingLine, dst + ptrdiff_t{done} * dstStride, dstStride);
-    done += pass.lineCount;
+    if (pass.lineCount == 0 || lineCount < pass.lineCount) continue;
+    pass.scale(context, lines, range, comingLine, dst, dstStride);
+    return pass.lineCount;
   }
-  return done;
+  return 0;
 }
 
 void LineWritten(LineBlock& block, int lineCount) {
@@ -82,7 +81,8 @@ void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& 
                 unsigned char const* comingLine) {
   FilterPending(scaler, context, range, block);
   unsigned char** const lines = LinesBetween(scaler, context);
-  int const done = ScaleBlocks(scaler, context, lines, block.pending, range, comingLine, block.dst, block.dstStride);
+  int const done =
+      ScaleByWidestPass(scaler, context, lines, block.pending, range, comingLine, block.dst, block.dstStride);
   if (done < block.pending) {
     scaler.scaleLines(context, lines + done, block.pending - done, range, block.dst + ptrdiff_t{done} * block.dstStride,
                       block.dstStride);
@@ -99,7 +99,7 @@ void ScaleSourceLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange c
     unsigned char const* lines[mostBlockLines];
     int const lineCount = std::min(blockLines, cyDest - y);
     for (int k = 0; k < lineCount; ++k) lines[k] = src + ptrdiff_t{y + k} * srcStride + range.firstByte;
-    int const done = ScaleBlocks(scaler, context, lines, lineCount, range, nullptr, dst, dstStride);
+    int const done = ScaleByWidestPass(scaler, context, lines, lineCount, range, nullptr, dst, dstStride);
     if (done < lineCount) {
       scaler.scaleSrcLines(context, lines + done, lineCount - done, range, dst + ptrdiff_t{done} * dstStride,
                            dstStride);

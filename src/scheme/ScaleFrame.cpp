@@ -13,9 +13,12 @@ namespace {
 
 // Entry e of the table is source line e - 1, the top line repeated above the picture and the bottom line below it.
 void FillSourceLines(_SCALE_CONTEXT& context, unsigned char const* src, int srcStride, int firstEntry, int lastEntry) {
-  for (int entry = firstEntry; entry <= lastEntry; ++entry) {
-    context.srcLines[entry] = src + ptrdiff_t{std::clamp(entry - 1, 0, context.cyIn - 1)} * srcStride;
-  }
+  unsigned char const** const lines = context.srcLines + 1;
+  int const first = std::max(firstEntry - 1, 0);
+  int const end = std::min(lastEntry, context.cyIn);
+  for (ptrdiff_t line = first; line < end; ++line) lines[line] = src + line * srcStride;
+  if (firstEntry == 0) lines[-1] = src;
+  for (int line = context.cyIn; line < lastEntry; ++line) lines[line] = src + ptrdiff_t{context.cyIn - 1} * srcStride;
 }
 
 }  // namespace
