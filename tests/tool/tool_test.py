@@ -8,6 +8,7 @@ import resource
 import signal
 import stat
 import subprocess
+import threading
 import time
 import unittest
 
@@ -185,6 +186,33 @@ class ToolTest(ToolCase):
         self.refuse(BAD_OUTPUT, ["not enough memory", "out.ppm", "in.bmp"], "in.bmp", "out.ppm", "--size",
                     "40000000x1!",
                     preexec_fn=limit_memory)
+
+    def few_threads(self, count):
+        """The environment of a tool that can start so many."""
+        return {**os.environ, "LD_PRELOAD": os.environ["FEW_THREADS"], "THREADS_TO_START": str(count)}
+
+    def test_threads_that_cannot_be_started_are_refused(self):
+        self.write("in.ppm", pnm(9, 70, 24))
+        self.write("in.y4m", b"YUV4MPEG2 W64 H64 Cmono\n" + 9 * (b"FRAME\n" + bytes(4096)))
+        for name, needed, status, words, *more in (("in.ppm", 2, BAD_OUTPUT, ["out.ppm", "in.ppm", "two threads"]),
+                                                   ("in.y4m", 4, BAD_USAGE, ["--threads: 3"], "--threads", "3"),
+                                                   ("in.y4m", 0, BAD_USAGE, [], "--threads", "1")):
+            output = name.replace("in", "out")
+            for count in range(needed):
+                self.refuse(status, [*words, "can't be started, expected", "Resource temporarily unavailable"], name,
+                            output, "--size", "50%", *more, env=self.few_threads(count))
+            self.scale(name, output, "--size", "50%", "--force", *more, env=self.few_threads(needed))
+
+    def test_without_threads_nobody_waits_for_input(self):
+        with subprocess.Popen([FOURTAP, "-", "out.ppm", "--size", "50%"], stdin=subprocess.PIPE,
+                              stderr=subprocess.PIPE, cwd=self.folder, env=self.few_threads(1)) as tool:
+            watchdog = threading.Timer(60, tool.kill)
+            watchdog.start()
+            self.addCleanup(watchdog.cancel)
+            tool.stdin.write(pnm(100, 100, 24)[:20000])
+            tool.stdin.flush()
+            self.assertEqual(tool.wait(), BAD_OUTPUT)
+        self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_result_takes_its_place_politely(self):
         self.write("in.bmp", bitmap(9, 7, 24))

@@ -8,22 +8,20 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "fourtap/Channel.h"
 #include "fourtap/Failure.h"
 #include "fourtap/OutputFile.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
 #include "fourtap/video/FrameScaler.h"
-#include "fourtap/video/Relay.h"
 #include "fourtap/video/VideoStream.h"
 
 namespace tool {
 
 namespace {
-
-// Frames under way while reading, scaling and writing overlap.
-constexpr int slotsAtOnce = 4;
 
 // The most that an ordinary user may ask for. Without it a frame takes dozens of calls and thread switches.
 constexpr int pipeBytes = 1 << 20;
@@ -91,82 +89,79 @@ int Threads(Options const& options, FramePlan const& plan) {
   return std::max(1, UsefulThreads(plan, wanted));
 }
 
-// A frame on its way. In both buffers there is room for its header before it, so that they are written at once.
-struct Slot {
-  FrameBuffer in, out;
+// A frame on its way. There is room for its header before it, so that they are written at once.
+struct Frame {
+  FrameBuffer buffer;
   std::string header;
+
+  Frame(FrameFormat const& format, PictureSize size)
+      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {}
+  unsigned char* Pixels() const { return buffer.get() + longestHeader; }
 };
 
-// The three stages of a video's frames, each for one frame in a slot.
+// What is done with each frame of a video.
 struct FrameLine {
   VideoStream const& stream;
   InputFile& input;
   OutputFile& output;
   FrameScaler scaler;
-  std::vector<Slot> slots;
   ProgressReport progress;
   int64_t framesRead = 0, framesWritten = 0;
 
-  bool Read(Slot& slot) {
+  Frame FrameIn() const { return {scaler.plan.format, scaler.plan.in}; }
+  Frame FrameOut() const { return {scaler.plan.format, scaler.plan.Out()}; }
+
+  // False when there is none any more.
+  bool Read(Frame& frame) {
     auto const size = static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.in));
-    auto header = ReadFrame(stream, input, framesRead + 1, slot.in.get() + longestHeader, size);
+    auto header = ReadFrame(stream, input, framesRead + 1, frame.Pixels(), size);
     if (!header) return false;
-    slot.header = *header;
+    frame.header = *header;
     ++framesRead;
     return true;
   }
-  void Scale(Slot& slot) {
-    if (!scaler.plan.PassesFrames()) scaler.Scale(slot.in.get() + longestHeader, slot.out.get() + longestHeader);
+  // Leaves anything in the frame that it takes.
+  void Scale(Frame& in, Frame& out) {
+    if (scaler.plan.PassesFrames()) return std::swap(in, out);
+    scaler.Scale(in.Pixels(), out.Pixels());
+    out.header = in.header;
   }
-  void Write(Slot& slot) {
-    unsigned char* const frame = (scaler.plan.PassesFrames() ? slot.in : slot.out).get() + longestHeader;
-    unsigned char* const first = std::copy_backward(slot.header.begin(), slot.header.end(), frame);
-    output.Write(first, slot.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
+  void Write(Frame const& frame) {
+    unsigned char* const first = std::copy_backward(frame.header.begin(), frame.header.end(), frame.Pixels());
+    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
     output.Flush();  // whoever reads it need not wait for more
     progress.Update(++framesWritten);
   }
 };
 
 void RunInTurn(FrameLine& line) {
-  Slot& slot = line.slots[0];
-  while (line.Read(slot)) {
-    line.Scale(slot);
-    line.Write(slot);
+  Frame in = line.FrameIn(), out = line.FrameOut();
+  while (line.Read(in)) {
+    line.Scale(in, out);
+    line.Write(out);
   }
 }
 
 void RunAtOnce(FrameLine& line) {
-  Relay relay(std::ssize(line.slots));
-  {
-    std::jthread reader, writer;
-    try {
-      reader = std::jthread([&] { relay.Run(reading, [&](size_t slot) { return line.Read(line.slots[slot]); }); });
-      writer = std::jthread([&] {
-        relay.Run(writing, [&](size_t slot) {
-          line.Write(line.slots[slot]);
-          return true;
-        });
-      });
-    } catch (std::system_error const&) {
-      relay.GiveUp();
-      throw;
+  Channel<Frame> toScale([&line] { return line.FrameIn(); });
+  Channel<Frame> toWrite([&line] { return line.FrameOut(); });
+  auto const read = [&] {
+    for (Frame* frame; (frame = toScale.AwaitEmpty()) && line.Read(*frame);) toScale.PassOn();
+  };
+  auto const scale = [&] {
+    for (Frame* in, *out; (in = toScale.AwaitFull()) && (out = toWrite.AwaitEmpty());) {
+      line.Scale(*in, *out);
+      toScale.GiveBack();
+      toWrite.PassOn();
     }
-    relay.Run(scaling, [&](size_t slot) {
-      line.Scale(line.slots[slot]);
-      return true;
-    });
-  }
-  relay.RethrowFailure();
-}
-
-std::vector<Slot> Slots(FramePlan const& plan, int count) {
-  std::vector<Slot> slots;
-  for (int i = 0; i < count; ++i) {
-    slots.push_back({MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.in)),
-                     MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.Out())),
-                     {}});
-  }
-  return slots;
+  };
+  auto const write = [&] {
+    while (Frame const* const frame = toWrite.AwaitFull()) {
+      line.Write(*frame);
+      toWrite.GiveBack();
+    }
+  };
+  RunStages(toScale, toWrite, read, scale, write);
 }
 
 // Does nothing where there is no pipe, or the system grants no more.
@@ -183,11 +178,7 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
 
 void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
                  InputFile& input, OutputFile& output) {
-  FrameLine line{stream,
-                 input,
-                 output,
-                 FrameScaler(plan, threads),
-                 Slots(plan, threads == 1 ? 1 : slotsAtOnce),
+  FrameLine line{stream, input, output, FrameScaler(plan, threads),
                  ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
   EnlargePipe(input.descriptor);
   EnlargePipe(output.descriptor);
