@@ -70,8 +70,6 @@ std::string FormatNames() {
   return names;
 }
 
-std::string SizeText(int64_t cx, int64_t cy) { return std::to_string(cx) + "x" + std::to_string(cy); }
-
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {
   if (cx < 1 || cy < 1) throw Failure{badInput, name + ": has size " + SizeText(cx, cy) + ", expected at least 1x1"};
   if (cx > maxPixels / cy) {

@@ -92,8 +92,6 @@ PictureFormat const* FormatNamed(std::string_view name);
 std::string FormatNames();
 
 // What the formats have in common.
-std::string SizeText(int64_t cx, int64_t cy);
-inline std::string SizeText(PictureSize size) { return SizeText(size.cx, size.cy); }
 // Throws a Failure unless 1 to maxPixels pixels are claimed.
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels);
 // Reads all of `bytes`, for lines from `y` on, or throws a Failure.

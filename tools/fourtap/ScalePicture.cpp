@@ -138,12 +138,6 @@ std::string KindText(PixelKind kind) {
   return names[static_cast<int>(kind)];
 }
 
-std::string StepsText(ChainPlan const& plan) {
-  std::string text = SizeText(plan.in);
-  for (StepSize const& step : plan.steps) text += " -> " + SizeText(step.cx, step.cy);
-  return plan.steps.empty() ? text + ", passed on unfiltered" : text;
-}
-
 }  // namespace
 
 void ScalePicture(Options const& options, InputFile& input, std::string const& output) try {
@@ -154,7 +148,7 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
 
   ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
   CheckKind(formatOut, output, plan.kindOut);
-  Remark(options, input.name + ": " + StepsText(plan));
+  Remark(options, input.name + ": " + StepsText(plan.in, plan.steps, plan.steps.empty()));
   bool const notesLost = (!reader->notes.icc.empty() || !reader->notes.exif.empty()) && !formatOut.holdsNotes;
   if (notesLost)
     Remark(options, output + ": " + std::string(formatOut.name) + " takes over no ICC profile and no EXIF");
@@ -182,7 +176,7 @@ void DescribePicture(Options const& options, InputFile& input) {
   for (std::string const& remark : reader->remarks) std::printf("remark: %s\n", remark.c_str());
   if (!options.size && !options.rect) return;
   ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
-  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.steps.empty()).c_str());
   std::printf("contexts: %lld bytes\n", static_cast<long long>(plan.ContextBytes()));
 }
 

@@ -76,9 +76,9 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::str
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
   PictureSize const scaled = ScaledSize(options, stream);
-  std::vector<StepSize> steps;
-  if (!options.oneStep) steps = StepsFor(cx, cy, scaled.cx, scaled.cy, stream.format->cxMultiple);
-  if (steps.empty()) steps.push_back({scaled.cx, scaled.cy});
+  std::vector<PictureSize> steps;
+  if (!options.oneStep) steps = StepsFor(stream.size, scaled, stream.format->cxMultiple);
+  if (steps.empty()) steps.push_back(scaled);
   PictureRect const rect =
       options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
   return {*stream.format, stream.size, steps, options.oneStep, rect};
@@ -195,27 +195,20 @@ std::string StreamText(VideoStream const& stream) {
   return std::string(stream.isY4M ? "Y4M " : "raw ") + stream.formatName;
 }
 
-std::string StepsText(FramePlan const& plan) {
-  std::string text = SizeText(plan.in);
-  for (size_t step = 0; step < plan.steps.size(); ++step) text += " -> " + SizeText(plan.SizeAfter(step));
-  return plan.PassesFrames() ? text + ", passed on unfiltered" : text;
-}
-
 }  // namespace
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
   VideoStream const stream = OpenVideo(options, input);
   FramePlan const plan = PlanFrames(options, stream, input.name);
   int const threads = Threads(options, plan);
-  Remark(options,
-         input.name + ": " + StreamText(stream) + ", " + StepsText(plan) + ", threads: " + std::to_string(threads));
+  Remark(options, input.name + ": " + StreamText(stream) + ", " + StepsText(plan.in, plan.steps, plan.PassesFrames()) +
+                      ", threads: " + std::to_string(threads));
   OutputFile output(outputName, options.force);
   try {
     ScaleFrames(options, stream, plan, threads, input, output);
   } catch (std::bad_alloc const&) {
-    throw Failure{badOutput, output.name + ": not enough memory for frames of " +
-                                 SizeText(plan.SizeAfter(plan.steps.size() - 1)) + " made from " + input.name +
-                                 " by threads: " + std::to_string(threads)};
+    throw Failure{badOutput, output.name + ": not enough memory for frames of " + SizeText(plan.steps.back()) +
+                                 " made from " + input.name + " by threads: " + std::to_string(threads)};
   } catch (std::system_error const& error) {
     throw Failure{badUsage, "--threads: " + std::to_string(threads) +
                                 " can't be started, expected fewer: " + error.code().message()};
@@ -228,7 +221,7 @@ void DescribeVideo(Options const& options, InputFile& input) {
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);
-  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.PassesFrames()).c_str());
   std::printf("threads: %d\n", threads);
   std::printf("contexts: %lld bytes\n", static_cast<long long>(ContextBytes(plan, threads)));
 }
