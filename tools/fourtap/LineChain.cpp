@@ -112,15 +112,14 @@ struct ChainStep {
     for (int const bytesPerPixel : plan.Planes()) {
       OwnedContext context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * bytesPerPixel));
       if (!context) throw std::bad_alloc();
-      Plane plane{bytesPerPixel,
-                  ScalerFor(bytesPerPixel),
-                  std::move(context),
-                  in.cx * bytesPerPixel,
-                  neededOut.cx * bytesPerPixel,
-                  nullptr,
-                  Bytes(LinesBytes(linesAtOnce, neededOut.cx * bytesPerPixel))};
-      if (byBands) plane.window = Bytes(LinesBytes(linesPerPush + 4, plane.strideIn));
-      planes.push_back(std::move(plane));
+      int const strideIn = in.cx * bytesPerPixel, strideOut = neededOut.cx * bytesPerPixel;
+      planes.push_back({.bytesPerPixel = bytesPerPixel,
+                        .scaler = ScalerFor(bytesPerPixel),
+                        .context = std::move(context),
+                        .strideIn = strideIn,
+                        .strideOut = strideOut,
+                        .window = byBands ? Bytes(LinesBytes(linesPerPush + 4, strideIn)) : nullptr,
+                        .made = Bytes(LinesBytes(linesAtOnce, strideOut))});
     }
   }
 

@@ -10,16 +10,30 @@ namespace tool {
 namespace {
 
 std::vector<PictureFormat> const formats = {
-    {"PNM",
-     {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
-     {"pnm", "ppm", "pgm"},
-     false,
-     false,
-     OpenPnm,
-     CreatePnm},
-    {"PNG", {"\x89PNG\r\n\x1a\n"}, {"png"}, true, true, OpenPng, CreatePng},
-    {"JPEG", {"\xff\xd8\xff"}, {"jpg", "jpeg"}, false, true, OpenJpeg, CreateJpeg},
-    {"BMP", {"BM"}, {"bmp"}, true, false, OpenBitmap, CreateBitmap},
+    {.name = "PNM",
+     .signatures = {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
+     .suffixes = {"pnm", "ppm", "pgm"},
+     .open = OpenPnm,
+     .create = CreatePnm},
+    {.name = "PNG",
+     .signatures = {"\x89PNG\r\n\x1a\n"},
+     .suffixes = {"png"},
+     .holdsAlpha = true,
+     .holdsNotes = true,
+     .open = OpenPng,
+     .create = CreatePng},
+    {.name = "JPEG",
+     .signatures = {"\xff\xd8\xff"},
+     .suffixes = {"jpg", "jpeg"},
+     .holdsNotes = true,
+     .open = OpenJpeg,
+     .create = CreateJpeg},
+    {.name = "BMP",
+     .signatures = {"BM"},
+     .suffixes = {"bmp"},
+     .holdsAlpha = true,
+     .open = OpenBitmap,
+     .create = CreateBitmap},
 };
 
 bool SameInAnyCase(std::string_view a, std::string_view b) {
@@ -62,12 +76,9 @@ PictureFormat const* FormatNamed(std::string_view name) {
 }
 
 std::string FormatNames() {
-  std::string names;
-  for (PictureFormat const& format : formats) {
-    if (!names.empty()) names += &format == &formats.back() ? " or " : ", ";
-    names += format.name;
-  }
-  return names;
+  std::vector<std::string_view> names;
+  for (PictureFormat const& format : formats) names.push_back(format.name);
+  return Alternatives(names);
 }
 
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {

@@ -77,8 +77,8 @@ struct PictureFormat {
   std::string_view name;                     // for users, and for --format in any case
   std::vector<std::string_view> signatures;  // how its files begin
   std::vector<std::string_view> suffixes;
-  bool holdsAlpha;
-  bool holdsNotes;
+  bool holdsAlpha = false;
+  bool holdsNotes = false;
   PictureOpener* open;
   PictureCreator* create;
 };

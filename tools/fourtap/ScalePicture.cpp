@@ -154,9 +154,11 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
     Remark(options, output + ": " + std::string(formatOut.name) + " takes over no ICC profile and no EXIF");
 
   OutputFile file(output, options.force);
-  auto const writer = formatOut.create(
-      file,
-      {{plan.Rect().cx, plan.Rect().cy}, plan.kindOut, &reader->notes, options.quality, EndsWith(output, ".ppm")});
+  auto const writer = formatOut.create(file, {.size = {plan.Rect().cx, plan.Rect().cy},
+                                              .kind = plan.kindOut,
+                                              .notes = &reader->notes,
+                                              .quality = options.quality,
+                                              .grayAsColour = EndsWith(output, ".ppm")});
   ProgressReport progress(options, input.name, "lines", plan.LinesToRead());
   ScaleLines(*reader, plan, options.linesPerSlice, *writer, progress);
   file.Finish();

@@ -81,7 +81,7 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::str
   if (steps.empty()) steps.push_back(scaled);
   PictureRect const rect =
       options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
-  return {*stream.format, stream.size, steps, options.oneStep, rect};
+  return {.format = *stream.format, .in = stream.size, .steps = steps, .filterEqual = options.oneStep, .rect = rect};
 }
 
 int Threads(Options const& options, FramePlan const& plan) {
@@ -178,8 +178,11 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
 
 void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
                  InputFile& input, OutputFile& output) {
-  FrameLine line{stream, input, output, FrameScaler(plan, threads),
-                 ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
+  FrameLine line{.stream = stream,
+                 .input = input,
+                 .output = output,
+                 .scaler = FrameScaler(plan, threads),
+                 .progress = ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
   EnlargePipe(input.descriptor);
   EnlargePipe(output.descriptor);
   std::string const header = StreamHeader(stream, plan.Out());
