@@ -15,6 +15,7 @@ import unittest
 from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, bitmap, pnm
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
+MANUAL = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
 
 # Files then bind root too.
 AS_ORDINARY_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
@@ -298,19 +299,44 @@ class ToolTest(ToolCase):
         self.assertRegex(done.stdout.decode(), r"(?m)^Plane +mmx .*cases agree$")
         self.assertNotIn("digest", done.stdout.decode())
 
+    def complete(self, *words):
+        """What the shell offers for the last word."""
+        script = '. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _fourtap; echo "${COMPREPLY[@]}"'
+        command = ["bash", "-c", script, "bash", SOURCE / "tools/fourtap/completion.bash", FOURTAP, *words]
+        return subprocess.run(command, capture_output=True, text=True, check=True, timeout=60).stdout.split()
+
     def test_manual_and_completion_know_every_option(self):
         options = set(re.findall(r"--[a-z-]+", self.scale("--help").decode()))
         self.assertGreater(len(options), 15)
-        manual = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
-        self.assertEqual(set(re.findall(r"\*(--[a-z-]+)\*", manual)), options)
-        completion = SOURCE / "tools/fourtap/completion.bash"
+        self.assertEqual(set(re.findall(r"\*(--[a-z-]+)\*", MANUAL)), options)
+        self.assertCountEqual(self.complete("--"), options)
+        self.assertEqual(self.complete("in.png", "--alpha", "=", "p"), ["premultiplied"])
+        self.assertEqual(self.complete("in.png", "--progress", "json", "--qu"), ["--quality", "--quiet"])
+        for words in ["--size", "-"], ["--threads", ""], ["in"], ["--force", ""]:
+            self.assertEqual(self.complete(*words), [], words)
 
-        def complete(*words):
-            script = f'. {completion}; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _fourtap; echo "${{COMPREPLY[@]}}"'
-            return set(subprocess.run(["bash", "-c", script, "bash", "fourtap", *words], capture_output=True, text=True,
-                                      check=True, timeout=60).stdout.split())
-        self.assertEqual(complete("--"), options)
-        self.assertEqual(complete("in.png", "--alpha", "=", "p"), {"premultiplied"})
+    def test_manual_completion_and_corpus_know_every_format(self):
+        formats = re.search(r"--format (\S+)", self.scale("--help").decode())[1].split("|")
+        self.assertIn("PNG", formats)
+        described = re.search(r"Pictures are (.*?\n)\n", MANUAL, re.DOTALL)[1]
+        for name in formats:
+            self.assertIn(name, described)
+            for kind in "good", "bad":
+                self.assertTrue(list((SOURCE / "fuzz/files" / name).glob(kind + "-*")), (name, kind))
+        choices = [name.lower() for name in formats]
+        self.assertCountEqual(re.search(r"Format of the result: (.*)\.", MANUAL)[1].replace(" or ", ", ").split(", "),
+                              choices)
+        self.assertEqual(self.complete("--format", ""), choices)
+
+    def test_manual_and_completion_know_every_set(self):
+        refusal = self.run_tool("in", "out", "--size", "1x1", "--set", "none").stderr
+        sets = re.search(r"expected one of (.*)", refusal)[1].split(", ")
+        for text in MANUAL, self.scale("--help").decode():
+            named = re.search(r"Instruction set to use: (.*?)\.", text)[1]
+            self.assertEqual(named.replace(" or ", ", ").split(", "), sets)
+        available = re.search(r"\nsets: (.*)", self.scale("--info").decode())[1].split()
+        self.assertLessEqual(set(available), set(sets))
+        self.assertEqual(self.complete("--set", ""), available)
 
     def test_help_version_and_chart(self):
         for option, answer in ("--help", "--size"), ("--version", f"fourtap {os.environ['VERSION']}\n"):

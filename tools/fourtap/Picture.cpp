@@ -7,6 +7,10 @@
 
 namespace tool {
 
+// Of each format, in a file of its own.
+PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap;
+PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap;
+
 namespace {
 
 std::vector<PictureFormat> const formats = {
@@ -46,17 +50,25 @@ bool HasSuffix(PictureFormat const& format, std::string_view suffix) {
                      [&](std::string_view known) { return SameInAnyCase(known, suffix); });
 }
 
+template <class Select>
+std::vector<std::string_view> NamesOf(Select const& select) {
+  std::vector<std::string_view> names;
+  for (PictureFormat const& format : formats) {
+    if (select(format)) names.push_back(format.name);
+  }
+  return names;
+}
+
 }  // namespace
 
 PictureFormat const& FormatOfFile(InputFile& file) {
-  std::string_view const start = file.Peek(8);
   for (PictureFormat const& format : formats) {
     for (std::string_view const signature : format.signatures) {
-      if (start.starts_with(signature)) return format;
+      if (file.Peek(signature.size()) == signature) return format;
     }
   }
-  throw Failure{badInput, file.name + (start.empty() ? ": is empty" : ": is of no known format") + ", expected " +
-                              FormatNames() + ", or Y4M video"};
+  throw Failure{badInput, file.name + (file.Peek(1).empty() ? ": is empty" : ": is of no known format") +
+                              ", expected " + Alternatives(FormatNames()) + ", or Y4M video"};
 }
 
 PictureFormat const* FormatOfName(std::string_view fileName) {
@@ -75,10 +87,12 @@ PictureFormat const* FormatNamed(std::string_view name) {
   return format == formats.end() ? nullptr : &*format;
 }
 
-std::string FormatNames() {
-  std::vector<std::string_view> names;
-  for (PictureFormat const& format : formats) names.push_back(format.name);
-  return Alternatives(names);
+std::vector<std::string_view> FormatNames() {
+  return NamesOf([](PictureFormat const&) { return true; });
+}
+
+std::vector<std::string_view> FormatNamesWithAlpha() {
+  return NamesOf([](PictureFormat const& format) { return format.holdsAlpha; });
 }
 
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {

@@ -28,11 +28,12 @@ int LinesPerBatch(PictureSize size, PixelKind kind) {
 PictureFormat const& OutputFormat(Options const& options, PictureFormat const& input, std::string const& output) {
   if (!options.format.empty()) {
     if (PictureFormat const* const format = FormatNamed(options.format)) return *format;
-    throw Failure{badUsage, "--format: \"" + options.format + "\" given, expected " + FormatNames()};
+    throw Failure{badUsage, "--format: \"" + options.format + "\" given, expected " + Alternatives(FormatNames())};
   }
   if (output == "-") return input;
   if (PictureFormat const* const format = FormatOfName(output)) return *format;
-  throw Failure{badUsage, output + ": its suffix names no format, expected that of " + FormatNames() + ", or --format"};
+  throw Failure{badUsage, output + ": its suffix names no format, expected that of " + Alternatives(FormatNames()) +
+                              ", or --format"};
 }
 
 bool EndsWith(std::string const& name, std::string_view suffix) {
@@ -44,8 +45,8 @@ bool EndsWith(std::string const& name, std::string_view suffix) {
 // Throws a Failure where the format or the name promises something else than what would be written.
 void CheckKind(PictureFormat const& format, std::string const& output, PixelKind kind) {
   if (HasAlpha(kind) && !format.holdsAlpha) {
-    throw Failure{badOutput,
-                  output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or PNG or BMP"};
+    throw Failure{badOutput, output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or " +
+                                 Alternatives(FormatNamesWithAlpha())};
   }
   if (EndsWith(output, ".pgm") && !IsGray(kind)) {
     throw Failure{badOutput, output + ": the picture has colours, expected a name that ends in .ppm or .pnm"};
