@@ -284,7 +284,8 @@ class ToolTest(ToolCase):
         expected = self.scale("in.bmp", "-", "--size", "25x50!")
         done = self.run_tool("in.bmp", "-", "--size", "25x50!",
                              env={**os.environ, "LD_PRELOAD": os.environ["NO_ACCELERATION"]})
-        self.assertEqual((done.returncode, done.stderr, done.stdout), (0, "no acceleration\n", expected))
+        self.assertEqual((done.returncode, done.stderr), (0, "no acceleration\n"))
+        self.assertEqual(done.stdout, expected)
 
     def test_self_test_gives_the_stated_digest_and_finds_a_fault(self):
         done = self.run_tool("--selftest", text=None)

@@ -49,9 +49,21 @@ def by_model(bits, pixels, *sizes):
 
 class ToolCase(unittest.TestCase):
     def setUp(self):
+        self.addTypeEqualityFunc(bytes, self.compare_bytes)
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.folder = pathlib.Path(scratch.name)
+
+    def compare_bytes(self, first, second, msg=None):
+        """Says where two byte strings part, instead of showing all of both."""
+        if first == second:
+            return
+        at = len(os.path.commonprefix([first, second]))
+
+        def around(content):
+            return f"{content[max(0, at - 8):at].hex(' ')} | {content[at:at + 8].hex(' ')}"
+        self.fail(self._formatMessage(msg, f"{len(first)} and {len(second)} bytes, which part at byte {at}:\n"
+                                           f"{around(first)}\n{around(second)}"))
 
     def write(self, name, content):
         (self.folder / name).write_bytes(content)
@@ -73,10 +85,10 @@ class ToolCase(unittest.TestCase):
         return done.stdout
 
     def state(self):
-        """All that lies in the folder, with modes and contents."""
+        """Modes and contents of all that lies in the folder."""
         def content(path):
             return path.read_bytes() if path.is_file() and os.access(path, os.R_OK) else None
-        return sorted((str(path), path.lstat().st_mode, content(path)) for path in self.folder.rglob("*"))
+        return {str(path): (path.lstat().st_mode, content(path)) for path in self.folder.rglob("*")}
 
     def refuse(self, status, words, *arguments, **options):
         """The tool must say all the words in one line, end with the status, and change nothing."""
@@ -87,5 +99,9 @@ class ToolCase(unittest.TestCase):
             self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
             for word in words:
                 self.assertIn(word, done.stderr)
-            self.assertEqual(self.state(), before)
+            after = self.state()
+            self.assertEqual(sorted(after), sorted(before))
+            for name, (mode, content) in before.items():
+                self.assertEqual(after[name][0], mode, name)
+                self.assertEqual(after[name][1], content, name)
         return done.stdout
