@@ -1,5 +1,6 @@
 """What the tests of the tool share: a scratch folder, the tool as a process, plain pictures."""
 
+import functools
 import os
 import pathlib
 import random
@@ -12,7 +13,11 @@ FOURTAP = os.environ["FOURTAP"]
 SANITIZED = os.environ["SANITIZED"] == "1"
 BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
 
+# What a sanitizer's own needs of memory would hide.
+unless_sanitized = unittest.skipIf(SANITIZED, "a sanitizer takes memory of its own")
 
+
+@functools.lru_cache(maxsize=None)
 def noise(cx, cy, bits):
     """Pixels without padding, many of them at the ends of the range."""
     rng = random.Random(f"{cx} {cy} {bits}")
@@ -38,21 +43,29 @@ def bitmap(cx, cy, bits, pixels=None, padding=b"\0", info_size=40, planes=1, com
     return (header + info + extra).ljust(offset, b"\x55") + image
 
 
+@functools.lru_cache(maxsize=None)
+def step_by_model(bits, pixels, size_in, size_out):
+    arguments = [str(n) for n in (bits, *size_in, *size_out)]
+    return subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
+                          timeout=60).stdout
+
+
 def by_model(bits, pixels, *sizes):
     """Through each of the sizes in turn, as the model scales."""
     for size_in, size_out in zip(sizes, sizes[1:]):
-        arguments = [str(n) for n in (bits, *size_in, *size_out)]
-        pixels = subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
-                                timeout=60).stdout
+        pixels = step_by_model(bits, pixels, size_in, size_out)
     return pixels
 
 
 class ToolCase(unittest.TestCase):
     def setUp(self):
         self.addTypeEqualityFunc(bytes, self.compare_bytes)
+        self.folder = self.scratch_folder()
+
+    def scratch_folder(self):
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
-        self.folder = pathlib.Path(scratch.name)
+        return pathlib.Path(scratch.name)
 
     def compare_bytes(self, first, second, msg=None):
         """Says where two byte strings part, instead of showing all of both."""
@@ -77,6 +90,13 @@ class ToolCase(unittest.TestCase):
                               timeout=60, **options)
         done.stderr = done.stderr.decode()
         return done
+
+    def preloading(self, library, **variables):
+        """The environment of a tool before which a library is loaded."""
+        # Blanks in its path would part two libraries.
+        link = self.scratch_folder() / "preloaded.so"
+        link.symlink_to(os.environ[library])
+        return {**os.environ, "LD_PRELOAD": str(link), **variables}
 
     def scale(self, *arguments, **options):
         """The tool must succeed and say nothing; returns what it writes to stdout."""
