@@ -1,19 +1,17 @@
 """What fourtap makes of pictures: every format in and out, steps, rectangles, alpha, and the memory of a few lines."""
 
 import contextlib
-import fcntl
 import io
 import os
 import struct
 import subprocess
-import termios
 import threading
 import time
 import unittest
 
 from PIL import Image, ImageChops, ImageCms
 
-from toolcase import FOURTAP, ToolCase, bitmap, by_model, noise, pnm, unless_sanitized
+from toolcase import FOURTAP, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 SUFFIXES = {"L": "png jpg pgm bmp", "LA": "png bmp", "RGB": "png jpg ppm bmp", "RGBA": "png bmp"}
 
@@ -255,8 +253,7 @@ class PictureTest(ToolCase):
         """All but the last bytes through a pipe; then the tool waits, and shows what it has taken."""
         with subprocess.Popen([FOURTAP, "-", output, "--size", "50%"], stdin=subprocess.PIPE, cwd=self.folder) as tool:
             def peak():
-                while struct.unpack("i", fcntl.ioctl(tool.stdin, termios.FIONREAD, bytes(4)))[0] > 0:
-                    time.sleep(0.01)
+                await_empty(tool.stdin)
                 with open(f"/proc/{tool.pid}/status", encoding="ascii") as status:
                     return next(int(line.split()[1]) for line in status if line.startswith("VmHWM"))
             time.sleep(0.2)  # until it waits for its input

@@ -1,5 +1,6 @@
 """What the tests of the tool share: a scratch folder, the tool as a process, plain pictures."""
 
+import fcntl
 import functools
 import os
 import pathlib
@@ -7,6 +8,8 @@ import random
 import struct
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 FOURTAP = os.environ["FOURTAP"]
@@ -55,6 +58,12 @@ def by_model(bits, pixels, *sizes):
     for size_in, size_out in zip(sizes, sizes[1:]):
         pixels = step_by_model(bits, pixels, size_in, size_out)
     return pixels
+
+
+def await_empty(pipe):
+    """Returns when all that was written to the pipe has been read."""
+    while struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))[0] > 0:
+        time.sleep(0.01)
 
 
 class ToolCase(unittest.TestCase):

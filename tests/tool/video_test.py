@@ -8,7 +8,7 @@ import subprocess
 import threading
 import unittest
 
-from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, ToolCase, by_model, unless_sanitized
+from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, ToolCase, await_empty, by_model, unless_sanitized
 
 # Y4M's names: pixels to each chroma sample, across and down.
 CHROMA = {"420": (2, 2), "420jpeg": (2, 2), "420mpeg2": (2, 2), "420paldv": (2, 2), "411": (4, 1), "422": (2, 1),
@@ -230,7 +230,7 @@ class VideoTest(ToolCase):
         self.assertEqual(self.scale("--info", "in.y4m", "--size", "1x1").count(b"8x6 -> 4x3 -> 2x2 -> 1x1"), 1)
 
     def test_output_that_is_not_taken(self):
-        clip = Clip("420", (640, 480))
+        clip = Clip("420", (640, 480), frames=9)  # more than wait between reading and writing
         for threads in "1", "2":
             with open("/dev/full", "wb") as full:
                 done = subprocess.run([FOURTAP, "-", "-", "--size", "50%", "--threads", threads], input=clip.bytes(),
@@ -246,6 +246,18 @@ class VideoTest(ToolCase):
                 tool.stdout.close()
                 self.assertEqual(tool.communicate(clip.bytes(), timeout=60)[1], b"")
                 self.assertEqual(tool.returncode, -signal.SIGPIPE)
+
+    def test_of_two_faults_the_earlier_one_is_told(self):
+        video = Clip("420", (640, 480), frames=2).bytes()[:-1 << 17]
+        with open("/dev/full", "wb") as full:
+            tool = subprocess.Popen([FOURTAP, "-", "-", "--size", "100%", "--threads", "2"], stdin=subprocess.PIPE,
+                                    stdout=full, stderr=subprocess.PIPE)
+        tool.stdin.write(video)
+        tool.stdin.flush()
+        await_empty(tool.stdin)  # the tool is at its second frame, and can't get rid of its first
+        stderr = tool.communicate(timeout=60)[1]
+        self.assertEqual((tool.returncode, stderr.count(b"\n")), (BAD_INPUT, 1))
+        self.assertIn(b"stdin: frame 2 is cut short", stderr)
 
     def test_frames_leave_before_the_next_ones_come(self):
         clip = Clip("420", (8, 6), frame_parameters=[""])
