@@ -1,5 +1,5 @@
 // A reader of picture files or of video, as it meets a file and as it meets a pipe: either it reads all lines or
-// frames, or it refuses what it is given. READER is its name.
+// frames, or it refuses what it is given. READER is a format's name, or Video.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -16,6 +16,8 @@
 #include "fourtap/video/VideoStream.h"
 
 namespace {
+
+using namespace std::string_view_literals;
 
 int64_t const maxPixels = 1 << 20;
 
@@ -42,10 +44,12 @@ void ReadFile(std::string const& name, bool asPipe) {
   try {
     tool::InputFile input(name);
     if (asPipe) input.start = input.length = -1;
-    if (auto const* const format = tool::FormatNamed(READER)) {
+    if (READER == "Video"sv) {
+      ReadVideo(input);
+    } else if (auto const* const format = tool::FormatNamed(READER)) {
       ReadPicture(*format, input);
     } else {
-      ReadVideo(input);
+      throw tool::Failure{tool::badUsage, "no reader is called " READER};
     }
   } catch (tool::Failure const& failure) {
     if (failure.status == tool::badInput) return;

@@ -9,8 +9,8 @@ import xml.etree.ElementTree
 
 def reason(case):
     """Why a test was left out: what it says when it skips itself."""
-    said = re.search(r"Skipped\n(.+)", case.findtext("system-out") or "")
-    return said.group(1) if said else "for reasons not said"
+    said = re.search(r"Skipped\n(.+)|skipped '(.+)'", case.findtext("system-out") or "")
+    return said.group(1) or said.group(2) if said else "for reasons not said"
 
 
 def main():

@@ -102,7 +102,8 @@ void WithPhase(int at, Use const& use) {
 
 // columnCount is 16, or 8 with the upper half of each line vector empty. Columns that are cleared are left alone.
 template <int columnCount, ClearedBytes cleared, int phase>
-void ColumnsFromLines(EightLines<unsigned char const> const& lines, ptrdiff_t at, FourTapColumnOf8* columns) {
+[[gnu::always_inline]] inline void ColumnsFromLines(EightLines<unsigned char const> const& lines, ptrdiff_t at,
+                                                    FourTapColumnOf8* columns) {
   __m128i v[8];
   for (int k = 0; k < 8; ++k) {
     auto const* const from = reinterpret_cast<__m128i const*>(lines.line[k] + at);
@@ -129,7 +130,8 @@ struct MergeBytes {
 };
 
 template <int columnCount, class Merging, ClearedBytes cleared, int phase>
-void LinesFromColumns(FourTapColumnOf8 const* columns, EightLines<unsigned char> const& lines, ptrdiff_t at) {
+[[gnu::always_inline]] inline void LinesFromColumns(FourTapColumnOf8 const* columns,
+                                                    EightLines<unsigned char> const& lines, ptrdiff_t at) {
   __m128i v[8] = {};
   for (int pair = 0; pair < columnCount / 2; ++pair) {
     bool const firstCleared = cleared.Has(phase + 2 * pair), secondCleared = cleared.Has(phase + 2 * pair + 1);

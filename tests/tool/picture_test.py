@@ -1,19 +1,17 @@
 """What fourtap makes of pictures: every format in and out, steps, rectangles, alpha, and the memory of a few lines."""
 
 import contextlib
-import fcntl
 import io
 import os
 import struct
 import subprocess
-import termios
 import threading
 import time
 import unittest
 
 from PIL import Image, ImageChops, ImageCms
 
-from toolcase import FOURTAP, SANITIZED, ToolCase, bitmap, by_model, noise, pnm
+from toolcase import FOURTAP, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 SUFFIXES = {"L": "png jpg pgm bmp", "LA": "png bmp", "RGB": "png jpg ppm bmp", "RGBA": "png bmp"}
 
@@ -238,9 +236,8 @@ class PictureTest(ToolCase):
             unscaled = decoded(self.scale("-", "-", "--size", "100%", stdin=content))
             self.assertEqual(unscaled.tobytes(), picture.tobytes())
 
+    @unless_sanitized
     def test_memory_is_that_of_a_few_lines(self):
-        if SANITIZED:
-            self.skipTest("a sanitizer's own memory hides the tool's")
         lines = noise(20000, 1, 24) * 16
         header = b"P6 20000 10000 255\n"
         self.check_peak(header, (lines for _ in range(10000 // 16)), "out.ppm", 18 + 3 * 10000 * 5000)
@@ -256,8 +253,7 @@ class PictureTest(ToolCase):
         """All but the last bytes through a pipe; then the tool waits, and shows what it has taken."""
         with subprocess.Popen([FOURTAP, "-", output, "--size", "50%"], stdin=subprocess.PIPE, cwd=self.folder) as tool:
             def peak():
-                while struct.unpack("i", fcntl.ioctl(tool.stdin, termios.FIONREAD, bytes(4)))[0] > 0:
-                    time.sleep(0.01)
+                await_empty(tool.stdin)
                 with open(f"/proc/{tool.pid}/status", encoding="ascii") as status:
                     return next(int(line.split()[1]) for line in status if line.startswith("VmHWM"))
             time.sleep(0.2)  # until it waits for its input

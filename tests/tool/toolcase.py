@@ -1,18 +1,26 @@
 """What the tests of the tool share: a scratch folder, the tool as a process, plain pictures."""
 
+import fcntl
+import functools
 import os
 import pathlib
 import random
 import struct
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 FOURTAP = os.environ["FOURTAP"]
 SANITIZED = os.environ["SANITIZED"] == "1"
 BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
 
+# What a sanitizer's own needs of memory would hide.
+unless_sanitized = unittest.skipIf(SANITIZED, "a sanitizer takes memory of its own")
 
+
+@functools.lru_cache(maxsize=None)
 def noise(cx, cy, bits):
     """Pixels without padding, many of them at the ends of the range."""
     rng = random.Random(f"{cx} {cy} {bits}")
@@ -38,20 +46,46 @@ def bitmap(cx, cy, bits, pixels=None, padding=b"\0", info_size=40, planes=1, com
     return (header + info + extra).ljust(offset, b"\x55") + image
 
 
+@functools.lru_cache(maxsize=None)
+def step_by_model(bits, pixels, size_in, size_out):
+    arguments = [str(n) for n in (bits, *size_in, *size_out)]
+    return subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
+                          timeout=60).stdout
+
+
 def by_model(bits, pixels, *sizes):
     """Through each of the sizes in turn, as the model scales."""
     for size_in, size_out in zip(sizes, sizes[1:]):
-        arguments = [str(n) for n in (bits, *size_in, *size_out)]
-        pixels = subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
-                                timeout=60).stdout
+        pixels = step_by_model(bits, pixels, size_in, size_out)
     return pixels
+
+
+def await_empty(pipe):
+    """Returns when all that was written to the pipe has been read."""
+    while struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))[0] > 0:
+        time.sleep(0.01)
 
 
 class ToolCase(unittest.TestCase):
     def setUp(self):
+        self.addTypeEqualityFunc(bytes, self.compare_bytes)
+        self.folder = self.scratch_folder()
+
+    def scratch_folder(self):
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
-        self.folder = pathlib.Path(scratch.name)
+        return pathlib.Path(scratch.name)
+
+    def compare_bytes(self, first, second, msg=None):
+        """Says where two byte strings part, instead of showing all of both."""
+        if first == second:
+            return
+        at = len(os.path.commonprefix([first, second]))
+
+        def around(content):
+            return f"{content[max(0, at - 8):at].hex(' ')} | {content[at:at + 8].hex(' ')}"
+        self.fail(self._formatMessage(msg, f"{len(first)} and {len(second)} bytes, which part at byte {at}:\n"
+                                           f"{around(first)}\n{around(second)}"))
 
     def write(self, name, content):
         (self.folder / name).write_bytes(content)
@@ -66,6 +100,13 @@ class ToolCase(unittest.TestCase):
         done.stderr = done.stderr.decode()
         return done
 
+    def preloading(self, library, **variables):
+        """The environment of a tool before which a library is loaded."""
+        # Blanks in its path would part two libraries.
+        link = self.scratch_folder() / "preloaded.so"
+        link.symlink_to(os.environ[library])
+        return {**os.environ, "LD_PRELOAD": str(link), **variables}
+
     def scale(self, *arguments, **options):
         """The tool must succeed and say nothing; returns what it writes to stdout."""
         done = self.run_tool(*arguments, **options)
@@ -73,10 +114,10 @@ class ToolCase(unittest.TestCase):
         return done.stdout
 
     def state(self):
-        """All that lies in the folder, with modes and contents."""
+        """Modes and contents of all that lies in the folder."""
         def content(path):
             return path.read_bytes() if path.is_file() and os.access(path, os.R_OK) else None
-        return sorted((str(path), path.lstat().st_mode, content(path)) for path in self.folder.rglob("*"))
+        return {str(path): (path.lstat().st_mode, content(path)) for path in self.folder.rglob("*")}
 
     def refuse(self, status, words, *arguments, **options):
         """The tool must say all the words in one line, end with the status, and change nothing."""
@@ -87,5 +128,9 @@ class ToolCase(unittest.TestCase):
             self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
             for word in words:
                 self.assertIn(word, done.stderr)
-            self.assertEqual(self.state(), before)
+            after = self.state()
+            self.assertEqual(sorted(after), sorted(before))
+            for name, (mode, content) in before.items():
+                self.assertEqual(after[name][0], mode, name)
+                self.assertEqual(after[name][1], content, name)
         return done.stdout

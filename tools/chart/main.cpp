@@ -224,13 +224,15 @@ Canvas DrawChart(bool cutOut) {
 void WriteChart(std::string const& name, bool cutOut) {
   tool::PictureFormat const* const format = tool::FormatOfName(name);
   if (!format || (cutOut && !format->holdsAlpha)) {
-    throw tool::Failure{tool::badUsage, name + ": expected a name with the suffix of " +
-                                            (cutOut ? "PNG or BMP, which hold alpha" : tool::FormatNames())};
+    std::string const formats = cutOut ? tool::Alternatives(tool::FormatNamesWithAlpha()) + ", which hold alpha"
+                                       : tool::Alternatives(tool::FormatNames());
+    throw tool::Failure{tool::badUsage, name + ": expected a name with the suffix of " + formats};
   }
   Canvas const canvas = DrawChart(cutOut);
   tool::PictureNotes const notes;
   tool::OutputFile file(name, true);
-  auto const writer = format->create(file, {{cxChart, cyChart}, canvas.kind, &notes, 95});
+  auto const writer =
+      format->create(file, {.size = {cxChart, cyChart}, .kind = canvas.kind, .notes = &notes, .quality = 95});
   writer->WriteLines(canvas.pixels.data(), cyChart);
   writer->Finish();
   file.Finish();

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "fourtap/Failure.h"
+#include "fourtap/Picture.h"
 
 namespace tool {
 
@@ -24,11 +25,19 @@ void AddParsedOption(CLI::App& app, std::string const& name, std::string const& 
       ->type_name(typeName);
 }
 
+// As the help shows them.
+std::string Choices(std::vector<std::string_view> const& names) {
+  std::string text;
+  for (std::string_view const name : names) text += (text.empty() ? "" : "|") + std::string(name);
+  return text;
+}
+
 template <class Value>
 void AddNamedOption(CLI::App& app, std::string const& name, Value& value, std::map<std::string, Value> const& values,
                     std::string const& help) {
-  std::string names;
-  for (auto const& [known, meaning] : values) names += (names.empty() ? "" : "|") + known;
+  std::vector<std::string_view> known;
+  for (auto const& [text, meaning] : values) known.push_back(text);
+  std::string const names = Choices(known);
   auto const parse = [values](std::string const& text) -> std::optional<Value> {
     auto const found = values.find(text);
     return found == values.end() ? std::nullopt : std::optional(found->second);
@@ -87,11 +96,11 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   Options options;
   std::vector<std::string> files;
   std::string const count = "a number from 1 on";
-  CLI::App app(
-      "Scales pictures (PNG, JPEG, PNM, BMP) and video (Y4M, raw frames) in the memory of a few lines or frames:\n"
-      "  fourtap IN OUT --size SIZE\n"
-      "  fourtap IN... --out PATTERN --size SIZE",
-      "fourtap");
+  CLI::App app("Scales pictures (" + Alternatives(FormatNames()) +
+                   ") and video (Y4M, raw frames) in the memory of a few lines or frames:\n"
+                   "  fourtap IN OUT --size SIZE\n"
+                   "  fourtap IN... --out PATTERN --size SIZE",
+               "fourtap");
   app.add_option("FILE", files, "What to read and, without --out, what to write; - is stdin or stdout")->type_name("");
   AddParsedOption(
       app, "--size", "SIZE", options.size, [](std::string const& text) { return std::optional(ParseSize(text)); },
@@ -104,7 +113,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
   app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
       ->type_name("PATTERN");
-  app.add_option("--format", options.format, "Format of the result, when its name does not say")->type_name("NAME");
+  app.add_option("--format", options.format, "Format of the result, when its name does not say")
+      ->type_name(Choices(FormatNames()));
   AddNamedOption<AlphaRule>(app, "--alpha", options.alpha,
                             {{"multiply", AlphaRule::multiply},
                              {"drop", AlphaRule::drop},

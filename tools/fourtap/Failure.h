@@ -3,6 +3,8 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace tool {
 
@@ -18,6 +20,16 @@ struct Failure {
 inline std::string Printable(std::string text) {
   for (char& c : text) {
     if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
+  }
+  return text;
+}
+
+// What a user may choose from: a, b or c.
+inline std::string Alternatives(std::vector<std::string_view> const& names) {
+  std::string text;
+  for (std::string_view const& name : names) {
+    if (!text.empty()) text += &name == &names.back() ? " or " : ", ";
+    text += name;
   }
   return text;
 }

@@ -21,12 +21,6 @@ int LinesPerBand(int lineBytes) { return std::clamp(bandBytes / lineBytes, 1, mo
 // back, and those that wait for the picture's end.
 int const linesHeldBack = 16;
 
-PictureRect NeededRect(PictureSize in, PictureSize out, PictureRect const& rect) {
-  SampleRange const x = NeededSamples(in.cx, out.cx, {rect.x, rect.x + rect.cx});
-  SampleRange const y = NeededSamples(in.cy, out.cy, {rect.y, rect.y + rect.cy});
-  return {x.first, y.first, x.end - x.first, y.end - y.first};
-}
-
 bool IsWhole(PictureRect const& rect, PictureSize size) { return rect.cx == size.cx && rect.cy == size.cy; }
 
 PixelKind WithoutAlpha(PixelKind kind) {
@@ -118,15 +112,14 @@ struct ChainStep {
     for (int const bytesPerPixel : plan.Planes()) {
       OwnedContext context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * bytesPerPixel));
       if (!context) throw std::bad_alloc();
-      Plane plane{bytesPerPixel,
-                  ScalerFor(bytesPerPixel),
-                  std::move(context),
-                  in.cx * bytesPerPixel,
-                  neededOut.cx * bytesPerPixel,
-                  nullptr,
-                  Bytes(LinesBytes(linesAtOnce, neededOut.cx * bytesPerPixel))};
-      if (byBands) plane.window = Bytes(LinesBytes(linesPerPush + 4, plane.strideIn));
-      planes.push_back(std::move(plane));
+      int const strideIn = in.cx * bytesPerPixel, strideOut = neededOut.cx * bytesPerPixel;
+      planes.push_back({.bytesPerPixel = bytesPerPixel,
+                        .scaler = ScalerFor(bytesPerPixel),
+                        .context = std::move(context),
+                        .strideIn = strideIn,
+                        .strideOut = strideOut,
+                        .window = byBands ? Bytes(LinesBytes(linesPerPush + 4, strideIn)) : nullptr,
+                        .made = Bytes(LinesBytes(linesAtOnce, strideOut))});
     }
   }
 
@@ -173,9 +166,8 @@ struct ChainStep {
   // Forgets the lines that no output line needs any more, and adds new ones.
   void MoveWindow(PlaneLines const& lines) {
     int const yEnd = neededOut.y + neededOut.cy;
-    int const first = yOut == yEnd
-                          ? window.end
-                          : std::clamp(FourTapScaleLinesNeeded(in.cy, out.cy, yOut) - 4, window.first, window.end);
+    int const first =
+        yOut == yEnd ? window.end : std::clamp(FirstNeeded(in.cy, out.cy, yOut), window.first, window.end);
     for (size_t i = 0; i < planes.size(); ++i) {
       Plane const& plane = planes[i];
       size_t const kept = LinesBytes(window.end - first, plane.strideIn);
@@ -235,9 +227,9 @@ ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind) {
                                 ", expected lines below 2 GiB"};
   }
   if (options.oneStep) {
-    plan.steps = {{scaled->cx, scaled->cy}};
+    plan.steps = {*scaled};
   } else {
-    plan.steps = StepsFor(in.cx, in.cy, scaled->cx, scaled->cy);
+    plan.steps = StepsFor(in, *scaled);
   }
   plan.ContextBytes();
   plan.multipliesAlpha = HasAlpha(plan.kindOut) && options.alpha == AlphaRule::multiply && !plan.steps.empty();

@@ -17,12 +17,12 @@ namespace tool {
 // What becomes of a picture.
 struct ChainPlan {
   PictureSize in{};
-  std::vector<StepSize> steps;      // none: nothing is filtered
+  std::vector<PictureSize> steps;   // none: nothing is filtered
   std::vector<PictureRect> needed;  // of the picture before each step, and of the result
   PixelKind kindIn{}, kindOut{};
   bool multipliesAlpha = false;
 
-  PictureSize SizeAt(size_t step) const { return step == 0 ? in : PictureSize{steps[step - 1].cx, steps[step - 1].cy}; }
+  PictureSize SizeAt(size_t step) const { return step == 0 ? in : steps[step - 1]; }
   PictureRect const& Rect() const { return needed.back(); }
   int LinesToRead() const { return needed.front().y + needed.front().cy; }
   // Of the colours, and of alpha, if there is one: bytes per pixel.

@@ -7,19 +7,37 @@
 
 namespace tool {
 
+// Of each format, in a file of its own.
+PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap;
+PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap;
+
 namespace {
 
 std::vector<PictureFormat> const formats = {
-    {"PNM",
-     {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
-     {"pnm", "ppm", "pgm"},
-     false,
-     false,
-     OpenPnm,
-     CreatePnm},
-    {"PNG", {"\x89PNG\r\n\x1a\n"}, {"png"}, true, true, OpenPng, CreatePng},
-    {"JPEG", {"\xff\xd8\xff"}, {"jpg", "jpeg"}, false, true, OpenJpeg, CreateJpeg},
-    {"BMP", {"BM"}, {"bmp"}, true, false, OpenBitmap, CreateBitmap},
+    {.name = "PNM",
+     .signatures = {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
+     .suffixes = {"pnm", "ppm", "pgm"},
+     .open = OpenPnm,
+     .create = CreatePnm},
+    {.name = "PNG",
+     .signatures = {"\x89PNG\r\n\x1a\n"},
+     .suffixes = {"png"},
+     .holdsAlpha = true,
+     .holdsNotes = true,
+     .open = OpenPng,
+     .create = CreatePng},
+    {.name = "JPEG",
+     .signatures = {"\xff\xd8\xff"},
+     .suffixes = {"jpg", "jpeg"},
+     .holdsNotes = true,
+     .open = OpenJpeg,
+     .create = CreateJpeg},
+    {.name = "BMP",
+     .signatures = {"BM"},
+     .suffixes = {"bmp"},
+     .holdsAlpha = true,
+     .open = OpenBitmap,
+     .create = CreateBitmap},
 };
 
 bool SameInAnyCase(std::string_view a, std::string_view b) {
@@ -32,17 +50,25 @@ bool HasSuffix(PictureFormat const& format, std::string_view suffix) {
                      [&](std::string_view known) { return SameInAnyCase(known, suffix); });
 }
 
+template <class Select>
+std::vector<std::string_view> NamesOf(Select const& select) {
+  std::vector<std::string_view> names;
+  for (PictureFormat const& format : formats) {
+    if (select(format)) names.push_back(format.name);
+  }
+  return names;
+}
+
 }  // namespace
 
 PictureFormat const& FormatOfFile(InputFile& file) {
-  std::string_view const start = file.Peek(8);
   for (PictureFormat const& format : formats) {
     for (std::string_view const signature : format.signatures) {
-      if (start.starts_with(signature)) return format;
+      if (file.Peek(signature.size()) == signature) return format;
     }
   }
-  throw Failure{badInput, file.name + (start.empty() ? ": is empty" : ": is of no known format") + ", expected " +
-                              FormatNames() + ", or Y4M video"};
+  throw Failure{badInput, file.name + (file.Peek(1).empty() ? ": is empty" : ": is of no known format") +
+                              ", expected " + Alternatives(FormatNames()) + ", or Y4M video"};
 }
 
 PictureFormat const* FormatOfName(std::string_view fileName) {
@@ -61,16 +87,13 @@ PictureFormat const* FormatNamed(std::string_view name) {
   return format == formats.end() ? nullptr : &*format;
 }
 
-std::string FormatNames() {
-  std::string names;
-  for (PictureFormat const& format : formats) {
-    if (!names.empty()) names += &format == &formats.back() ? " or " : ", ";
-    names += format.name;
-  }
-  return names;
+std::vector<std::string_view> FormatNames() {
+  return NamesOf([](PictureFormat const&) { return true; });
 }
 
-std::string SizeText(int64_t cx, int64_t cy) { return std::to_string(cx) + "x" + std::to_string(cy); }
+std::vector<std::string_view> FormatNamesWithAlpha() {
+  return NamesOf([](PictureFormat const& format) { return format.holdsAlpha; });
+}
 
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {
   if (cx < 1 || cy < 1) throw Failure{badInput, name + ": has size " + SizeText(cx, cy) + ", expected at least 1x1"};

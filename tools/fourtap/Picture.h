@@ -70,15 +70,12 @@ struct PicturePlan {
 typedef std::unique_ptr<PictureReader> PictureOpener(InputFile& file, int64_t maxPixels);
 typedef std::unique_ptr<PictureWriter> PictureCreator(OutputFile& file, PicturePlan const& plan);
 
-PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap;
-PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap;
-
 struct PictureFormat {
   std::string_view name;                     // for users, and for --format in any case
   std::vector<std::string_view> signatures;  // how its files begin
   std::vector<std::string_view> suffixes;
-  bool holdsAlpha;
-  bool holdsNotes;
+  bool holdsAlpha = false;
+  bool holdsNotes = false;
   PictureOpener* open;
   PictureCreator* create;
 };
@@ -89,11 +86,11 @@ PictureFormat const& FormatOfFile(InputFile& file);
 PictureFormat const* FormatOfName(std::string_view fileName);
 // By its name or one of its suffixes, in any case, or null.
 PictureFormat const* FormatNamed(std::string_view name);
-std::string FormatNames();
+// Of all formats.
+std::vector<std::string_view> FormatNames();
+std::vector<std::string_view> FormatNamesWithAlpha();
 
 // What the formats have in common.
-std::string SizeText(int64_t cx, int64_t cy);
-inline std::string SizeText(PictureSize size) { return SizeText(size.cx, size.cy); }
 // Throws a Failure unless 1 to maxPixels pixels are claimed.
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels);
 // Reads all of `bytes`, for lines from `y` on, or throws a Failure.

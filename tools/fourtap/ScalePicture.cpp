@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
+#include <memory>
 #include <new>
-#include <thread>
+#include <system_error>
 
+#include "fourtap/Channel.h"
 #include "fourtap/Failure.h"
 #include "fourtap/LineChain.h"
-#include "fourtap/LineChannel.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
 
@@ -28,11 +28,12 @@ int LinesPerBatch(PictureSize size, PixelKind kind) {
 PictureFormat const& OutputFormat(Options const& options, PictureFormat const& input, std::string const& output) {
   if (!options.format.empty()) {
     if (PictureFormat const* const format = FormatNamed(options.format)) return *format;
-    throw Failure{badUsage, "--format: \"" + options.format + "\" given, expected " + FormatNames()};
+    throw Failure{badUsage, "--format: \"" + options.format + "\" given, expected " + Alternatives(FormatNames())};
   }
   if (output == "-") return input;
   if (PictureFormat const* const format = FormatOfName(output)) return *format;
-  throw Failure{badUsage, output + ": its suffix names no format, expected that of " + FormatNames() + ", or --format"};
+  throw Failure{badUsage, output + ": its suffix names no format, expected that of " + Alternatives(FormatNames()) +
+                              ", or --format"};
 }
 
 bool EndsWith(std::string const& name, std::string_view suffix) {
@@ -44,30 +45,22 @@ bool EndsWith(std::string const& name, std::string_view suffix) {
 // Throws a Failure where the format or the name promises something else than what would be written.
 void CheckKind(PictureFormat const& format, std::string const& output, PixelKind kind) {
   if (HasAlpha(kind) && !format.holdsAlpha) {
-    throw Failure{badOutput,
-                  output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or PNG or BMP"};
+    throw Failure{badOutput, output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or " +
+                                 Alternatives(FormatNamesWithAlpha())};
   }
   if (EndsWith(output, ".pgm") && !IsGray(kind)) {
     throw Failure{badOutput, output + ": the picture has colours, expected a name that ends in .ppm or .pnm"};
   }
 }
 
-// Runs as a thread; what `work` throws goes to `failure`, and the others stop.
-template <class Work>
-auto Stage(std::exception_ptr& failure, LineChannel& toScale, LineChannel& toWrite, Work work) {
-  return [&, work] {
-    try {
-      work();
-    } catch (...) {
-      failure = std::current_exception();
-      toScale.GiveUp();
-      toWrite.GiveUp();
-    }
-  };
-}
+// Lines of a picture, without gaps between them.
+struct LineBatch {
+  std::unique_ptr<unsigned char[]> lines;
+  int count = 0;
+};
 
 // Reads the lines that the plan needs.
-void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, LineChannel& channel) {
+void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, Channel<LineBatch>& channel) {
   int const cy = plan.LinesToRead();
   for (int y = 0; y < cy;) {
     LineBatch* const batch = channel.AwaitEmpty();
@@ -78,12 +71,11 @@ void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, Li
     channel.PassOn();
   }
   if (cy == plan.in.cy) reader.Finish();
-  channel.Close();
 }
 
 // Collects lines to batches.
 struct BatchFiller {
-  LineChannel& channel;
+  Channel<LineBatch>& channel;
   size_t lineBytes;
   int linesPerBatch;
   LineBatch* batch = nullptr;
@@ -107,19 +99,18 @@ struct BatchFiller {
   }
 };
 
-void ScaleAll(LineChain& chain, LineChannel& from, BatchFiller& filler, ProgressReport& progress) {
+void ScaleAll(LineChain& chain, Channel<LineBatch>& from, BatchFiller& filler, ProgressReport& progress) {
   int y = 0;
-  while (LineBatch* const batch = from.AwaitFull()) {
+  while (LineBatch* const batch = filler.stopped ? nullptr : from.AwaitFull()) {
     chain.Push(batch->lines.get(), batch->count);
     y += batch->count;
     from.GiveBack();
     progress.Update(y);
   }
   filler.PassOn();
-  filler.channel.Close();
 }
 
-void WriteAll(PictureWriter& writer, LineChannel& channel) {
+void WriteAll(PictureWriter& writer, Channel<LineBatch>& channel) {
   while (LineBatch* const batch = channel.AwaitFull()) {
     writer.WriteLines(batch->lines.get(), batch->count);
     channel.GiveBack();
@@ -127,38 +118,25 @@ void WriteAll(PictureWriter& writer, LineChannel& channel) {
 }
 
 // Throws what went wrong first on the way of a line.
-void RunStages(PictureReader& reader, ChainPlan const& plan, int linesPerSlice, PictureWriter& writer,
-               ProgressReport& progress) {
+void ScaleLines(PictureReader& reader, ChainPlan const& plan, int linesPerSlice, PictureWriter& writer,
+                ProgressReport& progress) {
   PictureSize const sizeOut{plan.Rect().cx, plan.Rect().cy};
+  size_t const bytesIn = LineBytes(plan.in, plan.kindIn), bytesOut = LineBytes(sizeOut, plan.kindOut);
   int const linesIn = linesPerSlice ? std::min(linesPerSlice, plan.in.cy) : LinesPerBatch(plan.in, plan.kindIn);
   int const linesOut = LinesPerBatch(sizeOut, plan.kindOut);
-  LineChannel toScale(LineBytes(plan.in, plan.kindIn), linesIn);
-  LineChannel toWrite(LineBytes(sizeOut, plan.kindOut), linesOut);
-  BatchFiller filler{toWrite, LineBytes(sizeOut, plan.kindOut), linesOut};
+  Channel<LineBatch> toScale([&] { return LineBatch{Bytes(bytesIn * static_cast<size_t>(linesIn))}; });
+  Channel<LineBatch> toWrite([&] { return LineBatch{Bytes(bytesOut * static_cast<size_t>(linesOut))}; });
+  BatchFiller filler{toWrite, bytesOut, linesOut};
   LineChain chain(plan, linesIn, [&filler](unsigned char const* line) { filler.Add(line); });
-
-  std::exception_ptr failures[3];
-  {
-    std::jthread const readThread(
-        Stage(failures[0], toScale, toWrite, [&] { ReadAll(reader, plan, linesIn, toScale); }));
-    std::jthread const writeThread(Stage(failures[2], toScale, toWrite, [&] { WriteAll(writer, toWrite); }));
-    Stage(failures[1], toScale, toWrite, [&] { ScaleAll(chain, toScale, filler, progress); })();
-  }
-  for (std::exception_ptr const& failure : failures) {
-    if (failure) std::rethrow_exception(failure);
-  }
+  RunStages(
+      toScale, toWrite, [&] { ReadAll(reader, plan, linesIn, toScale); },
+      [&] { ScaleAll(chain, toScale, filler, progress); }, [&] { WriteAll(writer, toWrite); });
   writer.Finish();
 }
 
 std::string KindText(PixelKind kind) {
   char const* const names[] = {"gray", "gray with alpha", "RGB", "RGB", "RGB with alpha"};
   return names[static_cast<int>(kind)];
-}
-
-std::string StepsText(ChainPlan const& plan) {
-  std::string text = SizeText(plan.in);
-  for (StepSize const& step : plan.steps) text += " -> " + SizeText(step.cx, step.cy);
-  return plan.steps.empty() ? text + ", passed on unfiltered" : text;
 }
 
 }  // namespace
@@ -171,21 +149,26 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
 
   ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
   CheckKind(formatOut, output, plan.kindOut);
-  Remark(options, input.name + ": " + StepsText(plan));
+  Remark(options, input.name + ": " + StepsText(plan.in, plan.steps, plan.steps.empty()));
   bool const notesLost = (!reader->notes.icc.empty() || !reader->notes.exif.empty()) && !formatOut.holdsNotes;
   if (notesLost)
     Remark(options, output + ": " + std::string(formatOut.name) + " takes over no ICC profile and no EXIF");
 
   OutputFile file(output, options.force);
-  auto const writer = formatOut.create(
-      file,
-      {{plan.Rect().cx, plan.Rect().cy}, plan.kindOut, &reader->notes, options.quality, EndsWith(output, ".ppm")});
+  auto const writer = formatOut.create(file, {.size = {plan.Rect().cx, plan.Rect().cy},
+                                              .kind = plan.kindOut,
+                                              .notes = &reader->notes,
+                                              .quality = options.quality,
+                                              .grayAsColour = EndsWith(output, ".ppm")});
   ProgressReport progress(options, input.name, "lines", plan.LinesToRead());
-  RunStages(*reader, plan, options.linesPerSlice, *writer, progress);
+  ScaleLines(*reader, plan, options.linesPerSlice, *writer, progress);
   file.Finish();
   progress.Finish();
 } catch (std::bad_alloc const&) {
   throw Failure{badOutput, output + ": not enough memory to make it from " + input.name};
+} catch (std::system_error const& error) {
+  throw Failure{badOutput, output + ": two threads to make it from " + input.name +
+                               " can't be started, expected a limit that allows them: " + error.code().message()};
 }
 
 void DescribePicture(Options const& options, InputFile& input) {
@@ -196,7 +179,7 @@ void DescribePicture(Options const& options, InputFile& input) {
   for (std::string const& remark : reader->remarks) std::printf("remark: %s\n", remark.c_str());
   if (!options.size && !options.rect) return;
   ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
-  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.steps.empty()).c_str());
   std::printf("contexts: %lld bytes\n", static_cast<long long>(plan.ContextBytes()));
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
-#include <cstdint>
 
 namespace tool {
 
@@ -134,5 +133,7 @@ std::optional<PictureRect> ParseRect(std::string_view text) {
   if (at != end) return std::nullopt;
   return PictureRect{numbers[0], numbers[1], numbers[2], numbers[3]};
 }
+
+std::string SizeText(int64_t cx, int64_t cy) { return std::to_string(cx) + "x" + std::to_string(cy); }
 
 }  // namespace tool

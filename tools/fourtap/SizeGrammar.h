@@ -1,7 +1,9 @@
-// Sizes as a user writes them, and what they come to for a picture.
+// Sizes as a user writes and reads them, and what they come to for a picture.
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace tool {
@@ -43,5 +45,9 @@ std::optional<int> ParseCount(std::string_view text);
 
 // The same with a cross between two: WxH.
 std::optional<PictureSize> ParsePlainSize(std::string_view text);
+
+// As ParsePlainSize reads it.
+std::string SizeText(int64_t cx, int64_t cy);
+inline std::string SizeText(PictureSize size) { return SizeText(size.cx, size.cy); }
 
 }  // namespace tool

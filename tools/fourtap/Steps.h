@@ -1,45 +1,31 @@
-// The way from one size to another in steps of at most 2:1, beyond which four taps alias.
+// The way from one size to another in steps of at most 2:1, beyond which four taps alias; and what each needs.
 #pragma once
 
-#include <fourtapscale/FourTapScale.h>
-
-#include <algorithm>
-#include <cstdint>
+#include <string>
 #include <vector>
 
-namespace tool {
+#include "fourtap/SizeGrammar.h"
 
-struct StepSize {
-  int cx, cy;
-};
+namespace tool {
 
 // The sizes after each step, the last of them the result; none when nothing is to be scaled. Each axis on its own is
 // halved until at most 2:1 remains for the last step, which is made on both together. Halves are rounded up: lines to
 // whole ones, columns to a multiple of `cxMultiple`, as both widths are already.
-inline std::vector<StepSize> StepsFor(int cxIn, int cyIn, int cxOut, int cyOut, int cxMultiple = 1) {
-  auto const far = [](int64_t n, int64_t nOut) { return n > 2 * nOut; };
-  auto const half = [](int n, int multiple) { return (n / multiple - n / multiple / 2) * multiple; };
-  std::vector<StepSize> steps;
-  StepSize size{cxIn, cyIn};
-  while (far(size.cx, cxOut) || far(size.cy, cyOut)) {
-    if (far(size.cx, cxOut)) size.cx = half(size.cx, cxMultiple);
-    if (far(size.cy, cyOut)) size.cy = half(size.cy, 1);
-    steps.push_back(size);
-  }
-  if (size.cx != cxOut || size.cy != cyOut) steps.push_back({cxOut, cyOut});
-  return steps;
-}
+std::vector<PictureSize> StepsFor(PictureSize in, PictureSize out, int cxMultiple = 1);
+
+// For users.
+std::string StepsText(PictureSize in, std::vector<PictureSize> const& steps, bool passedOn);
 
 // Samples along one axis.
 struct SampleRange {
   int first, end;
 };
 
-// The source samples that a range of the scaled ones is made of, or a few more.
-inline SampleRange NeededSamples(int nIn, int nOut, SampleRange out) {
-  if (nIn == nOut) return {std::max(0, out.first - 1), std::min(nIn, out.end + 2)};
-  return {std::max(0, FourTapScaleLinesNeeded(nIn, nOut, out.first) - 4),
-          FourTapScaleLinesNeeded(nIn, nOut, out.end - 1)};
-}
+// The first one of the source that a scaled sample is made of, or one a little before it.
+int FirstNeeded(int nIn, int nOut, int sample);
+
+// The part of the source that a part of the scaled picture is made of, or a little more. Columns may come in units of
+// `cxMultiple`, which have samples of their own besides those of their columns.
+PictureRect NeededRect(PictureSize in, PictureSize out, PictureRect const& rect, int cxMultiple = 1);
 
 }  // namespace tool

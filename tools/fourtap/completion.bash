@@ -1,21 +1,21 @@
-# Completion of fourtap's arguments, for bash.
+# Completion of fourtap's arguments, for bash: of what its own help says.
 _fourtap() {
-  local word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
+  local fourtap=${COMP_WORDS[0]/#\~/$HOME} word=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
   # --option=value comes as three words.
-  [[ $word == = ]] && word=
+  [[ $word == = ]] && word=''
   [[ $previous == = ]] && previous=${COMP_WORDS[COMP_CWORD - 2]}
-  local words=
-  case $previous in
-    --alpha) words='multiply drop straight premultiplied' ;;
-    --format) words='png jpeg pnm bmp' ;;
-    --progress) words='text json' ;;
-    --set) words='mmx sse2 avx2 avx512' ;;
-    --size | --rect | --quality | --raw | --threads | --progressive | --max-pixels) return ;;
-    *)
-      [[ $word == -* ]] && words='--size --rect --one-step --out --format --alpha --quality --raw --threads
-        --progressive --set --max-pixels --force --progress --quiet --verbose --info --selftest --help --version'
-      ;;
-  esac
+  local help words='' value=''
+  help=$("$fourtap" --help 2>/dev/null)
+  # Behind an option stands what it takes: a word for it, or all that it may be, with bars between.
+  [[ $previous == --* && $help =~ $'\n  '"$previous "([^[:space:]]+) ]] && value=${BASH_REMATCH[1]}
+  if [[ $previous == --set ]]; then
+    words=$("$fourtap" --info 2>/dev/null | sed -n 's/^sets: //p')
+  elif [[ $value == *'|'* ]]; then
+    words=${value//|/ }
+    words=${words,,}
+  elif [[ -z $value && $word == -* ]]; then
+    words=$(sed -nE 's/^  (-[a-z],)?(--[a-z-]+).*/\2/p' <<<"$help")
+  fi
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")
 }
 complete -o default -F _fourtap fourtap

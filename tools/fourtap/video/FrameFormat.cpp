@@ -1,59 +1,61 @@
 #include "fourtap/video/FrameFormat.h"
 
 #include <algorithm>
+#include <vector>
+
+#include "fourtap/Failure.h"
 
 namespace tool {
 
 namespace {
 
-FrameFormat const mono{&FourTapScalePlane, 1};
-FrameFormat const rgb24{&FourTapScaleRGB24, 3};
-FrameFormat const rgb32{&FourTapScaleRGB32, 4};
-FrameFormat const rgb32ChannelsLast{&FourTapScaleRGB32, 4, 1, 1};
-FrameFormat const xyxy{&FourTapScaleXYXY, 2, 2};
-FrameFormat const yxyx{&FourTapScaleYXYX, 2, 2};
-FrameFormat const planar420{&FourTapScalePlane, 1, 1, 0, 3, 2, 2};
-FrameFormat const planar411{&FourTapScalePlane, 1, 1, 0, 3, 4, 1};
-FrameFormat const planar422{&FourTapScalePlane, 1, 1, 0, 3, 2, 1};
-FrameFormat const planar444{&FourTapScalePlane, 1, 1, 0, 3, 1, 1};
+FrameFormat const mono{.scale = &FourTapScalePlane, .bytesPerPixel = 1};
+FrameFormat const rgb24{.scale = &FourTapScaleRGB24, .bytesPerPixel = 3};
+FrameFormat const rgb32{.scale = &FourTapScaleRGB32, .bytesPerPixel = 4};
+FrameFormat const rgb32ChannelsLast{.scale = &FourTapScaleRGB32, .bytesPerPixel = 4, .firstChannel = 1};
+FrameFormat const xyxy{.scale = &FourTapScaleXYXY, .bytesPerPixel = 2, .cxMultiple = 2};
+FrameFormat const yxyx{.scale = &FourTapScaleYXYX, .bytesPerPixel = 2, .cxMultiple = 2};
 
-struct Names {
-  std::string_view names;  // one blank between two
+constexpr FrameFormat Planar(int cxPerChroma, int cyPerChroma) {
+  return {.scale = &FourTapScalePlane,
+          .bytesPerPixel = 1,
+          .planes = 3,
+          .cxPerChroma = cxPerChroma,
+          .cyPerChroma = cyPerChroma};
+}
+FrameFormat const planar420 = Planar(2, 2);
+FrameFormat const planar411 = Planar(4, 1);
+FrameFormat const planar422 = Planar(2, 1);
+FrameFormat const planar444 = Planar(1, 1);
+
+struct NamedFormat {
+  std::vector<std::string_view> names;
   FrameFormat const& format;
 };
 
 // GStreamer's, FFmpeg's and V4L2's names among them.
-Names const rawNames[] = {
-    {"plane gray gray8 grey y800", mono},
-    {"rgb24 bgr24 rgb bgr rgb3 bgr3", rgb24},
-    {"rgb32 rgb0 bgr0 rgbx bgrx xr24 xb24 bgr4", rgb32},
-    {"xrgb xbgr 0rgb 0bgr rx24 bx24 rgb4", rgb32ChannelsLast},
-    {"xyxy uyvy uyvy422 vyuy 2vuy hdyc", xyxy},
-    {"yxyx yuyv yuyv422 yuy2 yunv v422 yvyu yvyu422", yxyx},
-    {"yuv420p yuvj420p i420 yu12 yv12", planar420},
-    {"yuv411p y41b 411p", planar411},
-    {"yuv422p yuvj422p y42b 422p", planar422},
-    {"yuv444p yuvj444p y444", planar444},
+std::vector<NamedFormat> const rawFormats = {
+    {{"plane", "gray", "gray8", "grey", "y800"}, mono},
+    {{"rgb24", "bgr24", "rgb", "bgr", "rgb3", "bgr3"}, rgb24},
+    {{"rgb32", "rgb0", "bgr0", "rgbx", "bgrx", "xr24", "xb24", "bgr4"}, rgb32},
+    {{"xrgb", "xbgr", "0rgb", "0bgr", "rx24", "bx24", "rgb4"}, rgb32ChannelsLast},
+    {{"xyxy", "uyvy", "uyvy422", "vyuy", "2vuy", "hdyc"}, xyxy},
+    {{"yxyx", "yuyv", "yuyv422", "yuy2", "yunv", "v422", "yvyu", "yvyu422"}, yxyx},
+    {{"yuv420p", "yuvj420p", "i420", "yu12", "yv12"}, planar420},
+    {{"yuv411p", "y41b", "411p"}, planar411},
+    {{"yuv422p", "yuvj422p", "y42b", "422p"}, planar422},
+    {{"yuv444p", "yuvj444p", "y444"}, planar444},
 };
 
-Names const y4mNames[] = {
-    {"mono", mono},     {"420 420jpeg 420mpeg2 420paldv", planar420}, {"411", planar411}, {"422", planar422},
-    {"444", planar444},
+std::vector<NamedFormat> const y4mFormats = {
+    {{"mono"}, mono},     {{"420", "420jpeg", "420mpeg2", "420paldv"}, planar420},
+    {{"411"}, planar411}, {{"422"}, planar422},
+    {{"444"}, planar444},
 };
 
-bool Has(std::string_view names, std::string_view name) {
-  while (!names.empty()) {
-    size_t const end = std::min(names.find(' '), names.size());
-    if (names.substr(0, end) == name) return true;
-    names.remove_prefix(std::min(end + 1, names.size()));
-  }
-  return false;
-}
-
-template <size_t count>
-FrameFormat const* Find(Names const (&table)[count], std::string_view name) {
-  for (Names const& row : table) {
-    if (Has(row.names, name)) return &row.format;
+FrameFormat const* Find(std::vector<NamedFormat> const& formats, std::string_view name) {
+  for (NamedFormat const& known : formats) {
+    if (std::find(known.names.begin(), known.names.end(), name) != known.names.end()) return &known.format;
   }
   return nullptr;
 }
@@ -82,18 +84,21 @@ FrameFormat const* RawFormat(std::string_view name) {
   for (char& c : lower) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
-  return Find(rawNames, lower);
+  return Find(rawFormats, lower);
 }
 
 std::string RawFormatNames() {
-  std::string list;
-  for (Names const& row : rawNames) {
-    if (!list.empty()) list += &row == std::end(rawNames) - 1 ? " or " : ", ";
-    list += row.names.substr(0, row.names.find(' '));
-  }
-  return list;
+  std::vector<std::string_view> names;
+  for (NamedFormat const& known : rawFormats) names.push_back(known.names.front());
+  return Alternatives(names);
 }
 
-FrameFormat const* Y4MFormat(std::string_view chroma) { return Find(y4mNames, chroma); }
+FrameFormat const* Y4MFormat(std::string_view chroma) { return Find(y4mFormats, chroma); }
+
+std::string Y4MFormatNames() {
+  std::vector<std::string_view> names;
+  for (NamedFormat const& known : y4mFormats) names.insert(names.end(), known.names.begin(), known.names.end());
+  return Alternatives(names);
+}
 
 }  // namespace tool

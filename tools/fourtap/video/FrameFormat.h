@@ -34,6 +34,6 @@ std::string RawFormatNames();
 
 // Of a Y4M stream's C parameter, null for an unknown one.
 FrameFormat const* Y4MFormat(std::string_view chroma);
-inline constexpr char y4mFormatNames[] = "mono, 420, 420jpeg, 420mpeg2, 420paldv, 411, 422 or 444";
+std::string Y4MFormatNames();
 
 }  // namespace tool

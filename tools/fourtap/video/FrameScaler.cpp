@@ -16,22 +16,6 @@ constexpr int blockLines = 8;
 constexpr int largePage = 1 << 21;
 constexpr size_t slackBytes = 1;
 
-// Columns may come in units of `multiple`, which have samples of their own besides those of their columns.
-SampleRange SourceColumns(int cxIn, int cxOut, SampleRange out, int multiple) {
-  SampleRange const columns = NeededSamples(cxIn, cxOut, out);
-  SampleRange const units =
-      NeededSamples(cxIn / multiple, cxOut / multiple, {out.first / multiple, (out.end - 1) / multiple + 1});
-  return {std::min(columns.first / multiple, units.first) * multiple,
-          std::max((columns.end - 1) / multiple + 1, units.end) * multiple};
-}
-
-PictureRect SourceRect(PlaneStep const& step, int cxMultiple) {
-  PictureRect const& rect = step.rect;
-  SampleRange const columns = SourceColumns(step.source.cx, step.scaled.cx, {rect.x, rect.x + rect.cx}, cxMultiple);
-  SampleRange const lines = NeededSamples(step.source.cy, step.scaled.cy, {rect.y, rect.y + rect.cy});
-  return {columns.first, lines.first, columns.end - columns.first, lines.end - lines.first};
-}
-
 int64_t PlaneOffset(FrameFormat const& format, int plane, PictureSize frame) {
   int64_t offset = 0;
   for (int before = 0; before < plane; ++before) offset += PlaneBytes(format, before, frame);
@@ -48,16 +32,16 @@ void PlanPlane(FramePlan const& plan, int plane, std::vector<std::vector<PlaneSt
     bool const last = i + 1 == plan.steps.size();
     PlaneStep step;
     step.source = PlaneSize(format, plane, plan.SizeBefore(i));
-    step.scaled = PlaneSize(format, plane, plan.SizeAfter(i));
+    step.scaled = PlaneSize(format, plane, plan.steps[i]);
     step.copied = step.source == step.scaled && !plan.filterEqual;
     step.rect = rect;
     step.srcStride = step.source.cx * format.bytesPerPixel;
     step.dstStride = (last ? rect.cx : step.scaled.cx) * format.bytesPerPixel;
     step.srcOffset = PlaneOffset(format, plane, plan.SizeBefore(i));
-    step.dstOffset = PlaneOffset(format, plane, last ? plan.Out() : plan.SizeAfter(i));
+    step.dstOffset = PlaneOffset(format, plane, last ? plan.Out() : plan.steps[i]);
     if (!last) step.dstOffset += int64_t{rect.y} * step.dstStride + int64_t{rect.x} * format.bytesPerPixel;
     steps[i].push_back(step);
-    rect = SourceRect(step, format.cxMultiple);
+    rect = NeededRect(step.source, step.scaled, rect, format.cxMultiple);
   }
 }
 
@@ -134,7 +118,7 @@ std::vector<FrameContexts> ContextsForThreads(std::vector<std::vector<PlaneStep>
 std::vector<FrameBuffer> FramesBetween(FramePlan const& plan) {
   std::vector<FrameBuffer> frames;
   for (size_t step = 0; step + 1 < plan.steps.size(); ++step) {
-    frames.push_back(MakeFrameBuffer(FrameBytes(plan.format, plan.SizeAfter(step))));
+    frames.push_back(MakeFrameBuffer(FrameBytes(plan.format, plan.steps[step])));
   }
   return frames;
 }

@@ -19,14 +19,13 @@ namespace tool {
 struct FramePlan {
   FrameFormat format;
   PictureSize in;
-  std::vector<StepSize> steps;  // at least one; the last is the scaled frame's size
-  bool filterEqual;             // planes too that keep their size
-  PictureRect rect;             // what is wanted of the scaled frame
+  std::vector<PictureSize> steps;  // at least one; the last is the scaled frame's size
+  bool filterEqual;                // planes too that keep their size
+  PictureRect rect;                // what is wanted of the scaled frame
 
   PictureSize Out() const { return {rect.cx, rect.cy}; }
-  PictureSize SizeAfter(size_t step) const { return {steps[step].cx, steps[step].cy}; }
-  PictureSize SizeBefore(size_t step) const { return step == 0 ? in : SizeAfter(step - 1); }
-  bool PassesFrames() const { return !filterEqual && steps.size() == 1 && in == SizeAfter(0) && in == Out(); }
+  PictureSize SizeBefore(size_t step) const { return step == 0 ? in : steps[step - 1]; }
+  bool PassesFrames() const { return !filterEqual && steps.size() == 1 && in == steps[0] && in == Out(); }
 };
 
 // One step of one plane.

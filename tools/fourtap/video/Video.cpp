@@ -8,22 +8,20 @@
 #include <new>
 #include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "fourtap/Channel.h"
 #include "fourtap/Failure.h"
 #include "fourtap/OutputFile.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
 #include "fourtap/video/FrameScaler.h"
-#include "fourtap/video/Relay.h"
 #include "fourtap/video/VideoStream.h"
 
 namespace tool {
 
 namespace {
-
-// Frames under way while reading, scaling and writing overlap.
-constexpr int slotsAtOnce = 4;
 
 // The most that an ordinary user may ask for. Without it a frame takes dozens of calls and thread switches.
 constexpr int pipeBytes = 1 << 20;
@@ -78,12 +76,12 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::str
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
   PictureSize const scaled = ScaledSize(options, stream);
-  std::vector<StepSize> steps;
-  if (!options.oneStep) steps = StepsFor(cx, cy, scaled.cx, scaled.cy, stream.format->cxMultiple);
-  if (steps.empty()) steps.push_back({scaled.cx, scaled.cy});
+  std::vector<PictureSize> steps;
+  if (!options.oneStep) steps = StepsFor(stream.size, scaled, stream.format->cxMultiple);
+  if (steps.empty()) steps.push_back(scaled);
   PictureRect const rect =
       options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
-  return {*stream.format, stream.size, steps, options.oneStep, rect};
+  return {.format = *stream.format, .in = stream.size, .steps = steps, .filterEqual = options.oneStep, .rect = rect};
 }
 
 int Threads(Options const& options, FramePlan const& plan) {
@@ -91,82 +89,79 @@ int Threads(Options const& options, FramePlan const& plan) {
   return std::max(1, UsefulThreads(plan, wanted));
 }
 
-// A frame on its way. In both buffers there is room for its header before it, so that they are written at once.
-struct Slot {
-  FrameBuffer in, out;
+// A frame on its way. There is room for its header before it, so that they are written at once.
+struct Frame {
+  FrameBuffer buffer;
   std::string header;
+
+  Frame(FrameFormat const& format, PictureSize size)
+      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {}
+  unsigned char* Pixels() const { return buffer.get() + longestHeader; }
 };
 
-// The three stages of a video's frames, each for one frame in a slot.
+// What is done with each frame of a video.
 struct FrameLine {
   VideoStream const& stream;
   InputFile& input;
   OutputFile& output;
   FrameScaler scaler;
-  std::vector<Slot> slots;
   ProgressReport progress;
   int64_t framesRead = 0, framesWritten = 0;
 
-  bool Read(Slot& slot) {
+  Frame FrameIn() const { return {scaler.plan.format, scaler.plan.in}; }
+  Frame FrameOut() const { return {scaler.plan.format, scaler.plan.Out()}; }
+
+  // False when there is none any more.
+  bool Read(Frame& frame) {
     auto const size = static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.in));
-    auto header = ReadFrame(stream, input, framesRead + 1, slot.in.get() + longestHeader, size);
+    auto header = ReadFrame(stream, input, framesRead + 1, frame.Pixels(), size);
     if (!header) return false;
-    slot.header = *header;
+    frame.header = *header;
     ++framesRead;
     return true;
   }
-  void Scale(Slot& slot) {
-    if (!scaler.plan.PassesFrames()) scaler.Scale(slot.in.get() + longestHeader, slot.out.get() + longestHeader);
+  // Leaves anything in the frame that it takes.
+  void Scale(Frame& in, Frame& out) {
+    if (scaler.plan.PassesFrames()) return std::swap(in, out);
+    scaler.Scale(in.Pixels(), out.Pixels());
+    out.header = in.header;
   }
-  void Write(Slot& slot) {
-    unsigned char* const frame = (scaler.plan.PassesFrames() ? slot.in : slot.out).get() + longestHeader;
-    unsigned char* const first = std::copy_backward(slot.header.begin(), slot.header.end(), frame);
-    output.Write(first, slot.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
+  void Write(Frame const& frame) {
+    unsigned char* const first = std::copy_backward(frame.header.begin(), frame.header.end(), frame.Pixels());
+    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
     output.Flush();  // whoever reads it need not wait for more
     progress.Update(++framesWritten);
   }
 };
 
 void RunInTurn(FrameLine& line) {
-  Slot& slot = line.slots[0];
-  while (line.Read(slot)) {
-    line.Scale(slot);
-    line.Write(slot);
+  Frame in = line.FrameIn(), out = line.FrameOut();
+  while (line.Read(in)) {
+    line.Scale(in, out);
+    line.Write(out);
   }
 }
 
 void RunAtOnce(FrameLine& line) {
-  Relay relay(std::ssize(line.slots));
-  {
-    std::jthread reader, writer;
-    try {
-      reader = std::jthread([&] { relay.Run(reading, [&](size_t slot) { return line.Read(line.slots[slot]); }); });
-      writer = std::jthread([&] {
-        relay.Run(writing, [&](size_t slot) {
-          line.Write(line.slots[slot]);
-          return true;
-        });
-      });
-    } catch (std::system_error const&) {
-      relay.GiveUp();
-      throw;
+  Channel<Frame> toScale([&line] { return line.FrameIn(); });
+  Channel<Frame> toWrite([&line] { return line.FrameOut(); });
+  auto const read = [&] {
+    for (Frame* frame; (frame = toScale.AwaitEmpty()) && line.Read(*frame);) toScale.PassOn();
+  };
+  auto const scale = [&] {
+    for (Frame* in, *out; (in = toScale.AwaitFull()) && (out = toWrite.AwaitEmpty());) {
+      line.Scale(*in, *out);
+      toScale.GiveBack();
+      toWrite.PassOn();
     }
-    relay.Run(scaling, [&](size_t slot) {
-      line.Scale(line.slots[slot]);
-      return true;
-    });
-  }
-  relay.RethrowFailure();
-}
-
-std::vector<Slot> Slots(FramePlan const& plan, int count) {
-  std::vector<Slot> slots;
-  for (int i = 0; i < count; ++i) {
-    slots.push_back({MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.in)),
-                     MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(plan.format, plan.Out())),
-                     {}});
-  }
-  return slots;
+  };
+  auto const write = [&] {
+    while (Frame const* const frame = toWrite.AwaitFull()) {
+      line.Write(*frame);
+      toWrite.GiveBack();
+    }
+  };
+  RunStages(toScale, toWrite, read, scale, write);
 }
 
 // Does nothing where there is no pipe, or the system grants no more.
@@ -183,12 +178,11 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
 
 void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
                  InputFile& input, OutputFile& output) {
-  FrameLine line{stream,
-                 input,
-                 output,
-                 FrameScaler(plan, threads),
-                 Slots(plan, threads == 1 ? 1 : slotsAtOnce),
-                 ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
+  FrameLine line{.stream = stream,
+                 .input = input,
+                 .output = output,
+                 .scaler = FrameScaler(plan, threads),
+                 .progress = ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
   EnlargePipe(input.descriptor);
   EnlargePipe(output.descriptor);
   std::string const header = StreamHeader(stream, plan.Out());
@@ -204,27 +198,20 @@ std::string StreamText(VideoStream const& stream) {
   return std::string(stream.isY4M ? "Y4M " : "raw ") + stream.formatName;
 }
 
-std::string StepsText(FramePlan const& plan) {
-  std::string text = SizeText(plan.in);
-  for (size_t step = 0; step < plan.steps.size(); ++step) text += " -> " + SizeText(plan.SizeAfter(step));
-  return plan.PassesFrames() ? text + ", passed on unfiltered" : text;
-}
-
 }  // namespace
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
   VideoStream const stream = OpenVideo(options, input);
   FramePlan const plan = PlanFrames(options, stream, input.name);
   int const threads = Threads(options, plan);
-  Remark(options,
-         input.name + ": " + StreamText(stream) + ", " + StepsText(plan) + ", threads: " + std::to_string(threads));
+  Remark(options, input.name + ": " + StreamText(stream) + ", " + StepsText(plan.in, plan.steps, plan.PassesFrames()) +
+                      ", threads: " + std::to_string(threads));
   OutputFile output(outputName, options.force);
   try {
     ScaleFrames(options, stream, plan, threads, input, output);
   } catch (std::bad_alloc const&) {
-    throw Failure{badOutput, output.name + ": not enough memory for frames of " +
-                                 SizeText(plan.SizeAfter(plan.steps.size() - 1)) + " made from " + input.name +
-                                 " by threads: " + std::to_string(threads)};
+    throw Failure{badOutput, output.name + ": not enough memory for frames of " + SizeText(plan.steps.back()) +
+                                 " made from " + input.name + " by threads: " + std::to_string(threads)};
   } catch (std::system_error const& error) {
     throw Failure{badUsage, "--threads: " + std::to_string(threads) +
                                 " can't be started, expected fewer: " + error.code().message()};
@@ -237,7 +224,7 @@ void DescribeVideo(Options const& options, InputFile& input) {
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);
-  std::printf("steps: %s\n", StepsText(plan).c_str());
+  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.PassesFrames()).c_str());
   std::printf("threads: %d\n", threads);
   std::printf("contexts: %lld bytes\n", static_cast<long long>(ContextBytes(plan, threads)));
 }

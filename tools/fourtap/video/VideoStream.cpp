@@ -50,7 +50,7 @@ void CheckInterlacing(std::string const& name, std::string const& parameter) {
 FrameFormat const& CheckedY4MFormat(std::string const& name, std::string const& chroma) {
   if (FrameFormat const* const format = Y4MFormat(chroma)) return *format;
   std::string const fault = HasDeepSamples(chroma) ? ", more than 8 bits per sample" : "";
-  throw Failure{badInput, name + ": has frames of type \"" + chroma + "\"" + fault + "; expected " + y4mFormatNames};
+  throw Failure{badInput, name + ": has frames of type \"" + chroma + "\"" + fault + "; expected " + Y4MFormatNames()};
 }
 
 VideoStream OpenY4M(InputFile& input) {
@@ -73,7 +73,12 @@ VideoStream OpenY4M(InputFile& input) {
   if (!cx || !cy) {
     throw Failure{badInput, input.name + ": doesn't tell its frames' size, expected numbers after W and H"};
   }
-  return {true, &CheckedY4MFormat(input.name, chroma), chroma, {*cx, *cy}, words, std::ssize(*header)};
+  return {.isY4M = true,
+          .format = &CheckedY4MFormat(input.name, chroma),
+          .formatName = chroma,
+          .size = {*cx, *cy},
+          .parameters = words,
+          .headerBytes = std::ssize(*header)};
 }
 
 VideoStream OpenRaw(std::string const& raw) {
@@ -88,7 +93,7 @@ VideoStream OpenRaw(std::string const& raw) {
   auto const size = ParsePlainSize(std::string_view(raw).substr(colon + 1));
   if (!size) throw fail("a size such as 1920x1080 after the colon");
   if (size->cx % format->cxMultiple != 0) throw fail("an even width: two pixels of this layout share their chroma");
-  return {false, format, name, *size, {}};
+  return {.isY4M = false, .format = format, .formatName = name, .size = *size};
 }
 
 }  // namespace

@@ -21,8 +21,8 @@ struct VideoStream {
   FrameFormat const* format;
   std::string formatName;  // as it was given
   PictureSize size;
-  std::vector<std::string> parameters;  // of a Y4M stream, a letter and a value each
-  int64_t headerBytes = 0;              // before the first frame
+  std::vector<std::string> parameters{};  // of a Y4M stream, a letter and a value each
+  int64_t headerBytes = 0;                // before the first frame
 };
 
 // Reads up to the first frame. Throws a Failure for what is not handled.

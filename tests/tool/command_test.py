@@ -8,18 +8,20 @@ import resource
 import signal
 import stat
 import subprocess
+import threading
 import time
 import unittest
 
-from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, SANITIZED, ToolCase, bitmap, pnm
+from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, ToolCase, bitmap, pnm, unless_sanitized
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
+MANUAL = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
 
 # Files then bind root too.
 AS_ORDINARY_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
 
 
-class ToolTest(ToolCase):
+class CommandTest(ToolCase):
     def test_sizes(self):
         source = self.write("in.pgm", pnm(100, 40, 8))
         for size, expected in (("50x20", "50x20"), ("50x50", "50x20"), ("200x8", "20x8"), ("50x", "50x20"), ("x10",
@@ -60,7 +62,7 @@ class ToolTest(ToolCase):
                           ["in.bmp", "sub/in.bmp", "--size=5x5", "--out={name}.png"]):
             self.refuse(BAD_USAGE, ["expected"], *arguments)
         for name in "out", "out.gif", "out.":
-            self.refuse(BAD_USAGE, ["suffix", "PNM, PNG, JPEG or BMP"], "in.bmp", name, "--size=5x5")
+            self.refuse(BAD_USAGE, ["suffix", "JPEG"], "in.bmp", name, "--size=5x5")
 
     def test_bad_pictures_are_refused(self):
         whole = bitmap(9, 7, 24)
@@ -172,19 +174,46 @@ class ToolTest(ToolCase):
             self.assertEqual(done.returncode, BAD_OUTPUT)
             self.assertRegex(done.stderr, rb"\Afourtap: stdout: [^\n]*No space left[^\n]*\n\Z")
 
-    def test_sizes_beyond_file_or_memory_are_refused(self):
+    def test_sizes_beyond_the_format_are_refused(self):
         self.write("in.bmp", bitmap(9, 7, 24))
         for size in "100000x100000!", "1x2147483647!":
             self.refuse(BAD_OUTPUT, ["out.bmp", size[:-1], "4 GiB"], "in.bmp", "out.bmp", "--size", size)
         self.refuse(BAD_OUTPUT, ["out.jpg", "65500x65500"], "in.bmp", "out.jpg", "--size", "65501x1!")
         self.refuse(BAD_USAGE, ["2 GiB"], "in.bmp", "out.ppm", "--size", "2147483647x1!")
-        if SANITIZED:
-            return  # a sanitizer needs more memory than any limit leaves
+
+    @unless_sanitized
+    def test_sizes_beyond_memory_are_refused(self):
         def limit_memory():
             resource.setrlimit(resource.RLIMIT_AS, (2**28, 2**28))
+        self.write("in.bmp", bitmap(9, 7, 24))
         self.refuse(BAD_OUTPUT, ["not enough memory", "out.ppm", "in.bmp"], "in.bmp", "out.ppm", "--size",
-                    "40000000x1!",
-                    preexec_fn=limit_memory)
+                    "40000000x1!", preexec_fn=limit_memory)
+
+    def test_threads_that_cannot_be_started_are_refused(self):
+        self.write("in.ppm", pnm(9, 70, 24))
+        self.write("in.y4m", b"YUV4MPEG2 W64 H64 Cmono\n" + 9 * (b"FRAME\n" + bytes(4096)))
+        for name, needed, status, words, *more in (("in.ppm", 2, BAD_OUTPUT, ["out.ppm", "in.ppm", "two threads"]),
+                                                   ("in.y4m", 4, BAD_USAGE, ["--threads: 3"], "--threads", "3"),
+                                                   ("in.y4m", 0, BAD_USAGE, [], "--threads", "1")):
+            output = name.replace("in", "out")
+            for count in range(needed):
+                self.refuse(status, [*words, "can't be started, expected", "Resource temporarily unavailable"], name,
+                            output, "--size", "50%", *more,
+                            env=self.preloading("FEW_THREADS", THREADS_TO_START=str(count)))
+            self.scale(name, output, "--size", "50%", "--force", *more,
+                       env=self.preloading("FEW_THREADS", THREADS_TO_START=str(needed)))
+
+    def test_without_threads_nobody_waits_for_input(self):
+        environment = self.preloading("FEW_THREADS", THREADS_TO_START="1")
+        with subprocess.Popen([FOURTAP, "-", "out.ppm", "--size", "50%"], stdin=subprocess.PIPE,
+                              stderr=subprocess.PIPE, cwd=self.folder, env=environment) as tool:
+            watchdog = threading.Timer(60, tool.kill)
+            watchdog.start()
+            self.addCleanup(watchdog.cancel)
+            tool.stdin.write(pnm(100, 100, 24)[:20000])
+            tool.stdin.flush()
+            self.assertEqual(tool.wait(), BAD_OUTPUT)
+        self.assertEqual(list(self.folder.iterdir()), [])
 
     def test_result_takes_its_place_politely(self):
         self.write("in.bmp", bitmap(9, 7, 24))
@@ -254,35 +283,62 @@ class ToolTest(ToolCase):
         self.write("in.bmp", bitmap(40, 30, 32))
         expected = self.scale("in.bmp", "-", "--size", "25x50!")
         done = self.run_tool("in.bmp", "-", "--size", "25x50!",
-                             env={**os.environ, "LD_PRELOAD": os.environ["NO_ACCELERATION"]})
-        self.assertEqual((done.returncode, done.stderr, done.stdout), (0, "no acceleration\n", expected))
+                             env=self.preloading("NO_ACCELERATION"))
+        self.assertEqual((done.returncode, done.stderr), (0, "no acceleration\n"))
+        self.assertEqual(done.stdout, expected)
 
-    def test_self_test_gives_the_stated_digest_and_finds_a_fault(self):
-        done = self.run_tool("--selftest", text=None)
+    def test_self_test_gives_the_stated_digest(self):
+        done = self.run_tool("--selftest")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         digest = done.stdout.decode().splitlines()[-1]
         stated = re.findall(r"digest [0-9a-f]{16}", (SOURCE / "README.md").read_text(encoding="utf-8"))
         self.assertEqual(stated, [digest])
 
-        done = self.run_tool("--selftest", env={**os.environ, "LD_PRELOAD": os.environ["FAULTY_SCALER"]})
+    def test_self_test_finds_a_fault(self):
+        done = self.run_tool("--selftest", env=self.preloading("FAULTY_SCALER"))
         self.assertEqual(done.returncode, 1)
         self.assertRegex(done.stdout.decode(), r"(?m)^Plane +sse2 .*case 0")
         self.assertRegex(done.stdout.decode(), r"(?m)^Plane +mmx .*cases agree$")
         self.assertNotIn("digest", done.stdout.decode())
 
+    def complete(self, *words):
+        """What the shell offers for the last word."""
+        script = '. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _fourtap; echo "${COMPREPLY[@]}"'
+        command = ["bash", "-c", script, "bash", SOURCE / "tools/fourtap/completion.bash", FOURTAP, *words]
+        return subprocess.run(command, capture_output=True, text=True, check=True, timeout=60).stdout.split()
+
     def test_manual_and_completion_know_every_option(self):
         options = set(re.findall(r"--[a-z-]+", self.scale("--help").decode()))
         self.assertGreater(len(options), 15)
-        manual = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
-        self.assertEqual(set(re.findall(r"\*(--[a-z-]+)\*", manual)), options)
-        completion = SOURCE / "tools/fourtap/completion.bash"
+        self.assertEqual(set(re.findall(r"\*(--[a-z-]+)\*", MANUAL)), options)
+        self.assertCountEqual(self.complete("--"), options)
+        self.assertEqual(self.complete("in.png", "--alpha", "=", "p"), ["premultiplied"])
+        self.assertEqual(self.complete("in.png", "--progress", "json", "--qu"), ["--quality", "--quiet"])
+        for words in ["--size", "-"], ["--threads", ""], ["in"], ["--force", ""]:
+            self.assertEqual(self.complete(*words), [], words)
 
-        def complete(*words):
-            script = f'. {completion}; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _fourtap; echo "${{COMPREPLY[@]}}"'
-            return set(subprocess.run(["bash", "-c", script, "bash", "fourtap", *words], capture_output=True, text=True,
-                                      check=True, timeout=60).stdout.split())
-        self.assertEqual(complete("--"), options)
-        self.assertEqual(complete("in.png", "--alpha", "=", "p"), {"premultiplied"})
+    def test_manual_completion_and_corpus_know_every_format(self):
+        formats = re.search(r"--format (\S+)", self.scale("--help").decode())[1].split("|")
+        self.assertIn("PNG", formats)
+        described = re.search(r"Pictures are (.*?\n)\n", MANUAL, re.DOTALL)[1]
+        for name in formats:
+            self.assertIn(name, described)
+            for kind in "good", "bad":
+                self.assertTrue(list((SOURCE / "fuzz/files" / name).glob(kind + "-*")), (name, kind))
+        choices = [name.lower() for name in formats]
+        self.assertCountEqual(re.search(r"Format of the result: (.*)\.", MANUAL)[1].replace(" or ", ", ").split(", "),
+                              choices)
+        self.assertEqual(self.complete("--format", ""), choices)
+
+    def test_manual_and_completion_know_every_set(self):
+        refusal = self.run_tool("in", "out", "--size", "1x1", "--set", "none").stderr
+        sets = re.search(r"expected one of (.*)", refusal)[1].split(", ")
+        for text in MANUAL, self.scale("--help").decode():
+            named = re.search(r"Instruction set to use: (.*?)\.", text)[1]
+            self.assertEqual(named.replace(" or ", ", ").split(", "), sets)
+        available = re.search(r"\nsets: (.*)", self.scale("--info").decode())[1].split()
+        self.assertLessEqual(set(available), set(sets))
+        self.assertEqual(self.complete("--set", ""), available)
 
     def test_help_version_and_chart(self):
         for option, answer in ("--help", "--size"), ("--version", f"fourtap {os.environ['VERSION']}\n"):
