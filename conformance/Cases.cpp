@@ -161,21 +161,32 @@ struct Workplace {
   Case const& What() const { return trial.what; }
 };
 
-std::string CheckRect(Workplace const& at, Rect const& rect) {
+// What a scaler is handed of the source: all of it, or the part that it needs.
+enum class Handed { whole, part };
+
+std::string CheckRect(Workplace const& at, Rect const& rect, Handed handed) {
   Case const& what = at.What();
-  GuardedImage const source = MakeImage(what.layout, what.sizes.cxIn, what.sizes.cyIn, what.source);
+  Sizes const& sizes = what.sizes;
+  Rect given{0, 0, sizes.cxIn, sizes.cyIn};
+  if (handed == Handed::part) {
+    FourTapScaleSourceNeeded(static_cast<int>(what.layout), sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, rect.x,
+                             rect.y, rect.cx, rect.cy, given.x, given.y, given.cx, given.cy);
+  }
+  GuardedImage const source = MakeImage(what.layout, given.cx, given.cy, what.source);
   GuardedImage const output = MakeImage(what.layout, rect.cx, rect.cy, what.destination);
   bool const empty = rect.cx == 0 || rect.cy == 0;
-  source.CopyFrom(at.trial.picture.data());
+  source.CopyFrom(Crop(what.layout, at.trial.picture, sizes.cxIn, given).data());
   source.Allow(empty ? Access::none : Access::read);
   output.Fill(untouched);
   output.Allow(empty ? Access::none : Access::readWrite);
+  if (handed == Handed::part) FourTapScaleSourceOrigin(at.context, given.x, given.y);
   std::string error = CallError([&] {
     at.variant.frame(at.context, source.Top(), source.Stride(), output.Top(), output.Stride(), rect.x, rect.y, rect.cx,
                      rect.cy);
   });
+  FourTapScaleSourceOrigin(at.context, -1, -1);
   if (error.empty()) {
-    error = Difference(output, Crop(what.layout, at.trial.frame, what.sizes.cxOut, rect).data(), 0, rect.cy);
+    error = Difference(output, Crop(what.layout, at.trial.frame, sizes.cxOut, rect).data(), 0, rect.cy);
   }
   if (error.empty() && !output.GapsIntact()) error = "writes between or around the lines";
   return error;
@@ -272,10 +283,11 @@ std::string RunTrial(Variant const& variant, Trial const& trial) {
   std::pair<char const*, std::function<std::string()>> const steps[] = {
       {"whole frame: ",
        [&] {
-         return CheckRect(at, {0, 0, sizes.cxOut, sizes.cyOut});
+         return CheckRect(at, {0, 0, sizes.cxOut, sizes.cyOut}, Handed::whole);
        }},
       {"progressive frame, ", [&] { return CheckSlices(at, what.slices[0]); }},
-      {"rectangle: ", [&] { return CheckRect(at, what.rect); }},
+      {"rectangle: ", [&] { return CheckRect(at, what.rect, Handed::whole); }},
+      {"rectangle from a part: ", [&] { return CheckRect(at, what.rect, Handed::part); }},
       {"frame to be given up, ", [&] { return CheckSlices(at, givenUp); }},
       {"second progressive frame, ", [&] { return CheckSlices(at, second); }},
   };

@@ -68,10 +68,10 @@ struct Trial {
   Bytes frame;
 };
 
-// Runs a variant of the case's layout: the whole frame, a progressive frame, the rectangle, a progressive frame that is
-// given up, and another one, all in one context. Images lie between protected pages, can be touched as far as the call
-// may touch them, and are looked through afterwards. Returns what was wrong first, with all that is needed to do it
-// again, or an empty string.
+// Runs a variant of the case's layout: the whole frame, a progressive frame, the rectangle, the same from the part of
+// the source that it needs, a progressive frame that is given up, and another one, all in one context. Images lie
+// between protected pages, can be touched as far as the call may touch them, and are looked through afterwards. Returns
+// what was wrong first, with all that is needed to do it again, or an empty string.
 std::string RunTrial(Variant const& variant, Trial const& trial);
 
 }  // namespace conformance

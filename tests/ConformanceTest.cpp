@@ -95,6 +95,12 @@ struct Fault {
        Read(src + (cyIn - 1) * srcStride + cxIn);
      },
      nullptr},
+    {"rectangle from a part: reads where it must not",
+     [](FRAME_ARGUMENTS) {
+       SCALE_FRAME;
+       Read(src + (cyIn - 1) * srcStride + cxIn - 1);
+     },
+     nullptr},
     {"whole frame: leaves the MMX state in use",
      [](FRAME_ARGUMENTS) {
        SCALE_FRAME;

@@ -100,9 +100,7 @@ TEST_P(PixelLayout, ChannelsArePlanesAndTheRestIsZero) {
   }
 }
 
-std::string NameOf(testing::TestParamInfo<PixelScaler> const& info) {
-  return testing::PrintToString(info.param);
-}
+std::string NameOf(testing::TestParamInfo<PixelScaler> const& info) { return testing::PrintToString(info.param); }
 
 INSTANTIATE_TEST_SUITE_P(, PixelLayout, testing::ValuesIn(AllScalers()), NameOf);
 

@@ -57,7 +57,8 @@ FOURTAP_API int FourTapScaleVersion();
 struct _SCALE_CONTEXT;  // NOLINT(bugprone-reserved-identifier)
 
 // Scales a rectangle of the output, or the whole frame with (0, 0, cxOut, cyOut).
-//   src        source pixel (0, 0), whatever the rectangle; cyIn lines of cxIn pixels, not written
+//   src        source pixel (0, 0), whatever the rectangle; cyIn lines of cxIn pixels, not written (see
+//              FourTapScaleSourceOrigin for parts)
 //   srcStride  bytes from one source line to the next
 //   dst        where output pixel (xDest, yDest) goes; cyDest lines of cxDest pixels are written
 //   dstStride  bytes from one destination line to the next
@@ -147,6 +148,12 @@ FOURTAP_API _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int 
 // Releases a context; null is fine.
 FOURTAP_API void DoneScaleContext(_SCALE_CONTEXT*);
 
+// For hosts that hold only a part of the source: from now on whole-frame calls are handed `src` as the address of
+// source pixel (x, y) instead of (0, 0). Of the source they read what FourTapScaleSourceNeeded tells for their
+// rectangle, and nothing else has to be there; the bytes are the whole picture's. Packed layouts: x is even. A negative
+// number means the whole picture again, as at first. Progressive calls know no origin.
+FOURTAP_API void FourTapScaleSourceOrigin(_SCALE_CONTEXT*, int x, int y);
+
 // Starts a new progressive frame, whatever became of the one before. A new context needs no reset.
 FOURTAP_API void FourTapScaleProgressiveReset(_SCALE_CONTEXT*);
 
@@ -158,6 +165,12 @@ FOURTAP_API long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, in
 // many lines before it can be written: AVX2 and AVX-512 write it by that call; SSE2 and MMX when its block is full.
 FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
+
+// The rectangle of the source, in pixels and lines, that a rectangle of the output is made of, from the sizes alone.
+// All of it lies inside the source; packed layouts in whole pairs. Empty for an empty rectangle.
+//   layout  FourTapLayout
+FOURTAP_API void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cxOut, int cyOut, int xDest, int yDest,
+                                          int cxDest, int cyDest, int& xSrc, int& ySrc, int& cxSrc, int& cySrc);
 
 // A number of output lines that no progressive call with cySlice source lines exceeds, whatever the set and whatever
 // was handed in before; 0 for an empty slice. Room for so many lines at `dst` is enough.

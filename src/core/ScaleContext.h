@@ -32,7 +32,7 @@ struct _SCALE_CONTEXT {
   unsigned char* tempLines[fourtap::mostBlockLines];  // into tempBuf, 16-byte aligned: lines filtered vertically. Each
                                                       // has room for one pixel before it (a pair if packed), and for
                                                       // cxIn + 4 pixels from its start
-  short vertCoef[16][4];  // taps of each phase
+  short vertCoef[16][4];                              // taps of each phase
   short horzCoef[16][4];
   FourTapColumnOf8* colsIn_sse2;          // owned: a vector per byte of a line of cxIn + 6 pixels
   FourTapColumnOf8* colsOut_sse2;         // owned: a vector per byte of an output line
@@ -49,4 +49,6 @@ struct _SCALE_CONTEXT {
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
   unsigned char* wideLines[fourtap::wideBlockLines];
   fourtap::GatherPlan* gatherPlan;  // into gatherBuf
+  bool holdsPart;                   // frame calls are handed a part of the source only,
+  int xOrigin, yOrigin;             // which begins at this pixel
 };

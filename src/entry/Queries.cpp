@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "core/HorzRange.h"
 #include "core/SourceStepping.h"
 #include "variants/Variants.h"
 
@@ -12,6 +13,10 @@ namespace {
 #define LINES_AT_A_TIME(with, name, number, linesAtATime) linesAtATime,
 constexpr int mostLinesAtATime = std::max({FOURTAP_SETS(LINES_AT_A_TIME, )});
 #undef LINES_AT_A_TIME
+
+#define UNIT_OF(with, name, bitsPerPixel, unitPixels) unitPixels,
+constexpr int unitPixelsOf[] = {FOURTAP_LAYOUTS(UNIT_OF, )};
+#undef UNIT_OF
 
 }  // namespace
 
@@ -37,4 +42,20 @@ int FourTapScaleMostLinesWritten(int cyIn, int cyOut, int cySlice) {
   // their block.
   int64_t const brought = ((added + 2) * cyOut + cyIn - 1) / cyIn;
   return static_cast<int>(std::min<int64_t>(cyOut, brought + mostLinesAtATime - 1));
+}
+
+void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cxOut, int cyOut, int xDest, int yDest, int cxDest,
+                              int cyDest, int& xSrc, int& ySrc, int& cxSrc, int& cySrc) {
+  xSrc = ySrc = cxSrc = cySrc = 0;
+  if (cxDest <= 0 || cyDest <= 0) return;
+  int const unit = unitPixelsOf[layout];
+  fourtap::TapColumns columns{xDest, xDest + cxDest - 1};
+  if (cxIn != cxOut || cyIn == cyOut) {
+    columns = fourtap::TapColumnsOf(unit, fourtap::SourcePosition(cxIn, cxOut, columns.first),
+                                    fourtap::SourcePosition(cxIn, cxOut, columns.last));
+  }
+  xSrc = std::max(columns.first / unit * unit, 0);
+  cxSrc = std::min((columns.last / unit + 1) * unit, cxIn) - xSrc;
+  ySrc = FourTapScaleFirstLineNeeded(cyIn, cyOut, yDest);
+  cySrc = FourTapScaleLinesNeeded(cyIn, cyOut, yDest + cyDest - 1) - ySrc;
 }

@@ -140,6 +140,12 @@ void DoneScaleContext(_SCALE_CONTEXT* context) {
   std::free(context);
 }
 
+void FourTapScaleSourceOrigin(_SCALE_CONTEXT* context, int x, int y) {
+  context->holdsPart = x >= 0 && y >= 0;
+  context->xOrigin = context->holdsPart ? x : 0;
+  context->yOrigin = context->holdsPart ? y : 0;
+}
+
 void FourTapScaleProgressiveReset(_SCALE_CONTEXT* context) {
   context->cyInDone = 0;
   context->cyOutDone = 0;

@@ -51,8 +51,7 @@ struct PairLayout {
     int const firstLuma = HorzPosition(context.horzPositions[xDest]);
     int const lastLuma = HorzPosition(context.horzPositions[xDest + cxDest - 1]);
     int const firstChroma = HorzPosition(context.chromaPositions[xDest / 2]);
-    int const first = (firstLuma & ~1) - 2;
-    int const last = (lastLuma | 1) + 4;
+    auto const [first, last] = TapColumnsOf(2, firstLuma, lastLuma);
     int const firstCol = std::max(first, 0);
     int const lastCol = std::min(last, context.cxIn - 1);
     return {.xDest = xDest,

@@ -30,8 +30,8 @@ struct PixelLayout {
   static void RequireFits(char const*, _SCALE_CONTEXT const&, HorzRange const&) {}
 
   static HorzRange Needed(_SCALE_CONTEXT const& context, int xDest, int cxDest) {
-    int const first = HorzPosition(context.horzPositions[xDest]) - 1;
-    int const last = HorzPosition(context.horzPositions[xDest + cxDest - 1]) + 2;
+    auto const [first, last] = TapColumnsOf(1, HorzPosition(context.horzPositions[xDest]),
+                                            HorzPosition(context.horzPositions[xDest + cxDest - 1]));
     int const firstCol = std::max(first, 0);
     int const lastCol = std::min(last, context.cxIn - 1);
     return {.xDest = xDest,

@@ -35,14 +35,15 @@ unsigned char** LinesBetween(Scaler const& scaler, _SCALE_CONTEXT& context) {
 
 }  // namespace
 
-HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int xDest, int cxDest) {
-  if (context.cxIn != context.cxOut || context.cyIn == context.cyOut) {
-    return scaler.neededRange(context, xDest, cxDest);
-  }
-  return {.xDest = xDest,
-          .cxDest = cxDest,
-          .firstByte = xDest * scaler.bytesPerPixel,
-          .count = cxDest * scaler.bytesPerPixel};
+HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int xDest, int cxDest, int xOrigin) {
+  bool const horizontally = context.cxIn != context.cxOut || context.cyIn == context.cyOut;
+  HorzRange range = horizontally ? scaler.neededRange(context, xDest, cxDest)
+                                 : HorzRange{.xDest = xDest,
+                                             .cxDest = cxDest,
+                                             .firstByte = xDest * scaler.bytesPerPixel,
+                                             .count = cxDest * scaler.bytesPerPixel};
+  range.srcByte = range.firstByte - xOrigin * scaler.bytesPerPixel;
+  return range;
 }
 
 int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, int yDest, int cyDest,
@@ -59,20 +60,20 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
     taps.lines = context.srcLines + firstTap;
     taps.coefs = context.vertCoef[Phase(at)];
     if (!horizontally) {
-      scaler.filterVertically(&taps, 1, range.firstByte, range.count, &block.dst);
+      scaler.filterVertically(&taps, 1, range.srcByte, range.count, &block.dst);
       LineWritten(block, 1);
       continue;
     }
     if (++block.pending == scaler.passes[0].lineCount) {
       bool const fetches = worthFetching && firstTap + 4 < entryCount;
-      FlushLines(scaler, context, range, block, fetches ? taps.lines[4] + range.firstByte : nullptr);
+      FlushLines(scaler, context, range, block, fetches ? taps.lines[4] + range.srcByte : nullptr);
     }
   }
   return done;
 }
 
 void FilterPending(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
-  scaler.filterVertically(block.taps + block.filtered, block.pending - block.filtered, range.firstByte, range.count,
+  scaler.filterVertically(block.taps + block.filtered, block.pending - block.filtered, range.srcByte, range.count,
                           LinesBetween(scaler, context) + block.filtered);
   block.filtered = block.pending;
 }
@@ -98,7 +99,7 @@ void ScaleSourceLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange c
   for (int y = 0; y < cyDest; y += blockLines, dst += ptrdiff_t{blockLines} * dstStride) {
     unsigned char const* lines[mostBlockLines];
     int const lineCount = std::min(blockLines, cyDest - y);
-    for (int k = 0; k < lineCount; ++k) lines[k] = src + ptrdiff_t{y + k} * srcStride + range.firstByte;
+    for (int k = 0; k < lineCount; ++k) lines[k] = src + ptrdiff_t{y + k} * srcStride + range.srcByte;
     int const done = ScaleByWidestPass(scaler, context, lines, lineCount, range, nullptr, dst, dstStride);
     if (done < lineCount) {
       scaler.scaleSrcLines(context, lines + done, lineCount - done, range, dst + ptrdiff_t{done} * dstStride,

@@ -28,7 +28,8 @@ inline LineBlock StartBlock(unsigned char* dst, int dstStride, int pending) {
 }
 
 // The columns of a call as the vertical pass sees them too: with equal widths there is no horizontal pass.
-HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest);
+//   xOrigin  the source column at which lines begin as they are handed in
+HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest, int xOrigin = 0);
 
 // Filters output lines from yDest on, at most cyDest, as long as their tap lines are in the context's table: it has
 // entryCount entries, the first of which is input line firstLine. Returns how many.
