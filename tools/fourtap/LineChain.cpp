@@ -6,7 +6,9 @@
 #include <cstring>
 #include <utility>
 
+#include "conformance/OwnedContext.h"
 #include "fourtap/Failure.h"
+#include "fourtap/Scalers.h"
 
 namespace tool {
 
@@ -17,9 +19,8 @@ int const mostLinesPerBand = 16;
 int const bandBytes = 1 << 20;
 int LinesPerBand(int lineBytes) { return std::clamp(bandBytes / lineBytes, 1, mostLinesPerBand); }
 
-// The most that a progressive scaler writes beyond the number of lines that it is handed: a block less one that it held
-// back, and those that wait for the picture's end.
-int const linesHeldBack = 16;
+// Source lines that an output line is made of.
+int const tapLines = 4;
 
 bool IsWhole(PictureRect const& rect, PictureSize size) { return rect.cx == size.cx && rect.cy == size.cy; }
 
@@ -27,15 +28,8 @@ PixelKind WithoutAlpha(PixelKind kind) {
   return kind == PixelKind::grayAlpha ? PixelKind::gray : kind == PixelKind::rgba ? PixelKind::rgb : kind;
 }
 
-struct LayoutScaler {
-  FourTapFrameScaler* frame;
-  FourTapSliceScaler* slice;
-};
-
-LayoutScaler ScalerFor(int bytesPerPixel) {
-  if (bytesPerPixel == 1) return {FourTapScalePlane, FourTapScaleProgressivePlane};
-  if (bytesPerPixel == 3) return {FourTapScaleRGB24, FourTapScaleProgressiveRGB24};
-  return {FourTapScaleRGB32, FourTapScaleProgressiveRGB32};
+FourTapLayout LayoutOf(int bytesPerPixel) {
+  return bytesPerPixel == 1 ? FourTapLayoutPlane : bytesPerPixel == 3 ? FourTapLayoutRGB24 : FourTapLayoutRGB32;
 }
 
 // Colours times alpha, rounded to nearest.
@@ -82,10 +76,10 @@ void PutTogether(unsigned char const* colours, unsigned char const* alpha, size_
 struct ChainStep {
   struct Plane {
     int bytesPerPixel;
-    LayoutScaler scaler;
-    OwnedContext context;
+    conformance::Variant const& scaler;
+    conformance::OwnedContext context;
     int strideIn, strideOut;
-    std::unique_ptr<unsigned char[]> window;  // source lines at hand, of full width
+    std::unique_ptr<unsigned char[]> window;  // source lines at hand, as far as they are needed
     std::unique_ptr<unsigned char[]> made;    // output lines, for the next step
   };
 
@@ -106,19 +100,20 @@ struct ChainStep {
         neededIn(plan.needed[step]),
         neededOut(plan.needed[step + 1]),
         byBands(out.cy > in.cy || !IsWhole(neededOut, out)),
-        linesAtOnce(byBands ? LinesPerBand(neededOut.cx * plan.Planes().front()) : linesPerPush + linesHeldBack),
+        linesAtOnce(byBands ? LinesPerBand(neededOut.cx * plan.Planes().front())
+                            : FourTapScaleMostLinesWritten(in.cy, out.cy, linesPerPush)),
         window{neededIn.y, neededIn.y},
         yOut(neededOut.y) {
     for (int const bytesPerPixel : plan.Planes()) {
-      OwnedContext context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * bytesPerPixel));
+      conformance::OwnedContext context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * bytesPerPixel));
       if (!context) throw std::bad_alloc();
-      int const strideIn = in.cx * bytesPerPixel, strideOut = neededOut.cx * bytesPerPixel;
+      int const strideIn = neededIn.cx * bytesPerPixel, strideOut = neededOut.cx * bytesPerPixel;
       planes.push_back({.bytesPerPixel = bytesPerPixel,
-                        .scaler = ScalerFor(bytesPerPixel),
+                        .scaler = ScalersOf(LayoutOf(bytesPerPixel)),
                         .context = std::move(context),
                         .strideIn = strideIn,
                         .strideOut = strideOut,
-                        .window = byBands ? Bytes(LinesBytes(linesPerPush + 4, strideIn)) : nullptr,
+                        .window = byBands ? Bytes(LinesBytes(tapLines - 1 + linesPerPush, strideIn)) : nullptr,
                         .made = Bytes(LinesBytes(linesAtOnce, strideOut))});
     }
   }
@@ -153,10 +148,9 @@ struct ChainStep {
       }
       if (made.count == 0) return;
       for (Plane& plane : planes) {
-        // The frame scaler is told where the picture's first line would be; it reads those in the window.
-        unsigned char const* const src = plane.window.get() - ptrdiff_t{window.first} * plane.strideIn;
-        plane.scaler.frame(plane.context.get(), src, plane.strideIn, plane.made.get(), plane.strideOut, neededOut.x,
-                           yOut, neededOut.cx, made.count);
+        FourTapScaleSourceOrigin(plane.context.get(), neededIn.x, window.first);
+        plane.scaler.frame(plane.context.get(), plane.window.get(), plane.strideIn, plane.made.get(), plane.strideOut,
+                           neededOut.x, yOut, neededOut.cx, made.count);
       }
       yOut += made.count;
       next(made);
@@ -167,15 +161,15 @@ struct ChainStep {
   void MoveWindow(PlaneLines const& lines) {
     int const yEnd = neededOut.y + neededOut.cy;
     int const first =
-        yOut == yEnd ? window.end : std::clamp(FirstNeeded(in.cy, out.cy, yOut), window.first, window.end);
+        yOut == yEnd ? window.end : std::min(FourTapScaleFirstLineNeeded(in.cy, out.cy, yOut), window.end);
     for (size_t i = 0; i < planes.size(); ++i) {
       Plane const& plane = planes[i];
       size_t const kept = LinesBytes(window.end - first, plane.strideIn);
       std::memmove(plane.window.get(), plane.window.get() + LinesBytes(first - window.first, plane.strideIn), kept);
-      unsigned char* dst = plane.window.get() + kept + LinesBytes(neededIn.x, plane.bytesPerPixel);
-      unsigned char const* src = lines.planes[i];
-      for (int line = 0; line < lines.count; ++line, dst += plane.strideIn, src += lines.strides[i]) {
-        std::memcpy(dst, src, LinesBytes(neededIn.cx, plane.bytesPerPixel));
+      unsigned char* const dst = plane.window.get() + kept;
+      for (int line = 0; line < lines.count; ++line) {
+        std::memcpy(dst + LinesBytes(line, plane.strideIn), lines.planes[i] + ptrdiff_t{line} * lines.strides[i],
+                    LinesBytes(1, plane.strideIn));
       }
     }
     window = {first, window.end + lines.count};
@@ -245,8 +239,8 @@ ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind) {
   for (size_t step = plan.steps.size(); step-- > 0;) {
     bool const whole = IsWhole(plan.needed[step + 1], plan.SizeAt(step + 1));
     PictureSize const from = plan.SizeAt(step);
-    plan.needed[step] =
-        whole ? PictureRect{0, 0, from.cx, from.cy} : NeededRect(from, plan.SizeAt(step + 1), plan.needed[step + 1]);
+    plan.needed[step] = whole ? PictureRect{0, 0, from.cx, from.cy}
+                              : NeededRect(FourTapLayoutPlane, from, plan.SizeAt(step + 1), plan.needed[step + 1]);
   }
   return plan;
 }

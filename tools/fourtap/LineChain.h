@@ -9,7 +9,6 @@
 
 #include "fourtap/Options.h"
 #include "fourtap/Picture.h"
-#include "fourtap/Scalers.h"
 #include "fourtap/Steps.h"
 
 namespace tool {

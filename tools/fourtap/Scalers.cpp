@@ -6,56 +6,49 @@ namespace tool {
 
 namespace {
 
-struct NamedSet {
-  int set;  // FourTapSet
-  char const* name;
-};
-NamedSet const sets[] = {
-    {FourTapSetNone, "mmx"}, {FourTapSetSSE2, "sse2"}, {FourTapSetAVX2, "avx2"}, {FourTapSetAVX512, "avx512"}};
+conformance::Set const* inUse;
 
-// The library never chooses these itself.
-void InstallMmx() {
-  FourTapScalePlane = FourTapScalePlane_mmx;
-  FourTapScaleRGB24 = FourTapScaleRGB24_mmx;
-  FourTapScaleRGB32 = FourTapScaleRGB32_mmx;
-  FourTapScaleYXYX = FourTapScaleYXYX_mmx;
-  FourTapScaleXYXY = FourTapScaleXYXY_mmx;
-  FourTapScaleProgressivePlane = FourTapScalePlaneProgressive_mmx;
-  FourTapScaleProgressiveRGB24 = FourTapScaleRGB24Progressive_mmx;
-  FourTapScaleProgressiveRGB32 = FourTapScaleRGB32Progressive_mmx;
-  FourTapScaleProgressiveYXYX = FourTapScaleYXYXProgressive_mmx;
-  FourTapScaleProgressiveXYXY = FourTapScaleXYXYProgressive_mmx;
+bool IsAvailable(conformance::Set const& set) {
+  return set.number == FourTapSetNone || FourTapSetFor(set.number) == set.number;
+}
+
+// Among those that the library never chooses itself is one that every processor has.
+conformance::Set const& SetNumbered(int number) {
+  for (conformance::Set const& set : conformance::Sets()) {
+    if (set.number == number) return set;
+  }
+  return conformance::Sets().front();
+}
+
+conformance::Set const& SetNamed(std::string const& name) {
+  std::string known;
+  for (conformance::Set const& set : conformance::Sets()) {
+    if (name == set.name) return set;
+    known += (known.empty() ? "" : ", ") + std::string(set.name);
+  }
+  throw Failure{badUsage, "--set: \"" + name + "\" given, expected one of " + known};
 }
 
 }  // namespace
 
-std::string InstallScalers(std::string const& nameOfSet) {
-  NamedSet const* wanted = nullptr;
-  std::string known;
-  for (NamedSet const& one : sets) {
-    if (nameOfSet == one.name) wanted = &one;
-    known += (known.empty() ? "" : ", ") + std::string(one.name);
+std::string ChooseSet(std::string const& name) {
+  inUse = name.empty() ? &SetNumbered(FourTapSetFor(FourTapSetWidest)) : &SetNamed(name);
+  if (!name.empty() && !IsAvailable(*inUse)) {
+    throw Failure{badUsage, "--set: this processor has no " + name + ", expected one of those that --info names"};
   }
-  if (!wanted && !nameOfSet.empty()) {
-    throw Failure{badUsage, "--set: \"" + nameOfSet + "\" given, expected one of " + known};
-  }
-  int const chosen = InitFourTapScaleBest(wanted ? wanted->set : FourTapSetAVX512);
-  if (wanted && chosen != wanted->set) {
-    throw Failure{badUsage, "--set: this processor has no " + nameOfSet + ", expected one of those that --info names"};
-  }
-  if (chosen == FourTapSetNone) InstallMmx();
-  for (NamedSet const& one : sets) {
-    if (one.set == chosen) return one.name;
-  }
-  return "unknown";
+  return inUse->name;
 }
 
 std::vector<std::string> AvailableSets() {
   std::vector<std::string> names;
-  for (NamedSet const& one : sets) {
-    if (InitFourTapScaleBest(one.set) == one.set) names.push_back(one.name);
+  for (conformance::Set const& set : conformance::Sets()) {
+    if (IsAvailable(set)) names.push_back(set.name);
   }
   return names;
+}
+
+conformance::Variant const& ScalersOf(FourTapLayout layout) {
+  return conformance::VariantOf(static_cast<conformance::Layout>(layout), *inUse);
 }
 
 }  // namespace tool

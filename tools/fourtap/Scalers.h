@@ -1,24 +1,21 @@
 // Which of the library's scalers the tool uses.
 #pragma once
 
-#include <fourtapscale/FourTapScale.h>
-
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "conformance/Variants.h"
+
 namespace tool {
 
-// Sets all pointers of FourTapScale.h and returns the name of the set in use: the widest that the processor has, or the
+// Chooses the set that all scalers are of from now on, and returns its name: the widest that the processor has, or the
 // one named. Throws a Failure when that is none, or can't be had.
-std::string InstallScalers(std::string const& nameOfSet);
+std::string ChooseSet(std::string const& name);
 
-// Names of the sets that the processor has, narrowest first. Leaves other pointers behind than it found.
+// Names of the sets that the processor has, narrowest first.
 std::vector<std::string> AvailableSets();
 
-struct ReleaseContext {
-  void operator()(_SCALE_CONTEXT* context) const { DoneScaleContext(context); }
-};
-using OwnedContext = std::unique_ptr<_SCALE_CONTEXT, ReleaseContext>;
+// Of the set chosen.
+conformance::Variant const& ScalersOf(FourTapLayout layout);
 
 }  // namespace tool

@@ -1,6 +1,8 @@
 // The way from one size to another in steps of at most 2:1, beyond which four taps alias; and what each needs.
 #pragma once
 
+#include <fourtapscale/FourTapScale.h>
+
 #include <string>
 #include <vector>
 
@@ -21,11 +23,7 @@ struct SampleRange {
   int first, end;
 };
 
-// The first one of the source that a scaled sample is made of, or one a little before it.
-int FirstNeeded(int nIn, int nOut, int sample);
-
-// The part of the source that a part of the scaled picture is made of, or a little more. Columns may come in units of
-// `cxMultiple`, which have samples of their own besides those of their columns.
-PictureRect NeededRect(PictureSize in, PictureSize out, PictureRect const& rect, int cxMultiple = 1);
+// The part of the source that a part of the scaled picture is made of.
+PictureRect NeededRect(FourTapLayout layout, PictureSize in, PictureSize out, PictureRect const& rect);
 
 }  // namespace tool

@@ -63,7 +63,7 @@ int ScaleFiles(Options const& options) {
 void PrintInfo(Options const& options) {
   std::printf("processor: %s\nsets:", tool::ProcessorName().c_str());
   for (std::string const& set : tool::AvailableSets()) std::printf(" %s", set.c_str());
-  std::printf("\nin use: %s\n", tool::InstallScalers(options.set).c_str());
+  std::printf("\nin use: %s\n", tool::ChooseSet(options.set).c_str());
   if (options.inputs.empty() && options.raw.empty()) return;
   tool::InputFile input(options.inputs.empty() ? "-" : options.inputs.front());
   (IsVideo(options, input) ? tool::DescribeVideo : tool::DescribePicture)(options, input);
@@ -75,7 +75,7 @@ int Run(Options const& options) {
     PrintInfo(options);
     return tool::succeeded;
   }
-  tool::InstallScalers(options.set);
+  tool::ChooseSet(options.set);
   return ScaleFiles(options);
 }
 

@@ -9,15 +9,15 @@ namespace tool {
 
 namespace {
 
-FrameFormat const mono{.scale = &FourTapScalePlane, .bytesPerPixel = 1};
-FrameFormat const rgb24{.scale = &FourTapScaleRGB24, .bytesPerPixel = 3};
-FrameFormat const rgb32{.scale = &FourTapScaleRGB32, .bytesPerPixel = 4};
-FrameFormat const rgb32ChannelsLast{.scale = &FourTapScaleRGB32, .bytesPerPixel = 4, .firstChannel = 1};
-FrameFormat const xyxy{.scale = &FourTapScaleXYXY, .bytesPerPixel = 2, .cxMultiple = 2};
-FrameFormat const yxyx{.scale = &FourTapScaleYXYX, .bytesPerPixel = 2, .cxMultiple = 2};
+FrameFormat const mono{.layout = FourTapLayoutPlane, .bytesPerPixel = 1};
+FrameFormat const rgb24{.layout = FourTapLayoutRGB24, .bytesPerPixel = 3};
+FrameFormat const rgb32{.layout = FourTapLayoutRGB32, .bytesPerPixel = 4};
+FrameFormat const rgb32ChannelsLast{.layout = FourTapLayoutRGB32, .bytesPerPixel = 4, .firstChannel = 1};
+FrameFormat const xyxy{.layout = FourTapLayoutXYXY, .bytesPerPixel = 2, .cxMultiple = 2};
+FrameFormat const yxyx{.layout = FourTapLayoutYXYX, .bytesPerPixel = 2, .cxMultiple = 2};
 
 constexpr FrameFormat Planar(int cxPerChroma, int cyPerChroma) {
-  return {.scale = &FourTapScalePlane,
+  return {.layout = FourTapLayoutPlane,
           .bytesPerPixel = 1,
           .planes = 3,
           .cxPerChroma = cxPerChroma,

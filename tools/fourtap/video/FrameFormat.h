@@ -14,7 +14,7 @@ namespace tool {
 // Planes one after the other, lines without padding. A frame of several planes has one byte a pixel in the first, and
 // smaller ones for chroma.
 struct FrameFormat {
-  FourTapFrameScaler** scale;  // of each plane
+  FourTapLayout layout;  // of each plane
   int bytesPerPixel;
   int cxMultiple = 1;    // pixels that can't be parted from each other
   int firstChannel = 0;  // bytes of a pixel before its channels

@@ -6,12 +6,11 @@
 #include <cstring>
 #include <new>
 
+#include "fourtap/Scalers.h"
+
 namespace tool {
 
 namespace {
-
-// Bands begin at multiples of the lines that a scaler takes at once.
-constexpr int blockLines = 8;
 
 constexpr int largePage = 1 << 21;
 constexpr size_t slackBytes = 1;
@@ -41,7 +40,7 @@ void PlanPlane(FramePlan const& plan, int plane, std::vector<std::vector<PlaneSt
     step.dstOffset = PlaneOffset(format, plane, last ? plan.Out() : plan.steps[i]);
     if (!last) step.dstOffset += int64_t{rect.y} * step.dstStride + int64_t{rect.x} * format.bytesPerPixel;
     steps[i].push_back(step);
-    rect = NeededRect(step.source, step.scaled, rect, format.cxMultiple);
+    rect = NeededRect(format.layout, step.source, step.scaled, rect);
   }
 }
 
@@ -60,12 +59,17 @@ void CopyLines(PlaneStep const& step, int bytesPerPixel, unsigned char const* sr
   }
 }
 
+// Bands begin at multiples of the lines that the scalers take at once.
+int BlockLines(FramePlan const& plan) { return ScalersOf(plan.format.layout).set->blockLines; }
+
 // A thread's share of the scaler's current step.
 void ScaleBand(FrameScaler const& scaler, int64_t thread) {
   FrameFormat const& format = scaler.plan.format;
   auto const threads = static_cast<int64_t>(scaler.contexts.size());
   auto const& contexts = scaler.contexts[static_cast<size_t>(thread)];
   std::vector<PlaneStep> const& planes = scaler.steps[scaler.step];
+  FourTapFrameScaler* const scale = ScalersOf(format.layout).frame;
+  int const blockLines = BlockLines(scaler.plan);
   for (size_t plane = 0; plane < planes.size(); ++plane) {
     PlaneStep const& step = planes[plane];
     auto const bandStart = [&](int64_t i) {
@@ -78,9 +82,9 @@ void ScaleBand(FrameScaler const& scaler, int64_t thread) {
     if (step.copied) {
       CopyLines(step, format.bytesPerPixel, src, dst, lines);
     } else {
-      (*format.scale)(contexts[scaler.step * planes.size() + plane].get(), src + format.firstChannel, step.srcStride,
-                      dst + format.firstChannel + int64_t{lines.first} * step.dstStride, step.dstStride, step.rect.x,
-                      step.rect.y + lines.first, step.rect.cx, lines.end - lines.first);
+      scale(contexts[scaler.step * planes.size() + plane].get(), src + format.firstChannel, step.srcStride,
+            dst + format.firstChannel + int64_t{lines.first} * step.dstStride, step.dstStride, step.rect.x,
+            step.rect.y + lines.first, step.rect.cx, lines.end - lines.first);
     }
   }
 }
@@ -153,6 +157,7 @@ void FrameScaler::Scale(unsigned char const* in, unsigned char* out) {
 }
 
 int UsefulThreads(FramePlan const& plan, int wanted) {
+  int const blockLines = BlockLines(plan);
   return std::min(wanted, (plan.rect.cy + blockLines - 1) / blockLines);
 }
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
+#include "conformance/OwnedContext.h"
 #include "crew/Crew.h"
-#include "fourtap/Scalers.h"
 #include "fourtap/SizeGrammar.h"
 #include "fourtap/Steps.h"
 #include "fourtap/video/FrameFormat.h"
@@ -37,7 +37,7 @@ struct PlaneStep {
   int srcStride, dstStride;
 };
 
-using FrameContexts = std::vector<OwnedContext>;
+using FrameContexts = std::vector<conformance::OwnedContext>;
 
 struct ReleaseBytes {
   void operator()(unsigned char* bytes) const { std::free(bytes); }
