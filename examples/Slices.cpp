@@ -18,7 +18,8 @@ int main() {
   if (!scaleSlice || !context) return 1;
 
   // Room for what one slice gives at the most; a host would pass it on, this one collects it.
-  std::vector<unsigned char> lines(strideOut * FourTapScaleMostLinesWritten(cyIn, cyOut, cySlice));
+  int const room = FourTapScaleMostLinesWritten(cyIn, cyOut, cySlice);
+  std::vector<unsigned char> lines(static_cast<std::size_t>(room * strideOut));
   FourTapScaleProgressiveReset(context);
   for (int y = 0; y < cyIn; y += cySlice) {
     int written;
