@@ -5,6 +5,7 @@
 
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
+#include "fourtap/Scalers.h"
 
 namespace tool {
 
@@ -131,7 +132,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
       ->type_name("LAYOUT:WxH");
   AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
                   "Threads that scale video; one per processor is the default. The result is the same");
-  app.add_option("--set", options.set, "Instruction set to use: mmx, sse2, avx2 or avx512. The result is the same")
+  app.add_option("--set", options.set,
+                 "Instruction set to use: " + Alternatives(SetNames()) + ". The result is the same")
       ->type_name("NAME");
   app.add_flag("--force", options.force, "Overwrite files that are there");
   AddNamedOption<Progress>(app, "--progress", options.progress, {{"text", Progress::text}, {"json", Progress::json}},

@@ -21,12 +21,10 @@ conformance::Set const& SetNumbered(int number) {
 }
 
 conformance::Set const& SetNamed(std::string const& name) {
-  std::string known;
   for (conformance::Set const& set : conformance::Sets()) {
     if (name == set.name) return set;
-    known += (known.empty() ? "" : ", ") + std::string(set.name);
   }
-  throw Failure{badUsage, "--set: \"" + name + "\" given, expected one of " + known};
+  throw Failure{badUsage, "--set: \"" + name + "\" given, expected " + Alternatives(SetNames())};
 }
 
 }  // namespace
@@ -37,6 +35,12 @@ std::string ChooseSet(std::string const& name) {
     throw Failure{badUsage, "--set: this processor has no " + name + ", expected one of those that --info names"};
   }
   return inUse->name;
+}
+
+std::vector<std::string_view> SetNames() {
+  std::vector<std::string_view> names;
+  for (conformance::Set const& set : conformance::Sets()) names.push_back(set.name);
+  return names;
 }
 
 std::vector<std::string> AvailableSets() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "conformance/Variants.h"
@@ -12,7 +13,10 @@ namespace tool {
 // one named. Throws a Failure when that is none, or can't be had.
 std::string ChooseSet(std::string const& name);
 
-// Names of the sets that the processor has, narrowest first.
+// Names of all sets, narrowest first.
+std::vector<std::string_view> SetNames();
+
+// Those that the processor has.
 std::vector<std::string> AvailableSets();
 
 // Of the set chosen.
