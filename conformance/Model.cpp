@@ -71,6 +71,10 @@ std::vector<Component> ComponentsOf(Layout layout) {
       return {{0, 4, 2}, {1, 2, 1}, {2, 4, 2}};
     case Layout::YXYX:
       return {{0, 2, 1}, {1, 4, 2}, {3, 4, 2}};
+    case Layout::UV16:
+      return {{0, 2, 1}, {1, 2, 1}};
+    case Layout::RGBA32:
+      return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}, {3, 4, 1}};
   }
   return {};
 }

@@ -59,9 +59,9 @@ TEST(Dispatch, NumbersStayWhatTheyArePublishedAs) {
   EXPECT_EQ(std::vector<int>({FourTapSetNone, FourTapSetSSE2, FourTapSetAVX2, FourTapSetAVX512}),
             std::vector<int>({0, 1, 2, 3}));
   EXPECT_EQ(FourTapSetWidest, std::numeric_limits<int>::max());
-  EXPECT_EQ(std::vector<int>(
-                {FourTapLayoutPlane, FourTapLayoutRGB24, FourTapLayoutRGB32, FourTapLayoutXYXY, FourTapLayoutYXYX}),
-            std::vector<int>({0, 1, 2, 3, 4}));
+  EXPECT_EQ(std::vector<int>({FourTapLayoutPlane, FourTapLayoutRGB24, FourTapLayoutRGB32, FourTapLayoutXYXY,
+                              FourTapLayoutYXYX, FourTapLayoutUV16, FourTapLayoutRGBA32}),
+            std::vector<int>({0, 1, 2, 3, 4, 5, 6}));
 }
 
 TEST(Dispatch, FindsAndInstallsAllScalersOfASetOrNone) {

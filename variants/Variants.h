@@ -10,7 +10,9 @@
   LAYOUT(with, RGB24, 24, 1)          \
   LAYOUT(with, RGB32, 32, 1)          \
   LAYOUT(with, XYXY, 16, 2)           \
-  LAYOUT(with, YXYX, 16, 2)
+  LAYOUT(with, YXYX, 16, 2)           \
+  LAYOUT(with, UV16, 16, 1)           \
+  LAYOUT(with, RGBA32, 32, 1)
 
 // SET(with, name, FourTapSet, lines that a progressive scaler writes at a time while both sizes change), narrowest
 // first. A set that is FourTapSetNone is never chosen, and runs wherever it is asked for by name.

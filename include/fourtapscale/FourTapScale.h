@@ -13,15 +13,19 @@
 //      order; or FourTapScaleProgressiveReset, then progressive calls until all lines are handed in.
 //   4. DoneScaleContext(...).
 //
-// Pixels: FourTapScale knows five layouts. Sizes and positions (cx, cy, x, y) count pixels and lines, strides count
+// Pixels: FourTapScale knows seven layouts. Sizes and positions (cx, cy, x, y) count pixels and lines, strides count
 // bytes.
 //   Plane   1 byte                                                        bitsPerPixel  8
 //   RGB24   3 bytes, three channels in any order                          bitsPerPixel 24
 //   RGB32   4 bytes, three channels in any order and a fourth byte        bitsPerPixel 32
 //   XYXY    4 bytes a pair: chroma, luma, other chroma, luma              bitsPerPixel 16
 //   YXYX    4 bytes a pair: luma, chroma, luma, other chroma              bitsPerPixel 16
+//   UV16    2 bytes, two channels                                         bitsPerPixel 16
+//   RGBA32  4 bytes, four channels in any order                           bitsPerPixel 32
 // RGB32's fourth byte is no alpha: it comes out as 0, except that a call that changes the height alone filters it like
-// the others. XYXY and YXYX are packed 4:2:2: two pixels share their chroma, and cxIn, cxOut, xDest and cxDest must be
+// the others. RGBA32 filters all four alike, UV16 both: no channel knows of another. So where one of them is alpha,
+// hosts whose colours are not multiplied by it do that before and undo it afterwards; else what is transparent shines
+// through. XYXY and YXYX are packed 4:2:2: two pixels share their chroma, and cxIn, cxOut, xDest and cxDest must be
 // even (an assertion ends the program otherwise, in every build type), unless the height alone changes.
 //
 // Memory: no alignment and no padding is needed anywhere. Nothing is read outside the picture (lines of cxIn pixels)
@@ -89,6 +93,8 @@ enum FourTapLayout {
   FourTapLayoutRGB32 = 2,
   FourTapLayoutXYXY = 3,
   FourTapLayoutYXYX = 4,
+  FourTapLayoutUV16 = 5,
+  FourTapLayoutRGBA32 = 6,
 };
 
 // Instruction sets. A number keeps its meaning for good, and tells nothing of a set's rank; more sets may follow. MMX
@@ -119,11 +125,15 @@ extern FOURTAP_API FourTapFrameScaler* FourTapScaleRGB24;
 extern FOURTAP_API FourTapFrameScaler* FourTapScaleRGB32;
 extern FOURTAP_API FourTapFrameScaler* FourTapScaleYXYX;
 extern FOURTAP_API FourTapFrameScaler* FourTapScaleXYXY;
+extern FOURTAP_API FourTapFrameScaler* FourTapScaleUV16;
+extern FOURTAP_API FourTapFrameScaler* FourTapScaleRGBA32;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressivePlane;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveRGB24;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveRGB32;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveYXYX;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveXYXY;
+extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveUV16;
+extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveRGBA32;
 
 // Answers whether the SSE2 scalers may run: not 0 if so. What chooses scalers asks it, each time. The definition in the
 // library is weak, so that a host's own takes its place.
@@ -198,3 +208,11 @@ FOURTAP_API FourTapSliceScaler FourTapScaleXYXYProgressive_sse2, FourTapScaleXYX
     FourTapScaleXYXYProgressive_avx2, FourTapScaleXYXYProgressive_avx512;
 FOURTAP_API FourTapSliceScaler FourTapScaleYXYXProgressive_sse2, FourTapScaleYXYXProgressive_mmx,
     FourTapScaleYXYXProgressive_avx2, FourTapScaleYXYXProgressive_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleUV16_sse2, FourTapScaleUV16_mmx, FourTapScaleUV16_avx2,
+    FourTapScaleUV16_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleUV16Progressive_sse2, FourTapScaleUV16Progressive_mmx,
+    FourTapScaleUV16Progressive_avx2, FourTapScaleUV16Progressive_avx512;
+FOURTAP_API FourTapFrameScaler FourTapScaleRGBA32_sse2, FourTapScaleRGBA32_mmx, FourTapScaleRGBA32_avx2,
+    FourTapScaleRGBA32_avx512;
+FOURTAP_API FourTapSliceScaler FourTapScaleRGBA32Progressive_sse2, FourTapScaleRGBA32Progressive_mmx,
+    FourTapScaleRGBA32Progressive_avx2, FourTapScaleRGBA32Progressive_avx512;
