@@ -47,12 +47,7 @@
 #pragma once
 
 #include <fourtapscale/FourTapExport.h>
-
-// The version of this header. What it declares stays as it is as long as the first number does.
-#define FOURTAP_VERSION_MAJOR 1
-#define FOURTAP_VERSION_MINOR 0
-#define FOURTAP_VERSION_PATCH 0
-#define FOURTAP_VERSION (10000 * FOURTAP_VERSION_MAJOR + 100 * FOURTAP_VERSION_MINOR + FOURTAP_VERSION_PATCH)
+#include <fourtapscale/FourTapVersion.h>
 
 // The version of the library that is linked, counted like FOURTAP_VERSION.
 FOURTAP_API int FourTapScaleVersion();

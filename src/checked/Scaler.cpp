@@ -1,0 +1,321 @@
+// The scalers for C: every argument is looked at, then the scaler for the layout and the set is called.
+#include <fourtapscale/FourTapScale.h>
+#include <fourtapscale/fourtap.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+
+#include "checked/Refusal.h"
+#include "variants/Variants.h"
+
+struct fourtap_scaler {
+  int layout;
+  int cxIn, cyIn, cxOut, cyOut;
+  _SCALE_CONTEXT* context;
+  int set;
+  FourTapFrameScaler* frame;
+  FourTapSliceScaler* slice;
+  int cyInDone, cyOutDone;  // of the frame that is being pushed: lines taken, and lines written
+};
+
+namespace {
+
+using fourtap::Refuse;
+
+struct Layout {
+  int number;
+  int bitsPerPixel;
+  int unitPixels;  // that share samples
+};
+#define LAYOUT_OF(with, name, bitsPerPixel, unitPixels) {FourTapLayout##name, bitsPerPixel, unitPixels},
+constexpr Layout layouts[] = {FOURTAP_LAYOUTS(LAYOUT_OF, )};
+#undef LAYOUT_OF
+int const layoutCount = std::size(layouts);
+
+struct Set {
+  int number;
+  char const* name;
+  int linesAtATime;
+};
+#define SET_OF(with, name, number, linesAtATime) {number, #name, linesAtATime},
+constexpr Set sets[] = {FOURTAP_SETS(SET_OF, )};
+#undef SET_OF
+
+static_assert(FOURTAP_PLANE == +FourTapLayoutPlane && FOURTAP_RGB24 == +FourTapLayoutRGB24 &&
+              FOURTAP_RGB32 == +FourTapLayoutRGB32 && FOURTAP_XYXY == +FourTapLayoutXYXY &&
+              FOURTAP_YXYX == +FourTapLayoutYXYX && FOURTAP_UV16 == +FourTapLayoutUV16 &&
+              FOURTAP_RGBA32 == +FourTapLayoutRGBA32 && FOURTAP_RGBA32 + 1 == layoutCount);
+static_assert(FOURTAP_SET_SSE2 == +FourTapSetSSE2 && FOURTAP_SET_AVX2 == +FourTapSetAVX2 &&
+              FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_WIDEST == +FourTapSetWidest);
+
+Set const* FindSet(int number) {
+  for (Set const& set : sets) {
+    if (set.number == number && number != FourTapSetNone) return &set;
+  }
+  return nullptr;
+}
+
+Layout const& LayoutOf(fourtap_scaler const& scaler) { return layouts[scaler.layout]; }
+
+bool HasHorzPass(fourtap_scaler const& scaler) { return scaler.cxIn != scaler.cxOut || scaler.cyIn == scaler.cyOut; }
+
+// Columns and widths are even then.
+bool NeedsPairs(fourtap_scaler const& scaler) { return LayoutOf(scaler).unitPixels == 2 && HasHorzPass(scaler); }
+
+fourtap_rect AllOf(int cx, int cy) { return {0, 0, cx, cy}; }
+
+// A rectangle of a picture, by the argument's name.
+fourtap_status CheckRect(fourtap_scaler const& scaler, char const* name, fourtap_rect const& rect, int cx, int cy) {
+  if (rect.x < 0 || rect.y < 0 || rect.cx < 1 || rect.cy < 1 || rect.x > cx - rect.cx || rect.y > cy - rect.cy) {
+    return Refuse(FOURTAP_INVALID,
+                  "%s: %dx%d pixels at %d,%d given, expected at least one and all of them inside %dx%d", name, rect.cx,
+                  rect.cy, rect.x, rect.y, cx, cy);
+  }
+  if (NeedsPairs(scaler) && (rect.x % 2 != 0 || rect.cx % 2 != 0)) {
+    return Refuse(FOURTAP_INVALID, "%s: columns %d and %d more given, expected even numbers: two pixels share chroma",
+                  name, rect.x, rect.cx);
+  }
+  return FOURTAP_OK;
+}
+
+// Lines in a caller's memory: where they are, and what they are within.
+struct Lines {
+  unsigned char* top;
+  int stride;
+  uintptr_t first, end;  // addresses
+};
+
+fourtap_status CheckLines(fourtap_scaler const& scaler, char const* name, void const* data, size_t bytes,
+                          ptrdiff_t stride, int cx, int cy, Lines& lines) {
+  int64_t const lineBytes = int64_t{cx} * LayoutOf(scaler).bitsPerPixel / 8;
+  if (stride == 0) stride = lineBytes;
+  if (stride > INT_MAX || stride < -INT_MAX || std::abs(stride) < lineBytes) {
+    return Refuse(FOURTAP_INVALID, "%s.stride: %td given, expected 0, or %lld to %d bytes up or down", name, stride,
+                  static_cast<long long>(lineBytes), INT_MAX);
+  }
+  int64_t const distance = std::abs(stride);
+  // Both factors are below 2^31.
+  uint64_t const needed = cy == 0 ? 0 : static_cast<uint64_t>(distance * (cy - 1) + lineBytes);
+  if (bytes < needed) {
+    return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected at least %llu for %d lines of %lld bytes", name,
+                  bytes, static_cast<unsigned long long>(needed), cy, static_cast<long long>(lineBytes));
+  }
+  if (!data && needed > 0) return Refuse(FOURTAP_INVALID, "%s.data: null given, expected an address", name);
+  auto const first = reinterpret_cast<uintptr_t>(data);
+  if (needed > UINTPTR_MAX - first) {
+    return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected memory that does not wrap around", name, bytes);
+  }
+  unsigned char* top = static_cast<unsigned char*>(const_cast<void*>(data));
+  if (stride < 0 && cy > 0) top += distance * (cy - 1);
+  lines = {top, static_cast<int>(stride), first, first + needed};
+  return FOURTAP_OK;
+}
+
+fourtap_status CheckApart(Lines const& source, Lines const& target) {
+  if (source.first >= target.end || target.first >= source.end) return FOURTAP_OK;
+  return Refuse(FOURTAP_INVALID, "target: shares memory with the source, expected them apart");
+}
+
+fourtap_rect NeededOf(fourtap_scaler const& scaler, fourtap_rect const& out) {
+  fourtap_rect needed;
+  FourTapScaleSourceNeeded(scaler.layout, scaler.cxIn, scaler.cyIn, scaler.cxOut, scaler.cyOut, out.x, out.y, out.cx,
+                           out.cy, needed.x, needed.y, needed.cx, needed.cy);
+  return needed;
+}
+
+bool Holds(fourtap_rect const& outer, fourtap_rect const& inner) {
+  return outer.x <= inner.x && outer.y <= inner.y && outer.x + outer.cx >= inner.x + inner.cx &&
+         outer.y + outer.cy >= inner.y + inner.cy;
+}
+
+bool IsWithinFrame(fourtap_scaler const& scaler) { return 0 < scaler.cyInDone && scaler.cyInDone < scaler.cyIn; }
+
+// How many lines of a frame are written once so many source lines have been pushed.
+int LinesWritten(fourtap_scaler const& scaler, int cyInDone) {
+  if (cyInDone == scaler.cyIn) return scaler.cyOut;
+  // The first line that needs more.
+  int first = 0, end = scaler.cyOut;
+  while (first < end) {
+    int const middle = first + (end - first) / 2;
+    if (FourTapScaleLinesNeeded(scaler.cyIn, scaler.cyOut, middle) <= cyInDone) {
+      first = middle + 1;
+    } else {
+      end = middle;
+    }
+  }
+  // While both sizes change, some sets write whole blocks only. What needs the last source line waits for it.
+  bool const inBlocks = scaler.cxIn != scaler.cxOut && scaler.cyIn != scaler.cyOut;
+  return inBlocks ? first - first % FindSet(scaler.set)->linesAtATime : first;
+}
+
+fourtap_status ChooseSet(fourtap_scaler& scaler, int widest) {
+  int const set = FourTapSetFor(widest);
+  if (set == FourTapSetNone) {
+    return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected SSE2 at least");
+  }
+  scaler.set = set;
+  scaler.frame = FourTapFrameScalerFor(scaler.layout, set);
+  scaler.slice = FourTapSliceScalerFor(scaler.layout, set);
+  return FOURTAP_OK;
+}
+
+fourtap_status RefuseNull(char const* name) {
+  return Refuse(FOURTAP_INVALID, "%s: null given, expected an address", name);
+}
+
+}  // namespace
+
+fourtap_status fourtap_open(fourtap_scaler** scaler, int layout, int cx_in, int cy_in, int cx_out, int cy_out) {
+  if (!scaler) return RefuseNull("scaler");
+  if (layout < 0 || layout >= layoutCount) {
+    return Refuse(FOURTAP_INVALID, "layout: %d given, expected 0 to %d", layout, layoutCount - 1);
+  }
+  if (cx_in < 1 || cy_in < 1 || cx_out < 1 || cy_out < 1) {
+    return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected at least 1x1", cx_in, cy_in, cx_out, cy_out);
+  }
+  fourtap_scaler made{layout, cx_in, cy_in, cx_out, cy_out, nullptr, FourTapSetNone, nullptr, nullptr, 0, 0};
+  if (NeedsPairs(made) && (cx_in % 2 != 0 || cx_out % 2 != 0)) {
+    return Refuse(FOURTAP_INVALID, "sizes: %d and %d pixels wide given, expected even widths: two pixels share chroma",
+                  cx_in, cx_out);
+  }
+  int const bitsPerPixel = LayoutOf(made).bitsPerPixel;
+  if (FourTapScaleContextBytes(cx_in, cy_in, cx_out, cy_out, bitsPerPixel) < 0) {
+    return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected lines below 2 GiB and fewer of them", cx_in,
+                  cy_in, cx_out, cy_out);
+  }
+  if (fourtap_status const status = ChooseSet(made, FourTapSetWidest)) return status;
+  made.context = InitScaleContext(cx_in, cy_in, cx_out, cy_out, bitsPerPixel);
+  auto* const opened = made.context ? static_cast<fourtap_scaler*>(std::malloc(sizeof made)) : nullptr;
+  if (!opened) {
+    DoneScaleContext(made.context);
+    return Refuse(FOURTAP_MEMORY, "memory: none for a scaler of %lld bytes",
+                  FourTapScaleContextBytes(cx_in, cy_in, cx_out, cy_out, bitsPerPixel));
+  }
+  *opened = made;
+  *scaler = opened;
+  return FOURTAP_OK;
+}
+
+void fourtap_close(fourtap_scaler* scaler) {
+  if (!scaler) return;
+  DoneScaleContext(scaler->context);
+  std::free(scaler);
+}
+
+fourtap_status fourtap_needed(fourtap_scaler const* scaler, fourtap_rect const* out, fourtap_rect* source) {
+  if (!scaler) return RefuseNull("scaler");
+  if (!source) return RefuseNull("source");
+  fourtap_rect const rect = out ? *out : AllOf(scaler->cxOut, scaler->cyOut);
+  if (fourtap_status const status = CheckRect(*scaler, "out", rect, scaler->cxOut, scaler->cyOut)) return status;
+  *source = NeededOf(*scaler, rect);
+  return FOURTAP_OK;
+}
+
+fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, fourtap_rect const* part,
+                             fourtap_target target, fourtap_rect const* out) {
+  if (!scaler) return RefuseNull("scaler");
+  if (IsWithinFrame(*scaler)) {
+    return Refuse(FOURTAP_INVALID,
+                  "scaler: a frame is being pushed, %d of %d lines so far; expected all or fourtap_reset",
+                  scaler->cyInDone, scaler->cyIn);
+  }
+  fourtap_rect const rect = out ? *out : AllOf(scaler->cxOut, scaler->cyOut);
+  fourtap_rect const given = part ? *part : AllOf(scaler->cxIn, scaler->cyIn);
+  if (fourtap_status const status = CheckRect(*scaler, "out", rect, scaler->cxOut, scaler->cyOut)) return status;
+  if (fourtap_status const status = CheckRect(*scaler, "part", given, scaler->cxIn, scaler->cyIn)) return status;
+  fourtap_rect const needed = NeededOf(*scaler, rect);
+  if (!Holds(given, needed)) {
+    return Refuse(FOURTAP_INVALID, "part: %dx%d pixels at %d,%d given, expected at least %dx%d at %d,%d", given.cx,
+                  given.cy, given.x, given.y, needed.cx, needed.cy, needed.x, needed.y);
+  }
+  Lines from, to;
+  if (fourtap_status const status =
+          CheckLines(*scaler, "source", source.data, source.bytes, source.stride, given.cx, given.cy, from)) {
+    return status;
+  }
+  if (fourtap_status const status =
+          CheckLines(*scaler, "target", target.data, target.bytes, target.stride, rect.cx, rect.cy, to)) {
+    return status;
+  }
+  if (fourtap_status const status = CheckApart(from, to)) return status;
+  if (part) FourTapScaleSourceOrigin(scaler->context, given.x, given.y);
+  scaler->frame(scaler->context, from.top, from.stride, to.top, to.stride, rect.x, rect.y, rect.cx, rect.cy);
+  if (part) FourTapScaleSourceOrigin(scaler->context, -1, -1);
+  return FOURTAP_OK;
+}
+
+fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int lines, fourtap_target target, int room,
+                            int* written) {
+  if (!scaler) return RefuseNull("scaler");
+  if (!written) return RefuseNull("written");
+  int const left = scaler->cyIn - scaler->cyInDone;
+  if (lines < 0 || lines > left) {
+    return Refuse(FOURTAP_INVALID, "lines: %d given, expected 0 to %d, which the frame has left", lines, left);
+  }
+  // No line may come before fourtap_reset has begun a new frame, and none leaves without one.
+  int const coming = lines == 0 ? 0 : LinesWritten(*scaler, scaler->cyInDone + lines) - scaler->cyOutDone;
+  if (room < coming) return Refuse(FOURTAP_INVALID, "room: %d lines given, expected at least %d", room, coming);
+  Lines from, to;
+  if (fourtap_status const status =
+          CheckLines(*scaler, "source", source.data, source.bytes, source.stride, scaler->cxIn, lines, from)) {
+    return status;
+  }
+  if (fourtap_status const status =
+          CheckLines(*scaler, "target", target.data, target.bytes, target.stride, scaler->cxOut, room, to)) {
+    return status;
+  }
+  if (fourtap_status const status = CheckApart(from, to)) return status;
+  *written = 0;
+  if (lines == 0) return FOURTAP_OK;
+  if (scaler->cyInDone == 0) FourTapScaleProgressiveReset(scaler->context);
+  scaler->slice(scaler->context, from.top, from.stride, lines, to.top, to.stride, *written);
+  scaler->cyInDone += lines;
+  scaler->cyOutDone += *written;
+  return FOURTAP_OK;
+}
+
+fourtap_status fourtap_reset(fourtap_scaler* scaler) {
+  if (!scaler) return RefuseNull("scaler");
+  scaler->cyInDone = scaler->cyOutDone = 0;
+  return FOURTAP_OK;
+}
+
+size_t fourtap_bytes(fourtap_scaler const* scaler) {
+  if (!scaler) return 0;
+  return sizeof *scaler + static_cast<size_t>(FourTapScaleContextBytes(scaler->cxIn, scaler->cyIn, scaler->cxOut,
+                                                                       scaler->cyOut, LayoutOf(*scaler).bitsPerPixel));
+}
+
+int fourtap_set(fourtap_scaler const* scaler) { return scaler ? scaler->set : FourTapSetNone; }
+
+int fourtap_lines_needed(fourtap_scaler const* scaler, int line) {
+  if (!scaler || line < 0 || line >= scaler->cyOut) return 0;
+  return FourTapScaleLinesNeeded(scaler->cyIn, scaler->cyOut, line);
+}
+
+int fourtap_most_written(fourtap_scaler const* scaler, int lines) {
+  return scaler ? FourTapScaleMostLinesWritten(scaler->cyIn, scaler->cyOut, lines) : 0;
+}
+
+fourtap_status fourtap_use_set(fourtap_scaler* scaler, int widest) {
+  if (!scaler) return RefuseNull("scaler");
+  if (widest != FOURTAP_SET_WIDEST && !FindSet(widest)) {
+    return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
+  }
+  if (IsWithinFrame(*scaler)) {
+    return Refuse(FOURTAP_INVALID,
+                  "scaler: a frame is being pushed, %d of %d lines so far; expected all or fourtap_reset",
+                  scaler->cyInDone, scaler->cyIn);
+  }
+  return ChooseSet(*scaler, widest);
+}
+
+char const* fourtap_set_name(int set) {
+  Set const* const found = FindSet(set);
+  return found ? found->name : "";
+}
+
+int fourtap_version() { return FourTapScaleVersion(); }
