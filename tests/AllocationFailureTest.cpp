@@ -1,11 +1,13 @@
 // What a context asks of the allocator, and what becomes of it when the allocator refuses. The program's malloc is its
 // own, so the sanitizers, which bring theirs, do without this test.
+#include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <numeric>
 #include <vector>
 
@@ -87,6 +89,24 @@ TEST(Allocation, IsWhatTheQuerySays) {
               FourTapScaleContextBytes(of.cxIn, of.cyIn, of.cxOut, of.cyOut, of.bitsPerPixel));
   }
   EXPECT_EQ(FourTapScaleContextBytes(1 << 30, 10, 10, 10, 32), -1);
+}
+
+TEST(Allocation, ScalersForCSayThatThereIsNone) {
+  auto const openRefused = [](std::size_t refused, fourtap_status& status) {
+    return RequestsOf(refused, [&status] {
+      fourtap_scaler* scaler = nullptr;
+      status = fourtap_open(&scaler, FOURTAP_RGBA32, 30, 20, 50, 10);
+      fourtap_close(scaler);
+    });
+  };
+  fourtap_status status;
+  std::size_t const requests = openRefused(0, status).size();
+  ASSERT_EQ(status, FOURTAP_OK);
+  for (std::size_t refused = 1; refused <= requests; ++refused) {
+    openRefused(refused, status);
+    EXPECT_EQ(status, FOURTAP_MEMORY) << refused;
+    EXPECT_NE(std::strstr(fourtap_error(), "memory: none for a scaler of "), nullptr) << fourtap_error();
+  }
 }
 
 TEST(Allocation, EveryRefusalGivesNullAndLeavesNothing) {

@@ -1,5 +1,6 @@
 // Dispatch and look-up under a host's own processor detection, which takes the place of the library's.
 #include <fourtapscale/FourTapScale.h>
+#include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -102,6 +103,18 @@ TEST(Dispatch, FindsAndInstallsAllScalersOfASetOrNone) {
   EXPECT_EQ(InitFourTapScaleBest(FourTapSetSSE2), FourTapSetNone);
   EXPECT_EQ(Found(FourTapSetSSE2), none);
   EXPECT_EQ(Installed(), Expected(FourTapSetWidest).scalers);
+}
+
+TEST(Dispatch, ScalersForCNeedAProcessorToo) {
+  fourtap_scaler* scaler = nullptr;
+  detected = 0;
+  EXPECT_EQ(fourtap_open(&scaler, FOURTAP_PLANE, 2, 2, 3, 3), FOURTAP_PROCESSOR);
+  EXPECT_STREQ(fourtap_error(), "processor: none of the scalers runs here, expected SSE2 at least");
+  EXPECT_EQ(scaler, nullptr);
+  detected = 1;
+  ASSERT_EQ(fourtap_open(&scaler, FOURTAP_PLANE, 2, 2, 3, 3), FOURTAP_OK);
+  EXPECT_EQ(fourtap_set(scaler), Expected(FourTapSetWidest).number);
+  fourtap_close(scaler);
 }
 
 TEST(Dispatch, TellsTheVersion) {

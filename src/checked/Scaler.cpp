@@ -83,7 +83,7 @@ fourtap_status CheckRect(fourtap_scaler const& scaler, char const* name, fourtap
 
 // Lines in a caller's memory: where they are, and what they are within.
 struct Lines {
-  unsigned char* top;
+  ptrdiff_t top;  // the top line, bytes from the lowest address
   int stride;
   uintptr_t first, end;  // addresses
 };
@@ -108,15 +108,22 @@ fourtap_status CheckLines(fourtap_scaler const& scaler, char const* name, void c
   if (needed > UINTPTR_MAX - first) {
     return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected memory that does not wrap around", name, bytes);
   }
-  unsigned char* top = static_cast<unsigned char*>(const_cast<void*>(data));
-  if (stride < 0 && cy > 0) top += distance * (cy - 1);
-  lines = {top, static_cast<int>(stride), first, first + needed};
+  lines = {stride < 0 && cy > 0 ? distance * (cy - 1) : 0, static_cast<int>(stride), first, first + needed};
   return FOURTAP_OK;
 }
 
 fourtap_status CheckApart(Lines const& source, Lines const& target) {
-  if (source.first >= target.end || target.first >= source.end) return FOURTAP_OK;
+  bool const empty = source.first == source.end || target.first == target.end;
+  if (empty || source.first >= target.end || target.first >= source.end) return FOURTAP_OK;
   return Refuse(FOURTAP_INVALID, "target: shares memory with the source, expected them apart");
+}
+
+unsigned char const* TopOf(fourtap_source const& source, Lines const& lines) {
+  return static_cast<unsigned char const*>(source.data) + lines.top;
+}
+
+unsigned char* TopOf(fourtap_target const& target, Lines const& lines) {
+  return static_cast<unsigned char*>(target.data) + lines.top;
 }
 
 fourtap_rect NeededOf(fourtap_scaler const& scaler, fourtap_rect const& out) {
@@ -242,7 +249,8 @@ fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, four
   }
   if (fourtap_status const status = CheckApart(from, to)) return status;
   if (part) FourTapScaleSourceOrigin(scaler->context, given.x, given.y);
-  scaler->frame(scaler->context, from.top, from.stride, to.top, to.stride, rect.x, rect.y, rect.cx, rect.cy);
+  scaler->frame(scaler->context, TopOf(source, from), from.stride, TopOf(target, to), to.stride, rect.x, rect.y,
+                rect.cx, rect.cy);
   if (part) FourTapScaleSourceOrigin(scaler->context, -1, -1);
   return FOURTAP_OK;
 }
@@ -271,7 +279,7 @@ fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int l
   *written = 0;
   if (lines == 0) return FOURTAP_OK;
   if (scaler->cyInDone == 0) FourTapScaleProgressiveReset(scaler->context);
-  scaler->slice(scaler->context, from.top, from.stride, lines, to.top, to.stride, *written);
+  scaler->slice(scaler->context, TopOf(source, from), from.stride, lines, TopOf(target, to), to.stride, *written);
   scaler->cyInDone += lines;
   scaler->cyOutDone += *written;
   return FOURTAP_OK;
