@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <optional>
 
 #include "conformance/CaseText.h"
 #include "conformance/MmxState.h"
@@ -85,7 +86,7 @@ Bytes PictureOf(Case const& what) {
   return picture;
 }
 
-GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement) {
+GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement, Fences fences) {
   int const lineBytes = cx * Traits(layout).BytesPerPixel();
   int const distance = lineBytes + placement.gap;
   return {lineBytes,
@@ -93,7 +94,8 @@ GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement
           placement.bottomUp ? -distance : distance,
           placement.flush,
           static_cast<std::size_t>(placement.shift),
-          Access::none};
+          Access::none,
+          fences};
 }
 
 // A call that touches protected memory ends here instead of ending the program.
@@ -157,6 +159,7 @@ struct Workplace {
   Variant const& variant;
   Trial const& trial;
   _SCALE_CONTEXT* context;
+  Fences fences;
 
   Case const& What() const { return trial.what; }
 };
@@ -172,8 +175,8 @@ std::string CheckRect(Workplace const& at, Rect const& rect, Handed handed) {
     FourTapScaleSourceNeeded(static_cast<int>(what.layout), sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, rect.x,
                              rect.y, rect.cx, rect.cy, given.x, given.y, given.cx, given.cy);
   }
-  GuardedImage const source = MakeImage(what.layout, given.cx, given.cy, what.source);
-  GuardedImage const output = MakeImage(what.layout, rect.cx, rect.cy, what.destination);
+  GuardedImage const source = MakeImage(what.layout, given.cx, given.cy, what.source, at.fences);
+  GuardedImage const output = MakeImage(what.layout, rect.cx, rect.cy, what.destination, at.fences);
   bool const empty = rect.cx == 0 || rect.cy == 0;
   source.CopyFrom(Crop(what.layout, at.trial.picture, sizes.cxIn, given).data());
   source.Allow(empty ? Access::none : Access::read);
@@ -197,7 +200,7 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
   if (slices.empty()) return "";
   Case const& what = at.What();
   int const lineBytesIn = what.sizes.cxIn * Traits(what.layout).BytesPerPixel();
-  GuardedImage const output = MakeImage(what.layout, what.sizes.cxOut, what.sizes.cyOut, what.destination);
+  GuardedImage const output = MakeImage(what.layout, what.sizes.cxOut, what.sizes.cyOut, what.destination, at.fences);
   Bytes const blank(at.trial.frame.size(), untouched);
   std::vector<GuardedImage> handedIn;  // and never to be touched again
   int cyInDone = 0;
@@ -206,7 +209,8 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
   for (std::size_t i = 0; i < slices.size(); ++i) {
     // Lines beyond the last one of the picture do not exist.
     int const cyReal = std::min(slices[i], what.sizes.cyIn - cyInDone);
-    GuardedImage const& slice = handedIn.emplace_back(MakeImage(what.layout, what.sizes.cxIn, cyReal, what.source));
+    GuardedImage const& slice =
+        handedIn.emplace_back(MakeImage(what.layout, what.sizes.cxIn, cyReal, what.source, at.fences));
     slice.CopyFrom(at.trial.picture.data() + static_cast<std::ptrdiff_t>(cyInDone) * lineBytesIn);
     slice.Allow(cyReal == 0 ? Access::none : Access::read);
     cyInDone += cyReal;
@@ -267,7 +271,7 @@ Case RandomCase(Layout layout, uint64_t seed) {
 Trial::Trial(Case const& drawn)
     : what(drawn), picture(PictureOf(drawn)), frame(ModelFrame(drawn.layout, drawn.sizes, picture)) {}
 
-std::string RunTrial(Variant const& variant, Trial const& trial) {
+std::string RunTrial(Variant const& variant, Trial const& trial, Fences fences) {
   Case const& what = trial.what;
   Sizes const& sizes = what.sizes;
   std::string const name = std::string(Traits(variant.layout).name) + " " + variant.set->name + ", case " +
@@ -276,8 +280,9 @@ std::string RunTrial(Variant const& variant, Trial const& trial) {
       InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, Traits(variant.layout).bitsPerPixel));
   if (!context) return name + "no context";
 
-  Workplace const at{variant, trial, context.get()};
-  FaultHandler const handler;
+  Workplace const at{variant, trial, context.get(), fences};
+  std::optional<FaultHandler> handler;
+  if (fences == Fences::pages) handler.emplace();
   std::vector<int> const& second = what.slices[1];
   std::vector<int> const givenUp(second.begin(), second.begin() + static_cast<std::ptrdiff_t>(second.size() / 2));
   std::pair<char const*, std::function<std::string()>> const steps[] = {

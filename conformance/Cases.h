@@ -72,6 +72,6 @@ struct Trial {
 // the source that it needs, a progressive frame that is given up, and another one, all in one context. Images lie
 // between protected pages, can be touched as far as the call may touch them, and are looked through afterwards. Returns
 // what was wrong first, with all that is needed to do it again, or an empty string.
-std::string RunTrial(Variant const& variant, Trial const& trial);
+std::string RunTrial(Variant const& variant, Trial const& trial, Fences fences = Fences::pages);
 
 }  // namespace conformance

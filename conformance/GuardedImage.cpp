@@ -72,6 +72,13 @@ Mapping TakePages(std::size_t size) {
   return {pages, alias};
 }
 
+// The same without fences.
+constexpr std::size_t memoryAlignment = 64;
+Mapping TakeMemory(std::size_t size) {
+  auto* const memory = static_cast<unsigned char*>(operator new (size, std::align_val_t{memoryAlignment}));
+  return {memory, memory};
+}
+
 void GiveBackPages(Mapping const& mapping, std::size_t size) {
   if (size > 16 * PageSize()) {
     munmap(mapping.pages - PageSize(), size + 2 * PageSize());
@@ -94,9 +101,12 @@ std::size_t ImageSize(int lineBytes, int lineCount, int stride) {
 
 }  // namespace
 
-GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift, Access access)
-    : pagesSize(WholePages(std::max<std::size_t>(byteCount + shift, 1))), size(byteCount), allowed(Access::none) {
-  Mapping const mapping = TakePages(pagesSize);
+GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift, Access access, Fences theFences)
+    : fences(theFences),
+      pagesSize(WholePages(std::max<std::size_t>(byteCount + shift, 1))),
+      size(byteCount),
+      allowed(Access::none) {
+  Mapping const mapping = fences == Fences::pages ? TakePages(pagesSize) : TakeMemory(pagesSize);
   pages = mapping.pages;
   alias = mapping.alias;
   std::size_t const offset = flush == Flush::start ? shift : pagesSize - shift - byteCount;
@@ -107,7 +117,8 @@ GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift
 }
 
 GuardedBytes::GuardedBytes(GuardedBytes&& other) noexcept
-    : pagesSize(other.pagesSize),
+    : fences(other.fences),
+      pagesSize(other.pagesSize),
       pages(std::exchange(other.pages, nullptr)),
       alias(other.alias),
       data(other.data),
@@ -117,17 +128,22 @@ GuardedBytes::GuardedBytes(GuardedBytes&& other) noexcept
 
 GuardedBytes::~GuardedBytes() {
   if (!pages) return;
+  if (fences == Fences::none) {
+    operator delete (pages, std::align_val_t{memoryAlignment});
+    return;
+  }
   Allow(Access::none);
   GiveBackPages({pages, alias}, pagesSize);
 }
 
 void GuardedBytes::Allow(Access access) const {
-  if (allowed == access) return;
+  if (fences == Fences::none || allowed == access) return;
   Protect(pages, pagesSize, access);
   allowed = access;
 }
 
 void GuardedBytes::AllowOnly(Access access, unsigned char const* first, unsigned char const* last) const {
+  if (fences == Fences::none) return;
   std::size_t const begin = static_cast<std::size_t>(first - pages) / PageSize() * PageSize();
   std::size_t const end = WholePages(static_cast<std::size_t>(last - pages));
   if (begin == 0 && end == pagesSize) {
@@ -144,11 +160,12 @@ bool GuardedBytes::MarginsIntact() const {
   return AllGuardBytes(alias, contents) && AllGuardBytes(contents + size, alias + pagesSize);
 }
 
-GuardedImage::GuardedImage(int bytesPerLine, int lines, int bytesToNext, Flush flush, std::size_t shift, Access access)
+GuardedImage::GuardedImage(int bytesPerLine, int lines, int bytesToNext, Flush flush, std::size_t shift, Access access,
+                           Fences fences)
     : lineBytes(bytesPerLine),
       lineCount(lines),
       stride(bytesToNext),
-      bytes(ImageSize(bytesPerLine, lines, bytesToNext), flush, shift, access) {}
+      bytes(ImageSize(bytesPerLine, lines, bytesToNext), flush, shift, access, fences) {}
 
 std::ptrdiff_t GuardedImage::OffsetOf(int y) const {
   std::ptrdiff_t const fromFirstByte = stride < 0 ? y - (lineCount - 1) : y;

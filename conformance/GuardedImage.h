@@ -10,6 +10,10 @@ namespace conformance {
 enum class Flush { start, end };  // which end of the accessible pages the bytes touch
 enum class Access { none, read, readWrite };
 
+// Protected pages end a program, or call its signal handler; without them bytes are only looked at afterwards, as suits
+// a process that belongs to somebody else.
+enum class Fences { pages, none };
+
 // `size` bytes with protected pages before and after. They start `shift` bytes after the start of the accessible pages,
 // or end `shift` bytes before their end. All accessible bytes begin as `guardByte`. The test itself may look at them
 // and change them at another address, whatever is allowed at theirs: asking the system to allow things is slow.
@@ -18,7 +22,7 @@ class GuardedBytes {
   static constexpr unsigned char guardByte = 0xa5;
 
   explicit GuardedBytes(std::size_t size, Flush flush = Flush::end, std::size_t shift = 0,
-                        Access access = Access::readWrite);
+                        Access access = Access::readWrite, Fences fences = Fences::pages);
   GuardedBytes(GuardedBytes&&) noexcept;
   GuardedBytes(GuardedBytes const&) = delete;
   GuardedBytes& operator=(GuardedBytes const&) = delete;
@@ -37,6 +41,7 @@ class GuardedBytes {
   bool MarginsIntact() const;
 
  private:
+  Fences fences;
   std::size_t pagesSize;
   unsigned char* pages;  // the first accessible one
   unsigned char* alias;  // the same memory, always accessible
@@ -52,7 +57,7 @@ class GuardedImage {
  public:
   // `stride` may have either sign; its absolute value is at least `lineBytes`.
   GuardedImage(int lineBytes, int lineCount, int stride, Flush flush = Flush::end, std::size_t shift = 0,
-               Access access = Access::readWrite);
+               Access access = Access::readWrite, Fences fences = Fences::pages);
 
   int LineBytes() const { return lineBytes; }
   int LineCount() const { return lineCount; }

@@ -2,6 +2,7 @@
 
 #include <cinttypes>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,14 @@ void AddToDigest(uint64_t& digest, Bytes const& bytes) {
   for (unsigned char const byte : bytes) digest = (digest ^ byte) * 0x100000001b3;
 }
 
+constexpr int casesBetweenReports = 100;
+
+std::string TextOfDigest(uint64_t digest) {
+  char text[17];
+  std::snprintf(text, sizeof text, "%016" PRIx64, digest);
+  return text;
+}
+
 struct Row {
   Set const& set;
   std::string error;
@@ -32,18 +41,21 @@ struct Row {
 
 }  // namespace
 
-int RunSelfTest(std::FILE* out) {
+bool RunSelfTest(SelfTest const& test) {
   bool allAgree = true;
   uint64_t digest = 0xcbf29ce484222325;
   uint64_t digestOfFirst = digest;
+  int done = 0;
+  int const all = static_cast<int>(Layouts().size() * caseCount);
   for (LayoutTraits const& traits : Layouts()) {
     std::vector<Row> rows;
     for (Set const& set : Sets()) rows.push_back({set, set.runnable ? "" : "not on this processor"});
     for (uint64_t number = 0; number < caseCount; ++number) {
+      if (done++ % casesBetweenReports == 0 && test.goOn && !test.goOn(done, all)) return false;
       Trial const trial(CaseNumber(traits.layout, number));
       for (Row& row : rows) {
         if (!row.error.empty()) continue;
-        row.error = RunTrial(VariantOf(traits.layout, row.set), trial);
+        row.error = RunTrial(VariantOf(traits.layout, row.set), trial, test.fences);
         allAgree = allAgree && row.error.empty();
       }
       // Whatever ran has given these bytes.
@@ -52,13 +64,15 @@ int RunSelfTest(std::FILE* out) {
     if (&traits == &Layouts()[firstLayouts - 1]) digestOfFirst = digest;
     for (Row const& row : rows) {
       std::string const result = row.error.empty() ? std::to_string(caseCount) + " cases agree" : row.error;
-      std::fprintf(out, "%-5s %-6s  %s\n", traits.name, row.set.name, result.c_str());
+      char start[32];
+      std::snprintf(start, sizeof start, "%-6s %-6s  ", traits.name, row.set.name);
+      test.say(start + result);
     }
   }
-  if (!allAgree) return 1;
-  std::fprintf(out, "digest %016" PRIx64 "\n", digestOfFirst);
-  if (Layouts().size() > firstLayouts) std::fprintf(out, "digest of all %016" PRIx64 "\n", digest);
-  return 0;
+  if (!allAgree) return false;
+  test.say("digest " + TextOfDigest(digestOfFirst));
+  if (Layouts().size() > firstLayouts) test.say("digest of all " + TextOfDigest(digest));
+  return true;
 }
 
 }  // namespace conformance

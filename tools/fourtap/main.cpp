@@ -70,7 +70,10 @@ void PrintInfo(Options const& options) {
 }
 
 int Run(Options const& options) {
-  if (options.selfTest) return conformance::RunSelfTest(stdout);
+  if (options.selfTest) {
+    bool const agree = conformance::RunSelfTest({.say = [](std::string const& line) { std::puts(line.c_str()); }});
+    return agree ? tool::succeeded : tool::badUsage;
+  }
   if (options.info) {
     PrintInfo(options);
     return tool::succeeded;
