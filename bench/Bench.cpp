@@ -75,8 +75,10 @@ Rows RowsOf(std::vector<Job> const& jobs) {
         rows.push_back({&job, ScalerOf(variant), mode, "4", std::move(scale), Row::Kind::variant, &copy, {}});
       };
       add("frame", FrameScale(job, variant, 0, job.out.cy));
+      if (Scale checked = CheckedScale(job, *variant.set)) add("checked", std::move(checked));
       if (!job.slices) continue;
       for (int cySlice : {16, 1}) add("slices-" + std::to_string(cySlice), SliceScale(job, variant, cySlice));
+      add("tiles-256", TileScale(job, variant, 256));
     }
     for (Peer const& peer : peers) {
       Scale scale = peer.prepare(job);

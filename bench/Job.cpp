@@ -1,5 +1,7 @@
 #include "bench/Job.h"
 
+#include <fourtapscale/fourtap.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -61,8 +63,9 @@ std::shared_ptr<unsigned char[]> AlignedBytes(std::size_t capacity) {
 
 std::vector<Job> Jobs() {
   std::vector<Job> jobs;
-  for (Sizes const& sizes : {down, up, Sizes{3840, 2160, 1920, 1080}, Sizes{1920, 1080, 3840, 2160},
-                             Sizes{1920, 1080, 1920, 540}, Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}}) {
+  for (Sizes const& sizes :
+       {down, up, Sizes{3840, 2160, 1920, 1080}, Sizes{1920, 1080, 3840, 2160}, Sizes{1920, 1080, 1920, 540},
+        Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}, Sizes{16, 16, 24, 24}}) {
     jobs.push_back(JobOf(Layout::Plane, sizes, jobs.size() < 2));
   }
   for (conformance::LayoutTraits const& traits : conformance::Layouts()) {
@@ -104,6 +107,35 @@ void FillSmoothly(Layout layout, Frame const& frame) {
 Scale FrameScale(Job const& job, conformance::Variant const& variant, int yFirst, int yEnd) {
   return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.frame] {
     scale(context.get(), in.Line(0), in.stride, out.Line(yFirst), out.stride, 0, yFirst, out.cx, yEnd - yFirst);
+  };
+}
+
+Scale TileScale(Job const& job, conformance::Variant const& variant, int tile) {
+  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.frame,
+          layout = static_cast<int>(job.layout), pixelBytes = job.in.lineBytes / job.in.cx] {
+    for (int x = 0; x < out.cx; x += tile) {
+      for (int y = 0; y < out.cy; y += tile) {
+        int const cx = std::min(tile, out.cx - x), cy = std::min(tile, out.cy - y);
+        int xSrc, ySrc, cxSrc, cySrc;
+        FourTapScaleSourceNeeded(layout, in.cx, in.cy, out.cx, out.cy, x, y, cx, cy, xSrc, ySrc, cxSrc, cySrc);
+        FourTapScaleSourceOrigin(context.get(), xSrc, ySrc);
+        scale(context.get(), in.Line(ySrc) + xSrc * pixelBytes, in.stride, out.Line(y) + x * pixelBytes, out.stride, x,
+              y, cx, cy);
+      }
+    }
+  };
+}
+
+Scale CheckedScale(Job const& job, conformance::Set const& set) {
+  fourtap_scaler* opened = nullptr;
+  fourtap_status const status =
+      fourtap_open(&opened, static_cast<int>(job.layout), job.in.cx, job.in.cy, job.out.cx, job.out.cy);
+  if (status != FOURTAP_OK) throw std::runtime_error(fourtap_error());
+  std::shared_ptr<fourtap_scaler> const scaler(opened, fourtap_close);
+  if (fourtap_use_set(opened, set.number) != FOURTAP_OK) return {};
+  return [=, in = job.in, out = job.out] {
+    fourtap_scale(scaler.get(), {in.bytes.get(), in.capacity, in.stride}, nullptr,
+                  {out.bytes.get(), out.capacity, out.stride}, nullptr);
   };
 }
 

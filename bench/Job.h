@@ -31,7 +31,7 @@ struct Frame {
 struct Job {
   conformance::Layout layout;
   Frame in, out;
-  bool slices;  // has rows for progressive frames too
+  bool slices;  // has rows for progressive frames and tiles too
 
   double OutputPixels() const { return static_cast<double>(out.cx) * out.cy; }
   std::size_t CopyBytes() const { return (in.PixelBytes() + out.PixelBytes()) / 2; }
@@ -51,6 +51,10 @@ void FillSmoothly(conformance::Layout, Frame const&);
 
 // Scales output lines yFirst to yEnd - 1, in one call.
 Scale FrameScale(Job const&, conformance::Variant const&, int yFirst, int yEnd);
+// Scales the frame in tiles of the output, column by column, each from the part of the source that it needs.
+Scale TileScale(Job const&, conformance::Variant const&, int tile);
+// Scales the frame by the function for C, which checks its arguments; empty where that does not know the set.
+Scale CheckedScale(Job const&, conformance::Set const&);
 // Scales the frame progressively, cySlice source lines a call.
 Scale SliceScale(Job const&, conformance::Variant const&, int cySlice);
 // Moves as much memory as reading the source once and writing the output once does.

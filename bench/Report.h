@@ -15,7 +15,7 @@ struct Row {
 
   Job const* job;
   std::string scaler;  // copy, fourtap-SET, or a peer's name
-  std::string mode;    // frame, slices-N, threads-N
+  std::string mode;    // frame, checked, slices-N, tiles-N, threads-N
   std::string taps;    // source samples per direction
   Scale scale;
   Kind kind;
