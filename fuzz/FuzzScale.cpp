@@ -36,8 +36,9 @@ Placement PlacementOf(Input& input) {
 
 Case CaseOf(Input input) {
   Case what{};
-  auto const lastLayout = static_cast<int>(Layouts().size()) - 1;
-  LayoutTraits const& traits = Traits(static_cast<Layout>(input.Between(0, lastLayout)));
+  // The layout's number, whatever others there are.
+  auto const number = static_cast<std::size_t>(input.Between(0, 255));
+  LayoutTraits const& traits = Layouts()[number < Layouts().size() ? number : 0];
   what.layout = traits.layout;
   what.seed = static_cast<uint64_t>(input.Between(0, 255));
   what.content = static_cast<Content>(input.Between(0, 2));

@@ -42,6 +42,25 @@ TEST(Queries, LinesNeededAreCountedBeyond31Bits) {
   EXPECT_EQ(FourTapScaleMostLinesWritten(INT_MAX, INT_MAX, INT_MAX), INT_MAX);
 }
 
+TEST(Queries, PackedSourcesAreNeededInWholePairs) {
+  struct {
+    int cxIn, cxOut, xDest, cxDest, xSrc, cxSrc;
+  } const cases[] = {{20, 20, 3, 4, 2, 6},  // the height alone changes
+                     {21, 21, 3, 18, 2, 19},
+                     {20, 30, 0, 30, 0, 20},
+                     {20, 10, 4, 2, 6, 10}};
+  for (auto const& each : cases) {
+    int x, y, cx, cy;
+    FourTapScaleSourceNeeded(FourTapLayoutXYXY, each.cxIn, 9, each.cxOut, 5, each.xDest, 0, each.cxDest, 5, x, y, cx,
+                             cy);
+    EXPECT_EQ(x, each.xSrc) << each.xDest;
+    EXPECT_EQ(cx, each.cxSrc) << each.xDest;
+  }
+  int none[4] = {1, 1, 1, 1};
+  FourTapScaleSourceNeeded(-1, 9, 9, 5, 5, 0, 0, 5, 5, none[0], none[1], none[2], none[3]);
+  EXPECT_TRUE(std::ranges::all_of(none, [](int value) { return value == 0; }));
+}
+
 // The most that calls with slices of cySlice lines write, by the set that writes most, wherever in the frame they come.
 int MostWritten(Sizes const& sizes, int cySlice) {
   int most = 0;

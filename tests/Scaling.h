@@ -88,5 +88,11 @@ inline std::vector<conformance::Variant> VariantsThatHoldNothingBack() {
   return variants;
 }
 
+inline std::vector<conformance::Variant> VariantsThatHoldLinesBack() {
+  std::vector<conformance::Variant> variants(conformance::Variants().begin(), conformance::Variants().end());
+  std::erase_if(variants, [](conformance::Variant const& variant) { return variant.set->blockLines == 1; });
+  return variants;
+}
+
 #define FOR_EACH_VARIANT(Suite) \
   INSTANTIATE_TEST_SUITE_P(, Suite, testing::ValuesIn(conformance::Variants()), VariantName)

@@ -43,4 +43,16 @@ TEST_P(Threads, RectanglesOfOnePicture) {
 
 FOR_EACH_VARIANT(Threads);
 
+// Nobody sets anything up before.
+TEST(ThreadsLookUp, AllFindTheSame) {
+  std::vector<FourTapFrameScaler*> found(8);
+  std::vector<std::thread> threads;
+  for (FourTapFrameScaler*& scaler : found) {
+    threads.emplace_back([&scaler] { scaler = FourTapFrameScalerFor(FourTapLayoutRGB24, FourTapSetWidest); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_NE(found[0], nullptr);
+  EXPECT_EQ(found, std::vector<FourTapFrameScaler*>(8, found[0]));
+}
+
 }  // namespace

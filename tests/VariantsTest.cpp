@@ -144,33 +144,37 @@ TEST_P(Variants, WholeFrameLeavesProgressAlone) {
   }
 }
 
-// The sets that wait for blocks list the whole picture's lines at every call, whatever it asks for; of a part of the
-// source those that it needs, and in place of the others the nearest of these.
-TEST_P(Variants, SourceLinesAreListed) {
-  if (GetParam().set->blockLines == 1) return;
+class VariantsInBlocks : public PerVariantTest {};
+
+// The sets that wait for blocks list the whole picture's lines at every call, whatever it asks for; and again when a
+// part of it, of which that can't be had, has been scaled in between.
+TEST_P(VariantsInBlocks, ListAllSourceLines) {
   int const bytesPerPixel = conformance::Traits(GetParam().layout).BytesPerPixel();
   for (Sizes const& sizes : {Sizes{6, 9, 10, 14}, {6, 14, 10, 9}, {6, 14, 6, 1}, {6, 1, 10, 5}}) {
     OwnedContext const context = MakeContext(GetParam().layout, sizes);
     int const stride = sizes.cxIn * bytesPerPixel, strideOut = sizes.cxOut * bytesPerPixel;
-    int const y = sizes.cyOut / 2;
-    std::vector<unsigned char> pictures[2], line(static_cast<std::size_t>(strideOut));
-    auto const check = [&](unsigned char const* src, int first, int last) {
-      GetParam().frame(context.get(), src, stride, line.data(), strideOut, 0, y, sizes.cxOut, 1);
+    int const y = sizes.cyOut / 2, first = FourTapScaleFirstLineNeeded(sizes.cyIn, sizes.cyOut, y);
+    std::vector<unsigned char> pictures[3], line(static_cast<std::size_t>(strideOut));
+    int const noOrigins[][2] = {{-1, -1}, {-1, 3}, {3, -1}};
+    for (std::size_t i = 0; i < 3; ++i) {
+      pictures[i].resize(static_cast<std::size_t>(stride * sizes.cyIn));
+      unsigned char const* const src = pictures[i].data();
+      auto const scale = [&](unsigned char const* from) {
+        GetParam().frame(context.get(), from, stride, line.data(), strideOut, 0, y, sizes.cxOut, 1);
+      };
+      FourTapScaleSourceOrigin(context.get(), 0, first);
+      scale(src + first * stride);
+      FourTapScaleSourceOrigin(context.get(), noOrigins[i][0], noOrigins[i][1]);
+      scale(src);
       for (int entry = 0; entry < sizes.cyIn + 3; ++entry) {
-        int const wanted = std::clamp(entry - 1, first, last);
-        ASSERT_EQ(context->srcLines[entry], src + (wanted - context->yOrigin) * stride) << "entry " << entry;
+        int const wanted = std::clamp(entry - 1, 0, sizes.cyIn - 1);
+        ASSERT_EQ(context->srcLines[entry] - src, wanted * stride) << "entry " << entry;
       }
-    };
-    for (std::vector<unsigned char>& picture : pictures) {
-      picture.resize(static_cast<std::size_t>(stride * sizes.cyIn));
-      check(picture.data(), 0, sizes.cyIn - 1);
     }
-    int const first = FourTapScaleFirstLineNeeded(sizes.cyIn, sizes.cyOut, y);
-    FourTapScaleSourceOrigin(context.get(), 0, first);
-    check(pictures[0].data() + first * stride, first, FourTapScaleLinesNeeded(sizes.cyIn, sizes.cyOut, y) - 1);
   }
 }
 
+INSTANTIATE_TEST_SUITE_P(, VariantsInBlocks, testing::ValuesIn(VariantsThatHoldLinesBack()), VariantName);
 FOR_EACH_VARIANT(Variants);
 
 }  // namespace

@@ -8,9 +8,8 @@
 //      fastest scalers on this processor. Or InitFourTapScaleBest(FourTapSetWidest) once for the whole process, and
 //      then the layout's pointers below.
 //   2. InitScaleContext(...) once for each pair of sizes and pixel size.
-//   3. For each frame, with that scaler: either whole-frame calls, each for a rectangle of the output, in any number
-//   and
-//      order; or FourTapScaleProgressiveReset, then progressive calls until all lines are handed in.
+//   3. For each frame, with that scaler: either whole-frame calls, each for a rectangle of the output, in any order and
+//      number; or FourTapScaleProgressiveReset, then progressive calls until all lines are handed in.
 //   4. DoneScaleContext(...).
 //
 // Pixels: FourTapScale knows seven layouts. Sizes and positions (cx, cy, x, y) count pixels and lines, strides count
@@ -172,7 +171,8 @@ FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
 
 // The rectangle of the source, in pixels and lines, that a rectangle of the output is made of, from the sizes alone.
-// All of it lies inside the source; packed layouts in whole pairs. Empty for an empty rectangle.
+// All of it lies inside the source; packed layouts in whole pairs. Empty for an empty rectangle, and for a number that is no
+// layout.
 //   layout  FourTapLayout
 FOURTAP_API void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cxOut, int cyOut, int xDest, int yDest,
                                           int cxDest, int cyDest, int& xSrc, int& ySrc, int& cxSrc, int& cySrc);

@@ -22,17 +22,17 @@ struct _SCALE_CONTEXT {
   int cxIn, cyIn;               // pixels, lines
   int cxOut, cyOut;             // pixels, lines
   unsigned char* savedLineBuf;  // owned: three line slots
-  unsigned char*
-      savedLines[fourtap::keptLines];  // into savedLineBuf, permuted: the last input lines of a progressive frame
+  // Into savedLineBuf, permuted: the last input lines of a progressive frame.
+  unsigned char* savedLines[fourtap::keptLines];
   int cyInDone;                        // progressive: input lines received
   int cyOutDone;                       // progressive: output lines filtered vertically
   int bitsPerPixel;                    // sizes the buffers only
   unsigned char const** srcLines;      // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
   unsigned char* tempBuf;              // owned: eight line slots
-  unsigned char* tempLines[fourtap::mostBlockLines];  // into tempBuf, 16-byte aligned: lines filtered vertically. Each
-                                                      // has room for one pixel before it (a pair if packed), and for
-                                                      // cxIn + 4 pixels from its start
-  short vertCoef[16][4];                              // taps of each phase
+  // Into tempBuf, 16-byte aligned: lines filtered vertically. Each has room for one pixel before it (a pair if packed),
+  // and for cxIn + 4 pixels from its start.
+  unsigned char* tempLines[fourtap::mostBlockLines];
+  short vertCoef[16][4];  // taps of each phase
   short horzCoef[16][4];
   FourTapColumnOf8* colsIn_sse2;          // owned: a vector per byte of a line of cxIn + 6 pixels
   FourTapColumnOf8* colsOut_sse2;         // owned: a vector per byte of an output line

@@ -9,6 +9,7 @@
   FourTapFrameScaler* FourTapScale##layout; \
   FourTapSliceScaler* FourTapScaleProgressive##layout;
 FOURTAP_LAYOUTS(DEFINE_POINTERS, )
+#undef DEFINE_POINTERS
 
 namespace {
 
@@ -19,6 +20,7 @@ struct Scalers {
 
 #define NUMBER_OF(with, layout, ...) FourTapLayout##layout,
 constexpr int layoutNumbers[] = {FOURTAP_LAYOUTS(NUMBER_OF, )};
+#undef NUMBER_OF
 int const layoutCount = std::size(layoutNumbers);
 
 struct Set {
@@ -31,7 +33,9 @@ struct Set {
 #define ROW_OF(with, set, number, ...) \
   {number, [] { return FOURTAP_PROCESSOR_HAS(set); }, {FOURTAP_LAYOUTS(SCALERS_OF, set)}},
 // Narrowest first; layouts by number.
-Set const sets[] = {FOURTAP_SETS(ROW_OF, )};
+constexpr Set sets[] = {FOURTAP_SETS(ROW_OF, )};
+#undef ROW_OF
+#undef SCALERS_OF
 
 constexpr bool AreInOrder(int const (&numbers)[layoutCount]) {
   for (int i = 0; i < layoutCount; ++i) {
@@ -76,6 +80,7 @@ int InitFourTapScaleBest(int widest) {
   FourTapScale##layout = set->scalers[FourTapLayout##layout].frame; \
   FourTapScaleProgressive##layout = set->scalers[FourTapLayout##layout].slice;
   FOURTAP_LAYOUTS(INSTALL, )
+#undef INSTALL
   return set->number;
 }
 

@@ -1,8 +1,9 @@
-// What hosts can ask without a context: from the heights alone, and the version.
+// What hosts can ask without a context: from the sizes alone, and the version.
 #include <fourtapscale/FourTapScale.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 #include "core/HorzRange.h"
 #include "core/SourceStepping.h"
@@ -47,7 +48,7 @@ int FourTapScaleMostLinesWritten(int cyIn, int cyOut, int cySlice) {
 void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cxOut, int cyOut, int xDest, int yDest, int cxDest,
                               int cyDest, int& xSrc, int& ySrc, int& cxSrc, int& cySrc) {
   xSrc = ySrc = cxSrc = cySrc = 0;
-  if (cxDest <= 0 || cyDest <= 0) return;
+  if (layout < 0 || layout >= static_cast<int>(std::size(unitPixelsOf)) || cxDest <= 0 || cyDest <= 0) return;
   int const unit = unitPixelsOf[layout];
   fourtap::TapColumns columns{xDest, xDest + cxDest - 1};
   if (cxIn != cxOut || cyIn == cyOut) {

@@ -106,7 +106,7 @@ bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const&
   return true;
 }
 
-int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
+constexpr int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
 
 // What a plan's tables are made of, and where.
 struct TableMaker {
@@ -235,7 +235,7 @@ void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan)
 // The buffer holds the intermediate lines, the plan, the groups and the tables, each 64-byte aligned.
 int64_t WideLineBytes(int64_t srcBytes) { return AlignTo64(std::max(srcBytes, int64_t{widestWindow})); }
 
-int64_t const planBytes = AlignTo64(sizeof(GatherPlan));
+constexpr int64_t planBytes = AlignTo64(sizeof(GatherPlan));
 
 int64_t GroupsBytes(int64_t dstBytes) {
   return AlignTo64((dstBytes / minGroupBytes + 1) * int64_t{sizeof(GatherGroup)});

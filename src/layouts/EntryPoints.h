@@ -8,8 +8,9 @@
 // Defines FourTapScale<layout>_<set> and FourTapScale<layout>Progressive_<set> for every set, by the record
 // <layout>Layout. A macro, since only names differ.
 #define FOURTAP_DEFINE_LAYOUT(layout) FOURTAP_SETS(FOURTAP_DEFINE_SCALERS, layout)
-#define FOURTAP_DEFINE_SCALERS(layout, set, ...)                                                                       \
+#define FOURTAP_DEFINE_SCALERS(layout, set, number, linesAtATime)                                                      \
   static_assert(fourtap::FitsLines(fourtap::scalerOf_##set<layout##Layout>));                                          \
+  static_assert(fourtap::LinesAtATime(fourtap::scalerOf_##set<layout##Layout>) == (linesAtATime));                     \
   void FourTapScale##layout##_##set(_SCALE_CONTEXT* context, unsigned char const* src, int srcStride,                  \
                                     unsigned char* dst, int dstStride, int xDest, int yDest, int cxDest, int cyDest) { \
     fourtap::ScaleFrame(fourtap::scalerOf_##set<layout##Layout>, *context, src, srcStride, dst, dstStride, xDest,      \

@@ -33,7 +33,7 @@ struct Scaler {
   HorzScaleSrcLines* scaleSrcLines;  // the same for source lines
   IntermediateLines intermediateLines;
   bool holdsLinesBack;   // progressive calls keep the lines of a block that is not full for the next call
-  bool fillsWholeTable;  // frame calls list all source lines in the context, not only those that they need
+  bool fillsWholeTable;  // frame calls list all lines of a whole source in the context, not only those that they need
 };
 
 // Whether the blocks of a scaler fit into the lines of a context.
@@ -43,6 +43,9 @@ constexpr bool FitsLines(Scaler const& scaler) {
          scaler.passes[1].lineCount < scaler.passes[0].lineCount;
 }
 static_assert(wideBlockLines <= mostBlockLines);
+
+// How many lines leave a progressive call at a time while both sizes change.
+constexpr int LinesAtATime(Scaler const& scaler) { return scaler.holdsLinesBack ? scaler.passes[0].lineCount : 1; }
 
 // The two scaler types of the public header, for any layout and instruction set.
 void ScaleFrame(Scaler const&, _SCALE_CONTEXT&, unsigned char const* src, int srcStride, unsigned char* dst,
