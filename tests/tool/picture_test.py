@@ -214,28 +214,32 @@ class PictureTest(ToolCase):
         self.assertEqual({len(pixel) for pixel in pixels("--alpha", "drop")}, {3})
         self.refuse(3, ["alpha", "--alpha drop"], source, "out.jpg", "--size", "10x10")
 
+    def test_alpha_and_each_colour_are_scaled_as_the_model_does(self):
         for mode in "LA", "RGBA":
             picture = coloured(mode, 40, 30)
             *colours, alpha = picture.split()
             content = encoded(picture, format="PNG")
-
-            def scaled_plane(plane):
-                return by_model(8, plane, (40, 30), (20, 15), (13, 11))
-            alpha_out = scaled_plane(alpha.tobytes())
-            for rule in "multiply", "premultiplied", "straight":
-                result = decoded(self.scale("-", "-", "--size", "13x11!", "--alpha", rule, stdin=content))
-                *result_colours, result_alpha = result.split()
-                self.assertEqual(result_alpha.tobytes(), alpha_out)
-                for colour, result_colour in zip(colours, result_colours):
-                    plane = colour.tobytes()
-                    if rule == "multiply":
-                        plane = bytes((2 * c * a + 255) // 510 for c, a in zip(plane, alpha.tobytes()))
-                    plane = scaled_plane(plane)
-                    if rule == "multiply":
-                        plane = bytes(min(255, (c * 255 + a // 2) // a) if a else 0 for c, a in zip(plane, alpha_out))
-                    self.assertEqual(result_colour.tobytes(), plane, (mode, rule))
             unscaled = decoded(self.scale("-", "-", "--size", "100%", stdin=content))
             self.assertEqual(unscaled.tobytes(), picture.tobytes())
+            for sizes in ((40, 30), (20, 15), (13, 11)), ((40, 30), (55, 77)), ((40, 30), (40, 17)), ((40, 30), (91, 30)):
+                def scaled_plane(plane, sizes=sizes):
+                    return by_model(8, plane, *sizes)
+                alpha_out = scaled_plane(alpha.tobytes())
+                for rule in "multiply", "premultiplied", "straight", "drop":
+                    expected = []
+                    for plane in (colour.tobytes() for colour in colours):
+                        if rule == "multiply":
+                            plane = bytes((2 * c * a + 255) // 510 for c, a in zip(plane, alpha.tobytes()))
+                        plane = scaled_plane(plane)
+                        if rule == "multiply":
+                            plane = bytes(min(255, (c * 255 + a // 2) // a) if a else 0
+                                          for c, a in zip(plane, alpha_out))
+                        expected.append(plane)
+                    expected += [alpha_out] if rule != "drop" else []
+                    for more in [], ["--set", "mmx"], ["--progressive", "1"]:
+                        result = decoded(self.scale("-", "-", "--size", "{}x{}!".format(*sizes[-1]), "--alpha", rule,
+                                                    *more, stdin=content))
+                        self.assertEqual([plane.tobytes() for plane in result.split()], expected, (mode, sizes, rule))
 
     @unless_sanitized
     def test_memory_is_that_of_a_few_lines(self):

@@ -13,7 +13,9 @@ from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, ToolCase, await_
 # Y4M's names: pixels to each chroma sample, across and down.
 CHROMA = {"420": (2, 2), "420jpeg": (2, 2), "420mpeg2": (2, 2), "420paldv": (2, 2), "411": (4, 1), "422": (2, 1),
           "444": (1, 1), "mono": None}
-BYTES_PER_PIXEL = {"Plane": 1, "RGB24": 3, "RGB32": 4, "XYXY": 2, "YXYX": 2}
+# The same of raw frames whose chroma is one plane of two channels.
+PAIRED_CHROMA = {"nv12": (2, 2), "nv21": (2, 2), "nv16": (2, 1), "nv61": (2, 1), "nv24": (1, 1), "nv42": (1, 1)}
+BYTES_PER_PIXEL = {"Plane": 1, "RGB24": 3, "RGB32": 4, "XYXY": 2, "YXYX": 2, "UV16": 2, "RGBA32": 4}
 
 
 def noise(count, seed):
@@ -21,10 +23,14 @@ def noise(count, seed):
 
 
 def plane_sizes(chroma, size):
-    if CHROMA[chroma] is None:
+    if chroma == "mono":
         return [size]
-    (across, down), (cx, cy) = CHROMA[chroma], size
-    return [size] + 2 * [(-(-cx // across), -(-cy // down))]
+    (across, down), (cx, cy) = {**CHROMA, **PAIRED_CHROMA}[chroma], size
+    return [size] + (1 if chroma in PAIRED_CHROMA else 2) * [(-(-cx // across), -(-cy // down))]
+
+
+def plane_layouts(chroma):
+    return ["Plane", "UV16"] if chroma in PAIRED_CHROMA else ["Plane"] * len(plane_sizes(chroma, (1, 1)))
 
 
 def crop(pixels, bytes_per_pixel, cx, rect):
@@ -34,33 +40,44 @@ def crop(pixels, bytes_per_pixel, cx, rect):
 
 
 class Clip:
-    """Y4M video with noise in its planes."""
+    """Video with noise in its planes: raw frames where chroma is paired, else Y4M."""
 
     def __init__(self, chroma, size, frames=3, parameters="F30000:1001 Ip A10:11", frame_parameters=("", " Ixyz", "")):
         self.chroma, self.size, self.parameters = chroma, size, parameters
-        self.planes = [[noise(cx * cy, (frame, plane)) for plane, (cx, cy) in enumerate(plane_sizes(chroma, size))]
+        self.layouts = plane_layouts(chroma)
+        self.planes = [[noise(cx * cy * BYTES_PER_PIXEL[layout], (frame, plane))
+                        for plane, (layout, (cx, cy)) in enumerate(zip(self.layouts, plane_sizes(chroma, size)))]
                        for frame in range(frames)]
         self.frame_parameters = frame_parameters
 
+    def raw(self, planes=None):
+        return b"".join(b"".join(frame) for frame in planes or self.planes)
+
     def bytes(self, size=None, planes=None):
+        if self.chroma in PAIRED_CHROMA:
+            return self.raw(planes)
         cx, cy = size or self.size
         header = f"YUV4MPEG2 W{cx} H{cy} {self.parameters} C{self.chroma} XYSCSS=1 XCOLORRANGE=LIMITED\n"
         frames = (f"FRAME{parameters}\n".encode() + b"".join(frame)
                   for parameters, frame in zip(itertools.cycle(self.frame_parameters), planes or self.planes))
         return header.encode() + b"".join(frames)
 
-    def scaled(self, *sizes, rect=None):
-        """What the clip becomes after steps of these sizes."""
+    def scaled_planes(self, *sizes, rect=None):
+        """What the planes of each frame become after steps of these sizes."""
         chains = list(zip(*(plane_sizes(self.chroma, size) for size in (self.size, *sizes))))
         # Planes that keep their size are passed on.
         chains = [[size for size, _ in itertools.groupby(chain)] for chain in chains]
-        planes = [[by_model("Plane", plane, *chain) for plane, chain in zip(frame, chains)] for frame in self.planes]
+        planes = [[by_model(layout, plane, *chain) for layout, plane, chain in zip(self.layouts, frame, chains)]
+                  for frame in self.planes]
         if rect is None:
-            return self.bytes(sizes[-1], planes)
+            return planes
         corners, extents = plane_sizes(self.chroma, rect[:2]), plane_sizes(self.chroma, rect[2:])
-        parts = [[crop(plane, 1, chain[-1][0], corner + extent)
-                  for plane, chain, corner, extent in zip(frame, chains, corners, extents)] for frame in planes]
-        return self.bytes(rect[2:], parts)
+        return [[crop(plane, BYTES_PER_PIXEL[layout], chain[-1][0], corner + extent)
+                 for layout, plane, chain, corner, extent in zip(self.layouts, frame, chains, corners, extents)]
+                for frame in planes]
+
+    def scaled(self, *sizes, rect=None):
+        return self.bytes(rect[2:] if rect else sizes[-1], self.scaled_planes(*sizes, rect=rect))
 
 
 class VideoTest(ToolCase):
@@ -85,9 +102,11 @@ class VideoTest(ToolCase):
 
     def test_raw_frames_by_all_names(self):
         names = {
-            "Plane": "plane gray GRAY8 GREY Y800",
+            "Plane": "plane gray GRAY8 GREY Y800 mono",
             "RGB24": "rgb24 bgr24 RGB BGR RGB3 BGR3",
-            "RGB32": "rgb32 RGBx BGRx rgb0 bgr0 XR24 XB24",
+            "RGB32": "rgb32 RGBx BGRx rgb0 bgr0 XR24 XB24 BGR4",
+            "RGBA32": "rgba32 RGBA BGRA argb ABGR RA24 BA24 ar24 AB24",
+            "UV16": "uv16 ya8 GRAY8A",
             "XYXY": "xyxy UYVY uyvy422 VYUY 2vuy HDYC uyvy",
             "YXYX": "yxyx YUY2 YUYV yuyv422 YVYU yvyu422 YUNV V422",
         }
@@ -102,16 +121,39 @@ class VideoTest(ToolCase):
     def test_raw_frames_whose_channels_come_last(self):
         frame = noise(22 * 17 * 4, "channels")
         channels_first = by_model("RGB32", frame[1:] + frame[:1], (22, 17), (14, 20))
-        for name in "xRGB", "xBGR", "0rgb", "0bgr":
+        for name in "xRGB", "xBGR", "0rgb", "0bgr", "RX24", "bx24", "RGB4":
             video = self.scale_video(frame * 2, "--raw", f"{name}:22x17", "--size", "14x20!", "--threads", "2")
             self.assertEqual(video, 2 * (b"\0" + channels_first[:-1]))
 
     def test_raw_planar_frames(self):
-        for chroma, name in ("420", "yuv420p"), ("420", "I420"), ("411", "yuv411p"), ("422", "Y42B"), ("444", "yuv444p"):
-            clip = Clip(chroma, (13, 10), parameters="", frame_parameters=[""])
-            frames = clip.bytes().split(b"\n", 1)[1].replace(b"FRAME\n", b"")
-            expected = clip.scaled((20, 7)).split(b"\n", 1)[1].replace(b"FRAME\n", b"")
-            self.assertEqual(self.scale_video(frames, "--raw", f"{name}:13x10", "--size", "20x7!"), expected)
+        names = {"420": "yuv420p yuvj420p I420 YU12 yv12", "411": "i411 yuv411p Y41B 411p",
+                 "422": "i422 yuv422p yuvj422p Y42B 422p", "444": "i444 yuv444p yuvj444p Y444 gbrp GBR"}
+        for chroma, aliases in names.items():
+            clip = Clip(chroma, (13, 10))
+            expected = clip.raw(clip.scaled_planes((20, 7)))
+            for name in aliases.split():
+                self.assertEqual(self.scale_video(clip.raw(), "--raw", f"{name}:13x10", "--size", "20x7!"), expected, name)
+        clip = Clip("444", (13, 10), frames=4)  # and as many planes in three frames of four
+        expected = clip.raw(clip.scaled_planes((20, 7)))
+        for name in "yuva444p", "GBRAP":
+            self.assertEqual(self.scale_video(clip.raw(), "--raw", f"{name}:13x10", "--size", "20x7!"), expected, name)
+
+    def test_raw_frames_with_paired_chroma(self):
+        for name in PAIRED_CHROMA:
+            for sizes, rects in (([(31, 43), (24, 30)], [(2, 4, 6, 2), (22, 28, 2, 2)]),
+                                 ([(33, 27), (51, 45)], [(48, 40, 3, 5), (0, 44, 2, 1)]),
+                                 ([(9, 50), (9, 27)], [(8, 0, 1, 27)]), ([(16, 9), (19, 9)], [(4, 2, 4, 4)]),
+                                 ([(160, 150), (80, 75), (40, 38), (31, 25)], [(30, 24, 1, 1), (10, 6, 8, 4)]),
+                                 ([(10, 6), (9, 5)], []), ([(1, 1), (5, 3)], [(4, 2, 1, 1)]), ([(5, 3), (3, 2), (2, 2), (1, 1)], [])):
+                clip = Clip(name, sizes[0], frames=2)
+                cx, cy = sizes[-1]
+                for rect, threads in itertools.product([None, *rects], "13"):
+                    with self.subTest(name=name, sizes=sizes, rect=rect, threads=threads):
+                        part = ["--rect", ",".join(map(str, rect))] if rect else []
+                        raw = "{}:{}x{}".format(name.upper() if threads == "1" else name, *sizes[0])
+                        video = self.scale_video(clip.bytes(), "--raw", raw, "--size", f"{cx}x{cy}!", "--threads",
+                                                 threads, *part)
+                        self.assertEqual(video, clip.scaled(*sizes[1:], rect=rect))
 
     def test_large_reductions_are_made_in_steps(self):
         clip = Clip("420", (80, 21))
@@ -151,7 +193,7 @@ class VideoTest(ToolCase):
     def test_rectangle_of_packed_pixels_is_the_crop_of_the_whole(self):
         for layout, count in BYTES_PER_PIXEL.items():
             for sizes, rects in (
-                    ([(180, 40), (90, 40), (46 if count == 2 else 45, 40), (26, 20)],
+                    ([(180, 40), (90, 40), (46 if layout in ("XYXY", "YXYX") else 45, 40), (26, 20)],
                      [(2, 3, 4, 5), (24, 19, 2, 1), (0, 0, 2, 20), (12, 7, 10, 2)]),
                     # Chroma of pairs, enlarged, comes from farther off than their luma.
                     ([(20, 160), (20, 80), (20, 40), (90, 30)], [(x, 7, 2, 2) for x in range(0, 90, 2)])):
@@ -181,8 +223,10 @@ class VideoTest(ToolCase):
         self.refuse_video(BAD_INPUT, ["cut short"], b"YUV4MPEG2 W8 H6", *size)
         self.refuse_video(BAD_INPUT, ["no Y4M"], b"YUV4MPEG22 W8 H6\n", *size)
 
-        for raw in "uyvy", "uyvy:", "uyvy:8", "rgba:8x6", "nv12:8x6", ":8x6", "uyvy:0x6", "uyvy:8x6x2":
+        for raw in "uyvy", "uyvy:", "uyvy:8", "p010:8x6", "nv1:8x6", "nv12 nv21:8x6", ":8x6", "uyvy:0x6", "uyvy:8x6x2":
             self.refuse_video(BAD_USAGE, [f'"{raw}"', "expected"], bytes(96), "--raw", raw, *size)
+        self.refuse_video(BAD_USAGE, ["one of the layouts gray, rgb24, ", " i420, ", " nv12, ", " or xrgb"], bytes(96),
+                          "--raw", "none:8x6", *size)
         for layout in "uyvy", "yuy2":
             self.refuse_video(BAD_USAGE, [f"{layout}:7x6", "even"], bytes(84), "--raw", f"{layout}:7x6", *size)
             self.refuse_video(BAD_USAGE, ["5x5", "even"], bytes(96), "--raw", f"{layout}:8x6", "--size", "5x5!")
@@ -193,7 +237,10 @@ class VideoTest(ToolCase):
                                    ("444", "1,0,12,12", "12x12"), ("444", "2147483647,0,1,1", "12x12"),
                                    ("mono", "0,12,1,1", "12x12")):
             self.refuse_video(BAD_USAGE, ["--rect: ", word], Clip(chroma, (8, 8)).bytes(), "--size", "12x12", "--rect", rect)
-        self.refuse_video(BAD_USAGE, ["--rect: 2x2 pixels at 1,0", "columns"], bytes(96), "--raw", "uyvy:8x6", "--rect", "1,0,2,2")
+        for layout, rect, word in (("uyvy", "1,0,2,2", "columns in multiples of 2"), ("nv12", "1,0,2,2", "columns"),
+                                   ("nv12", "0,1,2,2", "lines in multiples of 2"), ("nv12", "0,0,2,3", "lines"),
+                                   ("nv16", "0,0,3,2", "columns"), ("nv24", "0,0,9,1", "8x6")):
+            self.refuse_video(BAD_USAGE, ["--rect: ", word], bytes(144), "--raw", f"{layout}:8x6", "--rect", rect)
 
     def test_sizes_beyond_counting_are_refused(self):
         self.refuse_video(BAD_USAGE, ["2147483647x2147483647"], Clip("mono", (8, 6)).bytes(), "--size",

@@ -128,7 +128,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
   AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",
                   "Refuse inputs that claim more pixels; 1073741824 is the default");
-  app.add_option("--raw", options.raw, "The input is video frames without headers, such as uyvy:1920x1080")
+  app.add_option("--raw", options.raw, "The input is video frames without headers, such as nv12:1920x1080")
       ->type_name("LAYOUT:WxH");
   AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
                   "Threads that scale video; one per processor is the default. The result is the same");

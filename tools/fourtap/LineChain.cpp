@@ -22,19 +22,24 @@ int LinesPerBand(int lineBytes) { return std::clamp(bandBytes / lineBytes, 1, mo
 // Source lines that an output line is made of.
 int const tapLines = 4;
 
+size_t LinesBytes(int count, int stride) { return static_cast<size_t>(count) * static_cast<size_t>(stride); }
+
 bool IsWhole(PictureRect const& rect, PictureSize size) { return rect.cx == size.cx && rect.cy == size.cy; }
 
 PixelKind WithoutAlpha(PixelKind kind) {
   return kind == PixelKind::grayAlpha ? PixelKind::gray : kind == PixelKind::rgba ? PixelKind::rgb : kind;
 }
 
-FourTapLayout LayoutOf(int bytesPerPixel) {
-  return bytesPerPixel == 1 ? FourTapLayoutPlane : bytesPerPixel == 3 ? FourTapLayoutRGB24 : FourTapLayoutRGB32;
+FourTapLayout LayoutOf(PixelKind kind) {
+  FourTapLayout const layouts[] = {FourTapLayoutPlane, FourTapLayoutUV16, FourTapLayoutRGB24, FourTapLayoutRGB32,
+                                   FourTapLayoutRGBA32};
+  return layouts[static_cast<int>(kind)];
 }
 
-// Colours times alpha, rounded to nearest.
+// Colour times alpha over 255, rounded to nearest: without dividing.
 unsigned char Multiplied(unsigned char colour, unsigned char alpha) {
-  return static_cast<unsigned char>((2 * colour * alpha + 255) / 510);
+  int const product = colour * alpha + 128;
+  return static_cast<unsigned char>((product + (product >> 8)) >> 8);
 }
 
 // What Multiplied undoes, as far as that can be known: [alpha][colour].
@@ -52,157 +57,129 @@ DivisionTable const& Divided() {
   return table;
 }
 
-template <size_t channels, bool multiply>
-void TakeApart(unsigned char const* pixels, size_t cx, unsigned char* colours, unsigned char* alpha) {
-  for (size_t x = 0; x < cx; ++x, pixels += channels + 1, colours += channels) {
-    unsigned char const a = pixels[channels];
-    if (alpha) alpha[x] = a;
-    for (size_t c = 0; c < channels; ++c) colours[c] = multiply ? Multiplied(pixels[c], a) : pixels[c];
+template <size_t colours>
+void DropAlpha(unsigned char const* pixels, size_t cx, unsigned char* changed) {
+  for (size_t x = 0; x < cx; ++x, pixels += colours + 1, changed += colours) {
+    for (size_t c = 0; c < colours; ++c) changed[c] = pixels[c];
   }
 }
 
-template <size_t channels, bool divide>
-void PutTogether(unsigned char const* colours, unsigned char const* alpha, size_t cx, unsigned char* pixels) {
-  for (size_t x = 0; x < cx; ++x, pixels += channels + 1, colours += channels) {
-    auto const& divided = Divided()[alpha[x]];
-    for (size_t c = 0; c < channels; ++c) pixels[c] = divide ? divided[colours[c]] : colours[c];
-    pixels[channels] = alpha[x];
+template <size_t colours, bool divide>
+void WeightByAlpha(unsigned char const* pixels, size_t cx, unsigned char* changed) {
+  DivisionTable const& divided = Divided();
+  for (size_t x = 0; x < cx; ++x, pixels += colours + 1, changed += colours + 1) {
+    unsigned char const alpha = pixels[colours];
+    for (size_t c = 0; c < colours; ++c) {
+      changed[c] = divide ? divided[alpha][pixels[c]] : Multiplied(pixels[c], alpha);
+    }
+    changed[colours] = alpha;
   }
+}
+
+PixelChange* ChangeIn(ChainPlan const& plan) {
+  bool const gray = IsGray(plan.kindIn);
+  if (plan.kindIn != plan.kindOut) return gray ? DropAlpha<1> : DropAlpha<3>;
+  if (plan.multipliesAlpha) return gray ? WeightByAlpha<1, false> : WeightByAlpha<3, false>;
+  return nullptr;
+}
+
+PixelChange* ChangeOut(ChainPlan const& plan) {
+  if (!plan.multipliesAlpha) return nullptr;
+  return IsGray(plan.kindOut) ? WeightByAlpha<1, true> : WeightByAlpha<3, true>;
 }
 
 }  // namespace
 
 // One step of the chain.
 struct ChainStep {
-  struct Plane {
-    int bytesPerPixel;
-    conformance::Variant const& scaler;
-    conformance::OwnedContext context;
-    int strideIn, strideOut;
-    std::unique_ptr<unsigned char[]> window;  // source lines at hand, as far as they are needed
-    std::unique_ptr<unsigned char[]> made;    // output lines, for the next step
-  };
-
   PictureSize in, out;
   PictureRect neededIn, neededOut;
+  int strideIn, strideOut;
   // Whole pictures go through the progressive scaler. But of a rectangle only what it needs is computed; and the slices
   // of an enlargement, however small, could give any number of lines: there the frame scaler makes one band after the
   // other.
   bool byBands;
   int linesAtOnce;  // at most, for the next step
-  std::vector<Plane> planes;
-  SampleRange window;  // source lines
-  int yOut;            // lines made, those before neededOut included
+  conformance::Variant const& scaler;
+  conformance::OwnedContext context;
+  std::unique_ptr<unsigned char[]> kept;  // source lines at hand, as far as they are needed
+  std::unique_ptr<unsigned char[]> made;  // output lines, for the next step
+  SampleRange window;                     // source lines that are kept
+  int yOut;                               // lines made, those before neededOut included
 
   ChainStep(ChainPlan const& plan, size_t step, int linesPerPush)
       : in(plan.SizeAt(step)),
         out(plan.SizeAt(step + 1)),
         neededIn(plan.needed[step]),
         neededOut(plan.needed[step + 1]),
+        strideIn(neededIn.cx * BytesPerPixel(plan.kindOut)),
+        strideOut(neededOut.cx * BytesPerPixel(plan.kindOut)),
         byBands(out.cy > in.cy || !IsWhole(neededOut, out)),
-        linesAtOnce(byBands ? LinesPerBand(neededOut.cx * plan.Planes().front())
-                            : FourTapScaleMostLinesWritten(in.cy, out.cy, linesPerPush)),
+        linesAtOnce(byBands ? LinesPerBand(strideOut) : FourTapScaleMostLinesWritten(in.cy, out.cy, linesPerPush)),
+        scaler(ScalersOf(LayoutOf(plan.kindOut))),
+        context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * BytesPerPixel(plan.kindOut))),
+        kept(byBands ? Bytes(LinesBytes(tapLines - 1 + linesPerPush, strideIn)) : nullptr),
+        made(Bytes(LinesBytes(linesAtOnce, strideOut))),
         window{neededIn.y, neededIn.y},
         yOut(neededOut.y) {
-    for (int const bytesPerPixel : plan.Planes()) {
-      conformance::OwnedContext context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * bytesPerPixel));
-      if (!context) throw std::bad_alloc();
-      int const strideIn = neededIn.cx * bytesPerPixel, strideOut = neededOut.cx * bytesPerPixel;
-      planes.push_back({.bytesPerPixel = bytesPerPixel,
-                        .scaler = ScalersOf(LayoutOf(bytesPerPixel)),
-                        .context = std::move(context),
-                        .strideIn = strideIn,
-                        .strideOut = strideOut,
-                        .window = byBands ? Bytes(LinesBytes(tapLines - 1 + linesPerPush, strideIn)) : nullptr,
-                        .made = Bytes(LinesBytes(linesAtOnce, strideOut))});
-    }
+    if (!context) throw std::bad_alloc();
   }
 
-  static size_t LinesBytes(int count, int stride) { return static_cast<size_t>(count) * static_cast<size_t>(stride); }
-
   template <class Next>
-  void Push(PlaneLines const& lines, Next const& next) {
+  void Push(PixelLines const& lines, Next const& next) {
     byBands ? PushBands(lines, next) : PushSlice(lines, next);
   }
 
   template <class Next>
-  void PushSlice(PlaneLines const& lines, Next const& next) {
-    PlaneLines made = Made();
-    for (size_t i = 0; i < planes.size(); ++i) {
-      Plane& plane = planes[i];
-      plane.scaler.slice(plane.context.get(), lines.planes[i], lines.strides[i], lines.count, plane.made.get(),
-                         plane.strideOut, made.count);
-    }
-    if (made.count > 0) next(made);
+  void PushSlice(PixelLines const& lines, Next const& next) {
+    int count;
+    scaler.slice(context.get(), lines.pixels, lines.stride, lines.count, made.get(), strideOut, count);
+    if (count > 0) next({made.get(), strideOut, count});
   }
 
   template <class Next>
-  void PushBands(PlaneLines const& lines, Next const& next) {
+  void PushBands(PixelLines const& lines, Next const& next) {
     MoveWindow(lines);
     int const yEnd = neededOut.y + neededOut.cy;
     for (;;) {
-      PlaneLines made = Made();
-      while (made.count < linesAtOnce && yOut + made.count < yEnd &&
-             FourTapScaleLinesNeeded(in.cy, out.cy, yOut + made.count) <= window.end) {
-        ++made.count;
+      int count = 0;
+      while (count < linesAtOnce && yOut + count < yEnd &&
+             FourTapScaleLinesNeeded(in.cy, out.cy, yOut + count) <= window.end) {
+        ++count;
       }
-      if (made.count == 0) return;
-      for (Plane& plane : planes) {
-        FourTapScaleSourceOrigin(plane.context.get(), neededIn.x, window.first);
-        plane.scaler.frame(plane.context.get(), plane.window.get(), plane.strideIn, plane.made.get(), plane.strideOut,
-                           neededOut.x, yOut, neededOut.cx, made.count);
-      }
-      yOut += made.count;
-      next(made);
+      if (count == 0) return;
+      FourTapScaleSourceOrigin(context.get(), neededIn.x, window.first);
+      scaler.frame(context.get(), kept.get(), strideIn, made.get(), strideOut, neededOut.x, yOut, neededOut.cx, count);
+      yOut += count;
+      next({made.get(), strideOut, count});
     }
   }
 
   // Forgets the lines that no output line needs any more, and adds new ones.
-  void MoveWindow(PlaneLines const& lines) {
+  void MoveWindow(PixelLines const& lines) {
     int const yEnd = neededOut.y + neededOut.cy;
     int const first =
         yOut == yEnd ? window.end : std::min(FourTapScaleFirstLineNeeded(in.cy, out.cy, yOut), window.end);
-    for (size_t i = 0; i < planes.size(); ++i) {
-      Plane const& plane = planes[i];
-      size_t const kept = LinesBytes(window.end - first, plane.strideIn);
-      std::memmove(plane.window.get(), plane.window.get() + LinesBytes(first - window.first, plane.strideIn), kept);
-      unsigned char* const dst = plane.window.get() + kept;
-      for (int line = 0; line < lines.count; ++line) {
-        std::memcpy(dst + LinesBytes(line, plane.strideIn), lines.planes[i] + ptrdiff_t{line} * lines.strides[i],
-                    LinesBytes(1, plane.strideIn));
-      }
+    size_t const bytesKept = LinesBytes(window.end - first, strideIn);
+    std::memmove(kept.get(), kept.get() + LinesBytes(first - window.first, strideIn), bytesKept);
+    for (int line = 0; line < lines.count; ++line) {
+      std::memcpy(kept.get() + bytesKept + LinesBytes(line, strideIn), lines.pixels + LinesBytes(line, lines.stride),
+                  LinesBytes(1, strideIn));
     }
     window = {first, window.end + lines.count};
   }
-
-  PlaneLines Made() const {
-    PlaneLines made{};
-    for (size_t i = 0; i < planes.size(); ++i) {
-      made.planes[i] = planes[i].made.get();
-      made.strides[i] = planes[i].strideOut;
-    }
-    return made;
-  }
 };
-
-std::vector<int> ChainPlan::Planes() const {
-  std::vector<int> planes{BytesPerPixel(WithoutAlpha(kindIn))};
-  if (HasAlpha(kindOut)) planes.push_back(1);
-  return planes;
-}
 
 int64_t ChainPlan::ContextBytes() const {
   int64_t sum = 0;
   for (size_t step = 0; step < steps.size(); ++step) {
     PictureSize const from = SizeAt(step), to = SizeAt(step + 1);
-    for (int const bytesPerPixel : Planes()) {
-      int64_t const bytes = FourTapScaleContextBytes(from.cx, from.cy, to.cx, to.cy, 8 * bytesPerPixel);
-      if (bytes < 0) {
-        throw Failure{badUsage, "--size: " + SizeText(from) + " pixels can't be scaled to " + SizeText(to) +
-                                    ", expected lines below 2 GiB"};
-      }
-      sum += bytes;
+    int64_t const bytes = FourTapScaleContextBytes(from.cx, from.cy, to.cx, to.cy, 8 * BytesPerPixel(kindOut));
+    if (bytes < 0) {
+      throw Failure{badUsage, "--size: " + SizeText(from) + " pixels can't be scaled to " + SizeText(to) +
+                                  ", expected lines below 2 GiB"};
     }
+    sum += bytes;
   }
   return sum;
 }
@@ -240,20 +217,16 @@ ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind) {
     bool const whole = IsWhole(plan.needed[step + 1], plan.SizeAt(step + 1));
     PictureSize const from = plan.SizeAt(step);
     plan.needed[step] = whole ? PictureRect{0, 0, from.cx, from.cy}
-                              : NeededRect(FourTapLayoutPlane, from, plan.SizeAt(step + 1), plan.needed[step + 1]);
+                              : NeededRect(LayoutOf(plan.kindOut), from, plan.SizeAt(step + 1), plan.needed[step + 1]);
   }
   return plan;
 }
 
 LineChain::LineChain(ChainPlan const& chainPlan, int linesPerPush, Sink theSink)
-    : plan(chainPlan), sink(std::move(theSink)) {
-  if (HasAlpha(plan.kindIn)) {
-    int const colourBytes = BytesPerPixel(WithoutAlpha(plan.kindIn));
-    for (int i = 0; i < 2; ++i) {
-      parts[i] = Bytes(ChainStep::LinesBytes(linesPerPush, plan.needed.front().cx * (i == 0 ? colourBytes : 1)));
-    }
-  }
-  if (HasAlpha(plan.kindOut)) together = Bytes(LineBytes({plan.Rect().cx, plan.Rect().cy}, plan.kindOut));
+    : plan(chainPlan), sink(std::move(theSink)), changeIn(ChangeIn(plan)), changeOut(ChangeOut(plan)) {
+  size_t const bytesIn = LineBytes({plan.needed.front().cx, 1}, plan.kindOut);
+  if (changeIn) changedIn = Bytes(static_cast<size_t>(linesPerPush) * bytesIn);
+  if (changeOut) changedOut = Bytes(LineBytes({plan.Rect().cx, 1}, plan.kindOut));
   int linesAtOnce = linesPerPush;
   for (size_t step = 0; step < plan.steps.size(); ++step) {
     steps.push_back(std::make_unique<ChainStep>(plan, step, linesAtOnce));
@@ -265,42 +238,33 @@ LineChain::~LineChain() = default;
 
 void LineChain::Push(unsigned char const* lines, int count) {
   PictureRect const& needed = plan.needed.front();
-  size_t const lineBytes = LineBytes(plan.in, plan.kindIn);
+  int const stride = plan.in.cx * BytesPerPixel(plan.kindIn);
   int const first = std::clamp(needed.y - y, 0, count);
   int const end = std::clamp(needed.y + needed.cy - y, first, count);
   y += count;
   if (first == end) return;
-  lines += lineBytes * static_cast<size_t>(first) + LineBytes({needed.x, 1}, plan.kindIn);
+  lines += LinesBytes(first, stride) + LineBytes({needed.x, 1}, plan.kindIn);
   count = end - first;
+  if (!changeIn) return PushInto(0, {lines, stride, count});
 
-  int const colourBytes = BytesPerPixel(WithoutAlpha(plan.kindIn));
-  if (!HasAlpha(plan.kindIn)) return PushInto(0, {{lines, nullptr}, {static_cast<int>(lineBytes), 0}, count});
-  auto const takeApart = plan.multipliesAlpha ? (colourBytes == 1 ? TakeApart<1, true> : TakeApart<3, true>)
-                                              : (colourBytes == 1 ? TakeApart<1, false> : TakeApart<3, false>);
-  int const stride = needed.cx * colourBytes;
-  for (int line = 0; line < count; ++line, lines += lineBytes) {
-    takeApart(lines, static_cast<size_t>(needed.cx), parts[0].get() + ptrdiff_t{line} * stride,
-              parts[1].get() + ptrdiff_t{line} * needed.cx);
+  int const changedStride = needed.cx * BytesPerPixel(plan.kindOut);
+  for (int line = 0; line < count; ++line) {
+    changeIn(lines + LinesBytes(line, stride), static_cast<size_t>(needed.cx),
+             changedIn.get() + LinesBytes(line, changedStride));
   }
-  PushInto(0, {{parts[0].get(), parts[1].get()}, {stride, needed.cx}, count});
+  PushInto(0, {changedIn.get(), changedStride, count});
 }
 
-void LineChain::PushInto(size_t step, PlaneLines const& lines) {
+void LineChain::PushInto(size_t step, PixelLines const& lines) {
   if (step == steps.size()) return Deliver(lines);
-  steps[step]->Push(lines, [this, step](PlaneLines const& made) { PushInto(step + 1, made); });
+  steps[step]->Push(lines, [this, step](PixelLines const& made) { PushInto(step + 1, made); });
 }
 
-void LineChain::Deliver(PlaneLines const& lines) {
-  int const colourBytes = BytesPerPixel(WithoutAlpha(plan.kindIn));
-  auto const putTogether = plan.multipliesAlpha ? (colourBytes == 1 ? PutTogether<1, true> : PutTogether<3, true>)
-                                                : (colourBytes == 1 ? PutTogether<1, false> : PutTogether<3, false>);
+void LineChain::Deliver(PixelLines const& lines) {
   for (int line = 0; line < lines.count; ++line) {
-    unsigned char const* const colours = lines.planes[0] + ptrdiff_t{line} * lines.strides[0];
-    if (together) {
-      putTogether(colours, lines.planes[1] + ptrdiff_t{line} * lines.strides[1], static_cast<size_t>(plan.Rect().cx),
-                  together.get());
-    }
-    sink(together ? together.get() : colours);
+    unsigned char const* const pixels = lines.pixels + LinesBytes(line, lines.stride);
+    if (changeOut) changeOut(pixels, static_cast<size_t>(plan.Rect().cx), changedOut.get());
+    sink(changeOut ? changedOut.get() : pixels);
   }
 }
 

@@ -18,14 +18,12 @@ struct ChainPlan {
   PictureSize in{};
   std::vector<PictureSize> steps;   // none: nothing is filtered
   std::vector<PictureRect> needed;  // of the picture before each step, and of the result
-  PixelKind kindIn{}, kindOut{};
+  PixelKind kindIn{}, kindOut{};    // the latter is that of all lines that are scaled
   bool multipliesAlpha = false;
 
   PictureSize SizeAt(size_t step) const { return step == 0 ? in : steps[step - 1]; }
   PictureRect const& Rect() const { return needed.back(); }
   int LinesToRead() const { return needed.front().y + needed.front().cy; }
-  // Of the colours, and of alpha, if there is one: bytes per pixel.
-  std::vector<int> Planes() const;
   // That all contexts take. Throws a Failure when a size is beyond the scalers.
   int64_t ContextBytes() const;
 };
@@ -33,12 +31,15 @@ struct ChainPlan {
 // Throws a Failure when the size or the rectangle asked for can't be had.
 ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind);
 
-// Lines as the scalers have them.
-struct PlaneLines {
-  unsigned char const* planes[2];
-  int strides[2];
+// Lines on their way.
+struct PixelLines {
+  unsigned char const* pixels;
+  int stride;
   int count;
 };
+
+// Makes other pixels of a line's.
+typedef void PixelChange(unsigned char const* pixels, size_t cx, unsigned char* changed);
 
 struct ChainStep;
 
@@ -54,15 +55,18 @@ struct LineChain {
   void Push(unsigned char const* lines, int count);
 
  private:
-  void PushInto(size_t step, PlaneLines const& lines);
-  void Deliver(PlaneLines const& lines);
+  void PushInto(size_t step, PixelLines const& lines);
+  void Deliver(PixelLines const& lines);
 
   ChainPlan plan;
   Sink sink;
   std::vector<std::unique_ptr<ChainStep>> steps;
-  int y = 0;                                  // lines pushed
-  std::unique_ptr<unsigned char[]> parts[2];  // lines with alpha, taken apart
-  std::unique_ptr<unsigned char[]> together;  // a line of the result, alpha included
+  int y = 0;  // lines pushed
+  // Before the first step and after the last one; null: lines pass as they are.
+  PixelChange* const changeIn;
+  PixelChange* const changeOut;
+  std::unique_ptr<unsigned char[]> changedIn;   // of a push
+  std::unique_ptr<unsigned char[]> changedOut;  // a line
 };
 
 }  // namespace tool

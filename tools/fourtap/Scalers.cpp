@@ -51,7 +51,7 @@ std::vector<std::string> AvailableSets() {
   return names;
 }
 
-conformance::Variant const& ScalersOf(FourTapLayout layout) {
+conformance::Variant const& ScalersOf(int layout) {
   return conformance::VariantOf(static_cast<conformance::Layout>(layout), *inUse);
 }
 

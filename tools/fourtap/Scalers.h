@@ -19,7 +19,7 @@ std::vector<std::string_view> SetNames();
 // Those that the processor has.
 std::vector<std::string> AvailableSets();
 
-// Of the set chosen.
-conformance::Variant const& ScalersOf(FourTapLayout layout);
+// Of a layout, by its public number, and the set chosen.
+conformance::Variant const& ScalersOf(int layout);
 
 }  // namespace tool

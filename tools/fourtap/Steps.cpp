@@ -24,7 +24,7 @@ std::string StepsText(PictureSize in, std::vector<PictureSize> const& steps, boo
   return passedOn ? text + ", passed on unfiltered" : text;
 }
 
-PictureRect NeededRect(FourTapLayout layout, PictureSize in, PictureSize out, PictureRect const& rect) {
+PictureRect NeededRect(int layout, PictureSize in, PictureSize out, PictureRect const& rect) {
   PictureRect needed;
   FourTapScaleSourceNeeded(layout, in.cx, in.cy, out.cx, out.cy, rect.x, rect.y, rect.cx, rect.cy, needed.x, needed.y,
                            needed.cx, needed.cy);

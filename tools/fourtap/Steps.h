@@ -24,6 +24,6 @@ struct SampleRange {
 };
 
 // The part of the source that a part of the scaled picture is made of.
-PictureRect NeededRect(FourTapLayout layout, PictureSize in, PictureSize out, PictureRect const& rect);
+PictureRect NeededRect(int layout, PictureSize in, PictureSize out, PictureRect const& rect);
 
 }  // namespace tool

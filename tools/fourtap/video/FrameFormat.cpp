@@ -1,103 +1,125 @@
 #include "fourtap/video/FrameFormat.h"
 
 #include <algorithm>
+#include <cctype>
+#include <span>
+#include <string_view>
 #include <vector>
 
 #include "fourtap/Failure.h"
+#include "variants/Variants.h"
 
 namespace tool {
 
 namespace {
 
-FrameFormat const mono{.layout = FourTapLayoutPlane, .bytesPerPixel = 1};
-FrameFormat const rgb24{.layout = FourTapLayoutRGB24, .bytesPerPixel = 3};
-FrameFormat const rgb32{.layout = FourTapLayoutRGB32, .bytesPerPixel = 4};
-FrameFormat const rgb32ChannelsLast{.layout = FourTapLayoutRGB32, .bytesPerPixel = 4, .firstChannel = 1};
-FrameFormat const xyxy{.layout = FourTapLayoutXYXY, .bytesPerPixel = 2, .cxMultiple = 2};
-FrameFormat const yxyx{.layout = FourTapLayoutYXYX, .bytesPerPixel = 2, .cxMultiple = 2};
+struct PixelTraits {
+  int bytes;
+  int sharing;  // that have samples in common
+};
+#define TRAITS_OF(with, name, bitsPerPixel, pixelsPerUnit) {(bitsPerPixel) / 8, pixelsPerUnit},
+constexpr PixelTraits pixels[] = {FOURTAP_LAYOUTS(TRAITS_OF, )};
+#undef TRAITS_OF
 
-constexpr FrameFormat Planar(int cxPerChroma, int cyPerChroma) {
-  return {.layout = FourTapLayoutPlane,
-          .bytesPerPixel = 1,
-          .planes = 3,
-          .cxPerChroma = cxPerChroma,
-          .cyPerChroma = cyPerChroma};
-}
-FrameFormat const planar420 = Planar(2, 2);
-FrameFormat const planar411 = Planar(4, 1);
-FrameFormat const planar422 = Planar(2, 1);
-FrameFormat const planar444 = Planar(1, 1);
+// The library's scalers know RGB32 with its channels first. These have them last, and are scaled from the second byte
+// on.
+constexpr fourtap_format channelsLast{"xrgb xbgr 0rgb 0bgr rx24 bx24 rgb4", 1, {{FOURTAP_RGB32, 1, 1}}};
 
-struct NamedFormat {
+struct Y4MName {
+  std::string_view chroma;
+  char const* format;
+};
+constexpr Y4MName y4mNames[] = {
+    {"mono", "gray"},     {"420", "i420"}, {"420jpeg", "i420"}, {"420mpeg2", "i420"},
+    {"420paldv", "i420"}, {"411", "i411"}, {"422", "i422"},     {"444", "i444"},
+};
+
+std::vector<std::string_view> NamesOf(fourtap_format const& format) {
   std::vector<std::string_view> names;
-  FrameFormat const& format;
-};
-
-// GStreamer's, FFmpeg's and V4L2's names among them.
-std::vector<NamedFormat> const rawFormats = {
-    {{"plane", "gray", "gray8", "grey", "y800"}, mono},
-    {{"rgb24", "bgr24", "rgb", "bgr", "rgb3", "bgr3"}, rgb24},
-    {{"rgb32", "rgb0", "bgr0", "rgbx", "bgrx", "xr24", "xb24", "bgr4"}, rgb32},
-    {{"xrgb", "xbgr", "0rgb", "0bgr", "rx24", "bx24", "rgb4"}, rgb32ChannelsLast},
-    {{"xyxy", "uyvy", "uyvy422", "vyuy", "2vuy", "hdyc"}, xyxy},
-    {{"yxyx", "yuyv", "yuyv422", "yuy2", "yunv", "v422", "yvyu", "yvyu422"}, yxyx},
-    {{"yuv420p", "yuvj420p", "i420", "yu12", "yv12"}, planar420},
-    {{"yuv411p", "y41b", "411p"}, planar411},
-    {{"yuv422p", "yuvj422p", "y42b", "422p"}, planar422},
-    {{"yuv444p", "yuvj444p", "y444"}, planar444},
-};
-
-std::vector<NamedFormat> const y4mFormats = {
-    {{"mono"}, mono},     {{"420", "420jpeg", "420mpeg2", "420paldv"}, planar420},
-    {{"411"}, planar411}, {{"422"}, planar422},
-    {{"444"}, planar444},
-};
-
-FrameFormat const* Find(std::vector<NamedFormat> const& formats, std::string_view name) {
-  for (NamedFormat const& known : formats) {
-    if (std::find(known.names.begin(), known.names.end(), name) != known.names.end()) return &known.format;
+  std::string_view left = format.names;
+  for (size_t blank; (blank = left.find(' ')) != left.npos; left.remove_prefix(blank + 1)) {
+    names.push_back(left.substr(0, blank));
   }
-  return nullptr;
+  names.push_back(left);
+  return names;
+}
+
+std::span<fourtap_plane const> Planes(fourtap_format const& format) {
+  return {format.planes, static_cast<size_t>(format.plane_count)};
 }
 
 }  // namespace
 
-PictureSize PlaneSize(FrameFormat const& format, int plane, PictureSize frame) {
-  if (plane == 0) return frame;
-  auto const rounded = [](int n, int divisor) { return n / divisor + (n % divisor != 0); };
-  return {rounded(frame.cx, format.cxPerChroma), rounded(frame.cy, format.cyPerChroma)};
+int BytesPerPixel(int layout) { return pixels[layout].bytes; }
+
+int FirstChannel(fourtap_format const& format) { return &format == &channelsLast ? 1 : 0; }
+
+int CxMultiple(fourtap_format const& format) {
+  int multiple = 1;
+  for (fourtap_plane const& plane : Planes(format)) multiple = std::max(multiple, pixels[plane.layout].sharing);
+  return multiple;
 }
 
-int64_t PlaneBytes(FrameFormat const& format, int plane, PictureSize frame) {
+PictureSize SharingPixels(fourtap_format const& format) {
+  PictureSize sharing{1, 1};
+  for (fourtap_plane const& plane : Planes(format)) {
+    sharing = {std::max(sharing.cx, plane.columns * pixels[plane.layout].sharing), std::max(sharing.cy, plane.lines)};
+  }
+  return sharing;
+}
+
+PictureSize PlaneSize(fourtap_format const& format, int plane, PictureSize frame) {
+  PictureSize size{};
+  fourtap_plane_size(&format, plane, frame.cx, frame.cy, &size.cx, &size.cy);
+  return size;
+}
+
+int64_t PlaneBytes(fourtap_format const& format, int plane, PictureSize frame) {
   auto const [cx, cy] = PlaneSize(format, plane, frame);
-  return int64_t{cx} * cy * format.bytesPerPixel;
+  return int64_t{cx} * cy * BytesPerPixel(format.planes[plane].layout);
 }
 
-int64_t FrameBytes(FrameFormat const& format, PictureSize frame) {
+int64_t FrameBytes(fourtap_format const& format, PictureSize frame) {
   int64_t bytes = 0;
-  for (int plane = 0; plane < format.planes; ++plane) bytes += PlaneBytes(format, plane, frame);
+  for (int plane = 0; plane < format.plane_count; ++plane) bytes += PlaneBytes(format, plane, frame);
   return bytes;
 }
 
-FrameFormat const* RawFormat(std::string_view name) {
-  std::string lower(name);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+int64_t LongestLineBytes(fourtap_format const& format, PictureSize frame) {
+  int64_t longest = 0;
+  for (int plane = 0; plane < format.plane_count; ++plane) {
+    longest = std::max(longest, PlaneBytes(format, plane, {frame.cx, 1}));
   }
-  return Find(rawFormats, lower);
+  return longest;
+}
+
+fourtap_format const* RawFormat(std::string const& name) {
+  if (fourtap_format const* const format = fourtap_format_named(name.c_str())) return format;
+  std::string lower = name;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  auto const names = NamesOf(channelsLast);
+  return std::find(names.begin(), names.end(), lower) == names.end() ? nullptr : &channelsLast;
 }
 
 std::string RawFormatNames() {
   std::vector<std::string_view> names;
-  for (NamedFormat const& known : rawFormats) names.push_back(known.names.front());
+  for (int number = 0; fourtap_format const* const format = fourtap_format_at(number); ++number) {
+    names.push_back(NamesOf(*format).front());
+  }
+  names.push_back(NamesOf(channelsLast).front());
   return Alternatives(names);
 }
 
-FrameFormat const* Y4MFormat(std::string_view chroma) { return Find(y4mFormats, chroma); }
+fourtap_format const* Y4MFormat(std::string const& chroma) {
+  for (Y4MName const& known : y4mNames) {
+    if (known.chroma == chroma) return fourtap_format_named(known.format);
+  }
+  return nullptr;
+}
 
 std::string Y4MFormatNames() {
   std::vector<std::string_view> names;
-  for (NamedFormat const& known : y4mFormats) names.insert(names.end(), known.names.begin(), known.names.end());
+  for (Y4MName const& known : y4mNames) names.push_back(known.chroma);
   return Alternatives(names);
 }
 

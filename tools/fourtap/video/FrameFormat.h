@@ -1,39 +1,42 @@
-// What a frame of video consists of, and the names that this goes by.
+// What a frame of video consists of, and the names that this goes by: the library's formats, and what only streams
+// know.
 #pragma once
 
-#include <fourtapscale/FourTapScale.h>
+#include <fourtapscale/fourtap.h>
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "fourtap/SizeGrammar.h"
 
 namespace tool {
 
-// Planes one after the other, lines without padding. A frame of several planes has one byte a pixel in the first, and
-// smaller ones for chroma.
-struct FrameFormat {
-  FourTapLayout layout;  // of each plane
-  int bytesPerPixel;
-  int cxMultiple = 1;    // pixels that can't be parted from each other
-  int firstChannel = 0;  // bytes of a pixel before its channels
-  int planes = 1;
-  int cxPerChroma = 1, cyPerChroma = 1;  // pixels to each chroma sample; the last ones may be fewer
-};
+// Bytes of a pixel of that layout.
+int BytesPerPixel(int layout);
 
-// A plane's size in its own pixels, for a frame's size.
-PictureSize PlaneSize(FrameFormat const& format, int plane, PictureSize frame);
-int64_t PlaneBytes(FrameFormat const& format, int plane, PictureSize frame);
-int64_t FrameBytes(FrameFormat const& format, PictureSize frame);
+// Bytes of a pixel before its channels.
+int FirstChannel(fourtap_format const& format);
+
+// Pixels that can't be parted: frames' widths are multiples.
+int CxMultiple(fourtap_format const& format);
+
+// Neighbouring pixels that share samples of some plane; where the frame ends they may be fewer.
+PictureSize SharingPixels(fourtap_format const& format);
+
+// A plane's size in its own pixels, for a frame's size. Planes lie one after the other, lines without padding.
+PictureSize PlaneSize(fourtap_format const& format, int plane, PictureSize frame);
+int64_t PlaneBytes(fourtap_format const& format, int plane, PictureSize frame);
+int64_t FrameBytes(fourtap_format const& format, PictureSize frame);
+// Of the plane with the longest lines.
+int64_t LongestLineBytes(fourtap_format const& format, PictureSize frame);
 
 // Null for an unknown name; upper and lower case are the same.
-FrameFormat const* RawFormat(std::string_view name);
-// What RawFormat knows, each format by its first name.
+fourtap_format const* RawFormat(std::string const& name);
+// What RawFormat knows, each format by its usual name.
 std::string RawFormatNames();
 
 // Of a Y4M stream's C parameter, null for an unknown one.
-FrameFormat const* Y4MFormat(std::string_view chroma);
+fourtap_format const* Y4MFormat(std::string const& chroma);
 std::string Y4MFormatNames();
 
 }  // namespace tool

@@ -15,7 +15,7 @@ namespace {
 constexpr int largePage = 1 << 21;
 constexpr size_t slackBytes = 1;
 
-int64_t PlaneOffset(FrameFormat const& format, int plane, PictureSize frame) {
+int64_t PlaneOffset(fourtap_format const& format, int plane, PictureSize frame) {
   int64_t offset = 0;
   for (int before = 0; before < plane; ++before) offset += PlaneBytes(format, before, frame);
   return offset;
@@ -23,35 +23,37 @@ int64_t PlaneOffset(FrameFormat const& format, int plane, PictureSize frame) {
 
 // From the last step to the first, since each makes what the next one needs.
 void PlanPlane(FramePlan const& plan, int plane, std::vector<std::vector<PlaneStep>>& steps) {
-  FrameFormat const& format = plan.format;
-  PictureSize const corner = PlaneSize(format, plane, {plan.rect.x, plan.rect.y});
+  fourtap_format const& format = plan.format;
+  fourtap_plane const& shape = format.planes[plane];
+  int const bytesPerPixel = BytesPerPixel(shape.layout);
   PictureSize const size = PlaneSize(format, plane, plan.Out());
-  PictureRect rect{corner.cx, corner.cy, size.cx, size.cy};
+  PictureRect rect{plan.rect.x / shape.columns, plan.rect.y / shape.lines, size.cx, size.cy};
   for (size_t i = plan.steps.size(); i-- > 0;) {
     bool const last = i + 1 == plan.steps.size();
     PlaneStep step;
+    step.layout = shape.layout;
     step.source = PlaneSize(format, plane, plan.SizeBefore(i));
     step.scaled = PlaneSize(format, plane, plan.steps[i]);
     step.copied = step.source == step.scaled && !plan.filterEqual;
     step.rect = rect;
-    step.srcStride = step.source.cx * format.bytesPerPixel;
-    step.dstStride = (last ? rect.cx : step.scaled.cx) * format.bytesPerPixel;
+    step.srcStride = step.source.cx * bytesPerPixel;
+    step.dstStride = (last ? rect.cx : step.scaled.cx) * bytesPerPixel;
     step.srcOffset = PlaneOffset(format, plane, plan.SizeBefore(i));
     step.dstOffset = PlaneOffset(format, plane, last ? plan.Out() : plan.steps[i]);
-    if (!last) step.dstOffset += int64_t{rect.y} * step.dstStride + int64_t{rect.x} * format.bytesPerPixel;
+    if (!last) step.dstOffset += int64_t{rect.y} * step.dstStride + int64_t{rect.x} * bytesPerPixel;
     steps[i].push_back(step);
-    rect = NeededRect(format.layout, step.source, step.scaled, rect);
+    rect = NeededRect(shape.layout, step.source, step.scaled, rect);
   }
 }
 
 std::vector<std::vector<PlaneStep>> PlanSteps(FramePlan const& plan) {
   std::vector<std::vector<PlaneStep>> steps(plan.steps.size());
-  for (int plane = 0; plane < plan.format.planes; ++plane) PlanPlane(plan, plane, steps);
+  for (int plane = 0; plane < plan.format.plane_count; ++plane) PlanPlane(plan, plane, steps);
   return steps;
 }
 
-void CopyLines(PlaneStep const& step, int bytesPerPixel, unsigned char const* src, unsigned char* dst,
-               SampleRange lines) {
+void CopyLines(PlaneStep const& step, unsigned char const* src, unsigned char* dst, SampleRange lines) {
+  int const bytesPerPixel = BytesPerPixel(step.layout);
   src += int64_t{step.rect.y} * step.srcStride + int64_t{step.rect.x} * bytesPerPixel;
   size_t const lineBytes = static_cast<size_t>(step.rect.cx) * static_cast<size_t>(bytesPerPixel);
   for (int64_t y = lines.first; y < lines.end; ++y) {
@@ -59,17 +61,16 @@ void CopyLines(PlaneStep const& step, int bytesPerPixel, unsigned char const* sr
   }
 }
 
-// Bands begin at multiples of the lines that the scalers take at once.
-int BlockLines(FramePlan const& plan) { return ScalersOf(plan.format.layout).set->blockLines; }
+// Bands begin at multiples of the lines that the scalers take at once, whatever the layout.
+int BlockLines() { return ScalersOf(FOURTAP_PLANE).set->blockLines; }
 
 // A thread's share of the scaler's current step.
 void ScaleBand(FrameScaler const& scaler, int64_t thread) {
-  FrameFormat const& format = scaler.plan.format;
+  int const firstChannel = FirstChannel(scaler.plan.format);
   auto const threads = static_cast<int64_t>(scaler.contexts.size());
   auto const& contexts = scaler.contexts[static_cast<size_t>(thread)];
   std::vector<PlaneStep> const& planes = scaler.steps[scaler.step];
-  FourTapFrameScaler* const scale = ScalersOf(format.layout).frame;
-  int const blockLines = BlockLines(scaler.plan);
+  int const blockLines = BlockLines();
   for (size_t plane = 0; plane < planes.size(); ++plane) {
     PlaneStep const& step = planes[plane];
     auto const bandStart = [&](int64_t i) {
@@ -80,11 +81,12 @@ void ScaleBand(FrameScaler const& scaler, int64_t thread) {
     unsigned char const* const src = scaler.src + step.srcOffset;
     unsigned char* const dst = scaler.dst + step.dstOffset;
     if (step.copied) {
-      CopyLines(step, format.bytesPerPixel, src, dst, lines);
+      CopyLines(step, src, dst, lines);
     } else {
-      scale(contexts[scaler.step * planes.size() + plane].get(), src + format.firstChannel, step.srcStride,
-            dst + format.firstChannel + int64_t{lines.first} * step.dstStride, step.dstStride, step.rect.x,
-            step.rect.y + lines.first, step.rect.cx, lines.end - lines.first);
+      ScalersOf(step.layout)
+          .frame(contexts[scaler.step * planes.size() + plane].get(), src + firstChannel, step.srcStride,
+                 dst + firstChannel + int64_t{lines.first} * step.dstStride, step.dstStride, step.rect.x,
+                 step.rect.y + lines.first, step.rect.cx, lines.end - lines.first);
     }
   }
 }
@@ -97,13 +99,14 @@ std::vector<std::function<void()>> Shares(FrameScaler const& scaler, int threads
   return shares;
 }
 
-FrameContexts ContextsFor(std::vector<std::vector<PlaneStep>> const& steps, int bitsPerPixel) {
+FrameContexts ContextsFor(std::vector<std::vector<PlaneStep>> const& steps) {
   FrameContexts contexts;
   for (auto const& planes : steps) {
     for (PlaneStep const& step : planes) {
       _SCALE_CONTEXT* context = nullptr;
       if (!step.copied) {
-        context = InitScaleContext(step.source.cx, step.source.cy, step.scaled.cx, step.scaled.cy, bitsPerPixel);
+        context = InitScaleContext(step.source.cx, step.source.cy, step.scaled.cx, step.scaled.cy,
+                                   8 * BytesPerPixel(step.layout));
         if (!context) throw std::bad_alloc();
       }
       contexts.emplace_back(context);
@@ -112,10 +115,9 @@ FrameContexts ContextsFor(std::vector<std::vector<PlaneStep>> const& steps, int 
   return contexts;
 }
 
-std::vector<FrameContexts> ContextsForThreads(std::vector<std::vector<PlaneStep>> const& steps, int bitsPerPixel,
-                                              int threads) {
+std::vector<FrameContexts> ContextsForThreads(std::vector<std::vector<PlaneStep>> const& steps, int threads) {
   std::vector<FrameContexts> contexts;
-  for (int thread = 0; thread < threads; ++thread) contexts.push_back(ContextsFor(steps, bitsPerPixel));
+  for (int thread = 0; thread < threads; ++thread) contexts.push_back(ContextsFor(steps));
   return contexts;
 }
 
@@ -144,7 +146,7 @@ FrameScaler::FrameScaler(FramePlan const& framePlan, int threads)
     : plan(framePlan),
       steps(PlanSteps(plan)),
       between(FramesBetween(plan)),
-      contexts(ContextsForThreads(steps, 8 * plan.format.bytesPerPixel, threads)),
+      contexts(ContextsForThreads(steps, threads)),
       crew(Shares(*this, threads)) {}
 
 void FrameScaler::Scale(unsigned char const* in, unsigned char* out) {
@@ -157,7 +159,7 @@ void FrameScaler::Scale(unsigned char const* in, unsigned char* out) {
 }
 
 int UsefulThreads(FramePlan const& plan, int wanted) {
-  int const blockLines = BlockLines(plan);
+  int const blockLines = BlockLines();
   return std::min(wanted, (plan.rect.cy + blockLines - 1) / blockLines);
 }
 
@@ -167,7 +169,7 @@ int64_t ContextBytes(FramePlan const& plan, int threads) {
     for (PlaneStep const& step : planes) {
       if (step.copied) continue;
       bytes += FourTapScaleContextBytes(step.source.cx, step.source.cy, step.scaled.cx, step.scaled.cy,
-                                        8 * plan.format.bytesPerPixel);
+                                        8 * BytesPerPixel(step.layout));
     }
   }
   return bytes * threads;

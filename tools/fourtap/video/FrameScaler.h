@@ -17,7 +17,7 @@ namespace tool {
 
 // What becomes of the frames of a video.
 struct FramePlan {
-  FrameFormat format;
+  fourtap_format const& format;
   PictureSize in;
   std::vector<PictureSize> steps;  // at least one; the last is the scaled frame's size
   bool filterEqual;                // planes too that keep their size
@@ -30,6 +30,7 @@ struct FramePlan {
 
 // One step of one plane.
 struct PlaneStep {
+  int layout;
   PictureSize source, scaled;
   bool copied;                   // instead of filtered
   PictureRect rect;              // to be made, of `scaled`

@@ -34,11 +34,11 @@ PictureSize ScaledSize(Options const& options, VideoStream const& stream) {
   auto const size = ResolveSize(*options.size, stream.size);
   auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
   if (!size) throw fail("too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648");
-  FrameFormat const& format = *stream.format;
-  if (size->cx % format.cxMultiple != 0) {
+  fourtap_format const& format = *stream.format;
+  if (size->cx % CxMultiple(format) != 0) {
     throw fail(SizeText(*size) + " is the size of the result, expected an even width: two pixels share their chroma");
   }
-  if (int64_t{size->cx} * format.bytesPerPixel > INT_MAX || int64_t{size->cx} * size->cy > mostPixels) {
+  if (LongestLineBytes(format, *size) > INT_MAX || int64_t{size->cx} * size->cy > mostPixels) {
     throw fail(SizeText(*size) + " is the size of the result, expected lines below 2 GiB and at most " +
                std::to_string(mostPixels) + " pixels");
   }
@@ -50,7 +50,7 @@ bool KeepsUnits(int first, int count, int size, int unit) {
   return first % unit == 0 && (first + count == size || (first + count) % unit == 0);
 }
 
-PictureRect CheckedRect(PictureRect const& rect, FrameFormat const& format, PictureSize scaled) {
+PictureRect CheckedRect(PictureRect const& rect, fourtap_format const& format, PictureSize scaled) {
   auto const fail = [&](std::string const& expected) -> Failure {
     return {badUsage, "--rect: " + SizeText(rect.cx, rect.cy) + " pixels at " + std::to_string(rect.x) + "," +
                           std::to_string(rect.y) + " given, expected " + expected};
@@ -58,12 +58,12 @@ PictureRect CheckedRect(PictureRect const& rect, FrameFormat const& format, Pict
   if (int64_t{rect.x} + rect.cx > scaled.cx || int64_t{rect.y} + rect.cy > scaled.cy) {
     throw fail("them inside the scaled frame of " + SizeText(scaled));
   }
-  int const cxUnit = std::max(format.cxMultiple, format.cxPerChroma);
+  auto const [cxUnit, cyUnit] = SharingPixels(format);
   if (!KeepsUnits(rect.x, rect.cx, scaled.cx, cxUnit)) {
     throw fail("columns in multiples of " + std::to_string(cxUnit) + ", which share their chroma");
   }
-  if (!KeepsUnits(rect.y, rect.cy, scaled.cy, format.cyPerChroma)) {
-    throw fail("lines in multiples of " + std::to_string(format.cyPerChroma) + ", which share their chroma");
+  if (!KeepsUnits(rect.y, rect.cy, scaled.cy, cyUnit)) {
+    throw fail("lines in multiples of " + std::to_string(cyUnit) + ", which share their chroma");
   }
   return rect;
 }
@@ -71,13 +71,13 @@ PictureRect CheckedRect(PictureRect const& rect, FrameFormat const& format, Pict
 FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::string const& inputName) {
   auto const [cx, cy] = stream.size;
   int64_t const mostPixelsIn = std::min(options.maxPixels, mostPixels);
-  if (int64_t{cx} * cy > mostPixelsIn || int64_t{cx} * stream.format->bytesPerPixel > INT_MAX) {
+  if (int64_t{cx} * cy > mostPixelsIn || LongestLineBytes(*stream.format, stream.size) > INT_MAX) {
     throw Failure{badInput, inputName + ": has frames of " + SizeText(stream.size) + " pixels, expected at most " +
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
   PictureSize const scaled = ScaledSize(options, stream);
   std::vector<PictureSize> steps;
-  if (!options.oneStep) steps = StepsFor(stream.size, scaled, stream.format->cxMultiple);
+  if (!options.oneStep) steps = StepsFor(stream.size, scaled, CxMultiple(*stream.format));
   if (steps.empty()) steps.push_back(scaled);
   PictureRect const rect =
       options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
@@ -94,7 +94,7 @@ struct Frame {
   FrameBuffer buffer;
   std::string header;
 
-  Frame(FrameFormat const& format, PictureSize size)
+  Frame(fourtap_format const& format, PictureSize size)
       : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {}
   unsigned char* Pixels() const { return buffer.get() + longestHeader; }
 };

@@ -47,8 +47,8 @@ void CheckInterlacing(std::string const& name, std::string const& parameter) {
   throw Failure{badInput, name + ": is interlaced (" + parameter + "), expected progressive video (Ip)"};
 }
 
-FrameFormat const& CheckedY4MFormat(std::string const& name, std::string const& chroma) {
-  if (FrameFormat const* const format = Y4MFormat(chroma)) return *format;
+fourtap_format const& CheckedY4MFormat(std::string const& name, std::string const& chroma) {
+  if (fourtap_format const* const format = Y4MFormat(chroma)) return *format;
   std::string const fault = HasDeepSamples(chroma) ? ", more than 8 bits per sample" : "";
   throw Failure{badInput, name + ": has frames of type \"" + chroma + "\"" + fault + "; expected " + Y4MFormatNames()};
 }
@@ -86,13 +86,13 @@ VideoStream OpenRaw(std::string const& raw) {
     return {badUsage, "--raw: \"" + raw + "\" given, expected " + expected};
   };
   size_t const colon = raw.find(':');
-  if (colon == raw.npos) throw fail("a layout and a size, such as uyvy:1920x1080");
+  if (colon == raw.npos) throw fail("a layout and a size, such as nv12:1920x1080");
   std::string const name = raw.substr(0, colon);
-  FrameFormat const* const format = RawFormat(name);
+  fourtap_format const* const format = RawFormat(name);
   if (!format) throw fail("one of the layouts " + RawFormatNames());
   auto const size = ParsePlainSize(std::string_view(raw).substr(colon + 1));
   if (!size) throw fail("a size such as 1920x1080 after the colon");
-  if (size->cx % format->cxMultiple != 0) throw fail("an even width: two pixels of this layout share their chroma");
+  if (size->cx % CxMultiple(*format) != 0) throw fail("an even width: two pixels of this layout share their chroma");
   return {.isY4M = false, .format = format, .formatName = name, .size = *size};
 }
 

@@ -18,7 +18,7 @@ inline constexpr size_t longestHeader = 4096;
 
 struct VideoStream {
   bool isY4M;
-  FrameFormat const* format;
+  fourtap_format const* format;
   std::string formatName;  // as it was given
   PictureSize size;
   std::vector<std::string> parameters{};  // of a Y4M stream, a letter and a value each
