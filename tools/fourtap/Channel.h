@@ -68,7 +68,7 @@ struct Channel {
 // Does three things at the same time: what `read` passes on through `toScale` is emptied by `scale`, in the calling
 // thread, which passes on through `toWrite` what `write` empties. However one of them ends, what it passed on still
 // goes all the way, and those before it find their channels given up. Then rethrows what the first of them threw, if
-// any did; throws std::system_error, with none of them begun, when a thread can't be started.
+// any did; throws std::system_error, with nothing read, when a thread can't be started.
 template <class Source, class Result, class Read, class Scale, class Write>
 void RunStages(Channel<Source>& toScale, Channel<Result>& toWrite, Read const& read, Scale const& scale,
                Write const& write) {

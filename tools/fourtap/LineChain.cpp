@@ -157,9 +157,7 @@ struct ChainStep {
 
   // Forgets the lines that no output line needs any more, and adds new ones.
   void MoveWindow(PixelLines const& lines) {
-    int const yEnd = neededOut.y + neededOut.cy;
-    int const first =
-        yOut == yEnd ? window.end : std::min(FourTapScaleFirstLineNeeded(in.cy, out.cy, yOut), window.end);
+    int const first = std::min(FourTapScaleFirstLineNeeded(in.cy, out.cy, yOut), window.end);
     size_t const bytesKept = LinesBytes(window.end - first, strideIn);
     std::memmove(kept.get(), kept.get() + LinesBytes(first - window.first, strideIn), bytesKept);
     for (int line = 0; line < lines.count; ++line) {

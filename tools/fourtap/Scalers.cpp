@@ -1,5 +1,7 @@
 #include "fourtap/Scalers.h"
 
+#include <algorithm>
+
 #include "fourtap/Failure.h"
 
 namespace tool {
@@ -12,12 +14,9 @@ bool IsAvailable(conformance::Set const& set) {
   return set.number == FourTapSetNone || FourTapSetFor(set.number) == set.number;
 }
 
-// Among those that the library never chooses itself is one that every processor has.
+// For FourTapSetNone the first one that the library never chooses: what runs where it chooses none.
 conformance::Set const& SetNumbered(int number) {
-  for (conformance::Set const& set : conformance::Sets()) {
-    if (set.number == number) return set;
-  }
-  return conformance::Sets().front();
+  return *std::ranges::find(conformance::Sets(), number, &conformance::Set::number);
 }
 
 conformance::Set const& SetNamed(std::string const& name) {
@@ -31,7 +30,7 @@ conformance::Set const& SetNamed(std::string const& name) {
 
 std::string ChooseSet(std::string const& name) {
   inUse = name.empty() ? &SetNumbered(FourTapSetFor(FourTapSetWidest)) : &SetNamed(name);
-  if (!name.empty() && !IsAvailable(*inUse)) {
+  if (!IsAvailable(*inUse)) {
     throw Failure{badUsage, "--set: this processor has no " + name + ", expected one of those that --info names"};
   }
   return inUse->name;

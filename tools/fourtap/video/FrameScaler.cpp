@@ -61,8 +61,8 @@ void CopyLines(PlaneStep const& step, unsigned char const* src, unsigned char* d
   }
 }
 
-// Bands begin at multiples of the lines that the scalers take at once, whatever the layout.
-int BlockLines() { return ScalersOf(FOURTAP_PLANE).set->blockLines; }
+// Bands begin at multiples of the largest block that any set has, so that they part none.
+int BlockLines() { return std::ranges::max(conformance::Sets(), {}, &conformance::Set::blockLines).blockLines; }
 
 // A thread's share of the scaler's current step.
 void ScaleBand(FrameScaler const& scaler, int64_t thread) {
