@@ -86,18 +86,6 @@ Bytes PictureOf(Case const& what) {
   return picture;
 }
 
-GuardedImage MakeImage(Layout layout, int cx, int cy, Placement const& placement, Fences fences) {
-  int const lineBytes = cx * Traits(layout).BytesPerPixel();
-  int const distance = lineBytes + placement.gap;
-  return {lineBytes,
-          cy,
-          placement.bottomUp ? -distance : distance,
-          placement.flush,
-          static_cast<std::size_t>(placement.shift),
-          Access::none,
-          fences};
-}
-
 // A call that touches protected memory ends here instead of ending the program.
 thread_local sigjmp_buf beforeCall;
 thread_local bool faultWasWrite;
@@ -175,8 +163,8 @@ std::string CheckRect(Workplace const& at, Rect const& rect, Handed handed) {
     FourTapScaleSourceNeeded(static_cast<int>(what.layout), sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, rect.x,
                              rect.y, rect.cx, rect.cy, given.x, given.y, given.cx, given.cy);
   }
-  GuardedImage const source = MakeImage(what.layout, given.cx, given.cy, what.source, at.fences);
-  GuardedImage const output = MakeImage(what.layout, rect.cx, rect.cy, what.destination, at.fences);
+  GuardedImage const source = ImageOf(what.layout, given.cx, given.cy, what.source, at.fences);
+  GuardedImage const output = ImageOf(what.layout, rect.cx, rect.cy, what.destination, at.fences);
   bool const empty = rect.cx == 0 || rect.cy == 0;
   source.CopyFrom(Crop(what.layout, at.trial.picture, sizes.cxIn, given).data());
   source.Allow(empty ? Access::none : Access::read);
@@ -200,7 +188,7 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
   if (slices.empty()) return "";
   Case const& what = at.What();
   int const lineBytesIn = what.sizes.cxIn * Traits(what.layout).BytesPerPixel();
-  GuardedImage const output = MakeImage(what.layout, what.sizes.cxOut, what.sizes.cyOut, what.destination, at.fences);
+  GuardedImage const output = ImageOf(what.layout, what.sizes.cxOut, what.sizes.cyOut, what.destination, at.fences);
   Bytes const blank(at.trial.frame.size(), untouched);
   std::vector<GuardedImage> handedIn;  // and never to be touched again
   int cyInDone = 0;
@@ -210,7 +198,7 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
     // Lines beyond the last one of the picture do not exist.
     int const cyReal = std::min(slices[i], what.sizes.cyIn - cyInDone);
     GuardedImage const& slice =
-        handedIn.emplace_back(MakeImage(what.layout, what.sizes.cxIn, cyReal, what.source, at.fences));
+        handedIn.emplace_back(ImageOf(what.layout, what.sizes.cxIn, cyReal, what.source, at.fences));
     slice.CopyFrom(at.trial.picture.data() + static_cast<std::ptrdiff_t>(cyInDone) * lineBytesIn);
     slice.Allow(cyReal == 0 ? Access::none : Access::read);
     cyInDone += cyReal;
@@ -235,6 +223,18 @@ std::string CheckSlices(Workplace const& at, std::vector<int> const& slices) {
 }
 
 }  // namespace
+
+GuardedImage ImageOf(Layout layout, int cx, int cy, Placement const& placement, Fences fences) {
+  int const lineBytes = cx * Traits(layout).BytesPerPixel();
+  int const distance = lineBytes + placement.gap;
+  return {lineBytes,
+          cy,
+          placement.bottomUp ? -distance : distance,
+          placement.flush,
+          static_cast<std::size_t>(placement.shift),
+          Access::none,
+          fences};
+}
 
 std::vector<int> RandomSlices(Random& random, int cyIn) {
   std::vector<int> slices;

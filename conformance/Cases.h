@@ -35,6 +35,9 @@ struct Placement {
   int shift;  // bytes, of the whole image
 };
 
+// An image of cx x cy pixels that lies so, and can't be touched yet.
+GuardedImage ImageOf(Layout layout, int cx, int cy, Placement const& placement, Fences fences = Fences::pages);
+
 enum class Content { noise, extremes, white };
 
 struct Case {

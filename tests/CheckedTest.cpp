@@ -34,17 +34,6 @@ OwnedScaler Open(Layout layout, Sizes const& sizes) {
   return OwnedScaler(scaler);
 }
 
-GuardedImage ImageOf(Layout layout, int cx, int cy, Placement const& placement, Access access) {
-  int const lineBytes = cx * Traits(layout).BytesPerPixel();
-  int const distance = lineBytes + placement.gap;
-  return {lineBytes,
-          cy,
-          placement.bottomUp ? -distance : distance,
-          placement.flush,
-          static_cast<std::size_t>(placement.shift),
-          access};
-}
-
 // An image as a caller hands it over: exactly its bytes from the lowest address on.
 template <class Memory>
 Memory MemoryOf(GuardedImage const& image) {
@@ -77,8 +66,10 @@ TEST_P(Checked, ScalesAsTheModelSays) {
           if (fromPart) {
             ASSERT_EQ(fourtap_needed(scaler.get(), out, &part), FOURTAP_OK);
           }
-          GuardedImage const source = ImageOf(GetParam(), part.cx, part.cy, what.source, Access::read);
-          GuardedImage const target = ImageOf(GetParam(), to.cx, to.cy, what.destination, Access::readWrite);
+          GuardedImage const source = ImageOf(GetParam(), part.cx, part.cy, what.source);
+          GuardedImage const target = ImageOf(GetParam(), to.cx, to.cy, what.destination);
+          source.Allow(Access::read);
+          target.Allow(Access::readWrite);
           source.CopyFrom(Crop(GetParam(), trial.picture, sizes.cxIn, {part.x, part.y, part.cx, part.cy}).data());
           ASSERT_EQ(fourtap_scale(scaler.get(), MemoryOf<fourtap_source>(source), fromPart ? &part : nullptr,
                                   MemoryOf<fourtap_target>(target), out),

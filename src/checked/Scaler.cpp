@@ -2,38 +2,17 @@
 #include <fourtapscale/FourTapScale.h>
 #include <fourtapscale/fourtap.h>
 
-#include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
 
+#include "checked/Checks.h"
 #include "checked/Refusal.h"
 #include "variants/Variants.h"
 
-struct fourtap_scaler {
-  int layout;
-  int cxIn, cyIn, cxOut, cyOut;
-  _SCALE_CONTEXT* context;
-  int set;
-  FourTapFrameScaler* frame;
-  FourTapSliceScaler* slice;
-  int cyInDone, cyOutDone;  // of the frame that is being pushed: lines taken, and lines written
-};
-
 namespace {
 
-using fourtap::Refuse;
-
-struct Layout {
-  int number;
-  int bitsPerPixel;
-  int unitPixels;  // that share samples
-};
-#define LAYOUT_OF(with, name, bitsPerPixel, unitPixels) {FourTapLayout##name, bitsPerPixel, unitPixels},
-constexpr Layout layouts[] = {FOURTAP_LAYOUTS(LAYOUT_OF, )};
-#undef LAYOUT_OF
-int const layoutCount = std::size(layouts);
+using namespace fourtap;
 
 struct Set {
   int number;
@@ -44,10 +23,6 @@ struct Set {
 constexpr Set sets[] = {FOURTAP_SETS(SET_OF, )};
 #undef SET_OF
 
-static_assert(FOURTAP_PLANE == +FourTapLayoutPlane && FOURTAP_RGB24 == +FourTapLayoutRGB24 &&
-              FOURTAP_RGB32 == +FourTapLayoutRGB32 && FOURTAP_XYXY == +FourTapLayoutXYXY &&
-              FOURTAP_YXYX == +FourTapLayoutYXYX && FOURTAP_UV16 == +FourTapLayoutUV16 &&
-              FOURTAP_RGBA32 == +FourTapLayoutRGBA32 && FOURTAP_RGBA32 + 1 == layoutCount);
 static_assert(FOURTAP_SET_SSE2 == +FourTapSetSSE2 && FOURTAP_SET_AVX2 == +FourTapSetAVX2 &&
               FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_WIDEST == +FourTapSetWidest);
 
@@ -58,71 +33,13 @@ Set const* FindSet(int number) {
   return nullptr;
 }
 
-Layout const& LayoutOf(fourtap_scaler const& scaler) { return layouts[scaler.layout]; }
-
-bool HasHorzPass(fourtap_scaler const& scaler) { return scaler.cxIn != scaler.cxOut || scaler.cyIn == scaler.cyOut; }
-
-// Columns and widths are even then.
-bool NeedsPairs(fourtap_scaler const& scaler) { return LayoutOf(scaler).unitPixels == 2 && HasHorzPass(scaler); }
-
 fourtap_rect AllOf(int cx, int cy) { return {0, 0, cx, cy}; }
 
-// A rectangle of a picture, by the argument's name.
-fourtap_status CheckRect(fourtap_scaler const& scaler, char const* name, fourtap_rect const& rect, int cx, int cy) {
-  if (rect.x < 0 || rect.y < 0 || rect.cx < 1 || rect.cy < 1 || rect.x > cx - rect.cx || rect.y > cy - rect.cy) {
-    return Refuse(FOURTAP_INVALID,
-                  "%s: %dx%d pixels at %d,%d given, expected at least one and all of them inside %dx%d", name, rect.cx,
-                  rect.cy, rect.x, rect.y, cx, cy);
-  }
-  if (NeedsPairs(scaler) && (rect.x % 2 != 0 || rect.cx % 2 != 0)) {
-    return Refuse(FOURTAP_INVALID, "%s: columns %d and %d more given, expected even numbers: two pixels share chroma",
-                  name, rect.x, rect.cx);
-  }
-  return FOURTAP_OK;
-}
-
-// Lines in a caller's memory: where they are, and what they are within.
-struct Lines {
-  ptrdiff_t top;  // the top line, bytes from the lowest address
-  int stride;
-  uintptr_t first, end;  // addresses
-};
-
-fourtap_status CheckLines(fourtap_scaler const& scaler, char const* name, void const* data, size_t bytes,
-                          ptrdiff_t stride, int cx, int cy, Lines& lines) {
-  int64_t const lineBytes = int64_t{cx} * LayoutOf(scaler).bitsPerPixel / 8;
-  if (stride == 0) stride = lineBytes;
-  if (stride > INT_MAX || stride < -INT_MAX || std::abs(stride) < lineBytes) {
-    return Refuse(FOURTAP_INVALID, "%s.stride: %td given, expected 0, or %lld to %d bytes up or down", name, stride,
-                  static_cast<long long>(lineBytes), INT_MAX);
-  }
-  int64_t const distance = std::abs(stride);
-  // Both factors are below 2^31.
-  uint64_t const needed = cy == 0 ? 0 : static_cast<uint64_t>(distance * (cy - 1) + lineBytes);
-  if (bytes < needed) {
-    return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected at least %llu for %d lines of %lld bytes", name,
-                  bytes, static_cast<unsigned long long>(needed), cy, static_cast<long long>(lineBytes));
-  }
-  if (!data && needed > 0) return Refuse(FOURTAP_INVALID, "%s.data: null given, expected an address", name);
-  auto const first = reinterpret_cast<uintptr_t>(data);
-  if (needed > UINTPTR_MAX - first) {
-    return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected memory that does not wrap around", name, bytes);
-  }
-  lines = {stride < 0 && cy > 0 ? distance * (cy - 1) : 0, static_cast<int>(stride), first, first + needed};
-  return FOURTAP_OK;
-}
-
-fourtap_status CheckApart(Lines const& source, Lines const& target) {
-  bool const empty = source.first == source.end || target.first == target.end;
-  if (empty || source.first >= target.end || target.first >= source.end) return FOURTAP_OK;
-  return Refuse(FOURTAP_INVALID, "target: shares memory with the source, expected them apart");
-}
-
-unsigned char const* TopOf(fourtap_source const& source, Lines const& lines) {
+unsigned char const* TopOf(fourtap_source const& source, HandedLines const& lines) {
   return static_cast<unsigned char const*>(source.data) + lines.top;
 }
 
-unsigned char* TopOf(fourtap_target const& target, Lines const& lines) {
+unsigned char* TopOf(fourtap_target const& target, HandedLines const& lines) {
   return static_cast<unsigned char*>(target.data) + lines.top;
 }
 
@@ -169,17 +86,11 @@ fourtap_status ChooseSet(fourtap_scaler& scaler, int widest) {
   return FOURTAP_OK;
 }
 
-fourtap_status RefuseNull(char const* name) {
-  return Refuse(FOURTAP_INVALID, "%s: null given, expected an address", name);
-}
-
 }  // namespace
 
 fourtap_status fourtap_open(fourtap_scaler** scaler, int layout, int cx_in, int cy_in, int cx_out, int cy_out) {
-  if (!scaler) return RefuseNull("scaler");
-  if (layout < 0 || layout >= layoutCount) {
-    return Refuse(FOURTAP_INVALID, "layout: %d given, expected 0 to %d", layout, layoutCount - 1);
-  }
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
+  if (fourtap_status const status = CheckLayout(layout)) return status;
   if (cx_in < 1 || cy_in < 1 || cx_out < 1 || cy_out < 1) {
     return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected at least 1x1", cx_in, cy_in, cx_out, cy_out);
   }
@@ -188,7 +99,7 @@ fourtap_status fourtap_open(fourtap_scaler** scaler, int layout, int cx_in, int 
     return Refuse(FOURTAP_INVALID, "sizes: %d and %d pixels wide given, expected even widths: two pixels share chroma",
                   cx_in, cx_out);
   }
-  int const bitsPerPixel = LayoutOf(made).bitsPerPixel;
+  int const bitsPerPixel = BitsPerPixel(made);
   if (FourTapScaleContextBytes(cx_in, cy_in, cx_out, cy_out, bitsPerPixel) < 0) {
     return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected lines below 2 GiB and fewer of them", cx_in,
                   cy_in, cx_out, cy_out);
@@ -213,8 +124,8 @@ void fourtap_close(fourtap_scaler* scaler) {
 }
 
 fourtap_status fourtap_needed(fourtap_scaler const* scaler, fourtap_rect const* out, fourtap_rect* source) {
-  if (!scaler) return RefuseNull("scaler");
-  if (!source) return RefuseNull("source");
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
+  if (fourtap_status const status = CheckThere("source", source)) return status;
   fourtap_rect const rect = out ? *out : AllOf(scaler->cxOut, scaler->cyOut);
   if (fourtap_status const status = CheckRect(*scaler, "out", rect, scaler->cxOut, scaler->cyOut)) return status;
   *source = NeededOf(*scaler, rect);
@@ -223,7 +134,7 @@ fourtap_status fourtap_needed(fourtap_scaler const* scaler, fourtap_rect const* 
 
 fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, fourtap_rect const* part,
                              fourtap_target target, fourtap_rect const* out) {
-  if (!scaler) return RefuseNull("scaler");
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   if (IsWithinFrame(*scaler)) {
     return Refuse(FOURTAP_INVALID,
                   "scaler: a frame is being pushed, %d of %d lines so far; expected all or fourtap_reset",
@@ -238,7 +149,7 @@ fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, four
     return Refuse(FOURTAP_INVALID, "part: %dx%d pixels at %d,%d given, expected at least %dx%d at %d,%d", given.cx,
                   given.cy, given.x, given.y, needed.cx, needed.cy, needed.x, needed.y);
   }
-  Lines from, to;
+  HandedLines from, to;
   if (fourtap_status const status =
           CheckLines(*scaler, "source", source.data, source.bytes, source.stride, given.cx, given.cy, from)) {
     return status;
@@ -257,8 +168,8 @@ fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, four
 
 fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int lines, fourtap_target target, int room,
                             int* written) {
-  if (!scaler) return RefuseNull("scaler");
-  if (!written) return RefuseNull("written");
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
+  if (fourtap_status const status = CheckThere("written", written)) return status;
   int const left = scaler->cyIn - scaler->cyInDone;
   if (lines < 0 || lines > left) {
     return Refuse(FOURTAP_INVALID, "lines: %d given, expected 0 to %d, which the frame has left", lines, left);
@@ -266,7 +177,7 @@ fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int l
   // No line may come before fourtap_reset has begun a new frame, and none leaves without one.
   int const coming = lines == 0 ? 0 : LinesWritten(*scaler, scaler->cyInDone + lines) - scaler->cyOutDone;
   if (room < coming) return Refuse(FOURTAP_INVALID, "room: %d lines given, expected at least %d", room, coming);
-  Lines from, to;
+  HandedLines from, to;
   if (fourtap_status const status =
           CheckLines(*scaler, "source", source.data, source.bytes, source.stride, scaler->cxIn, lines, from)) {
     return status;
@@ -286,7 +197,7 @@ fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int l
 }
 
 fourtap_status fourtap_reset(fourtap_scaler* scaler) {
-  if (!scaler) return RefuseNull("scaler");
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   scaler->cyInDone = scaler->cyOutDone = 0;
   return FOURTAP_OK;
 }
@@ -294,7 +205,7 @@ fourtap_status fourtap_reset(fourtap_scaler* scaler) {
 size_t fourtap_bytes(fourtap_scaler const* scaler) {
   if (!scaler) return 0;
   return sizeof *scaler + static_cast<size_t>(FourTapScaleContextBytes(scaler->cxIn, scaler->cyIn, scaler->cxOut,
-                                                                       scaler->cyOut, LayoutOf(*scaler).bitsPerPixel));
+                                                                       scaler->cyOut, BitsPerPixel(*scaler)));
 }
 
 int fourtap_set(fourtap_scaler const* scaler) { return scaler ? scaler->set : FourTapSetNone; }
@@ -309,7 +220,7 @@ int fourtap_most_written(fourtap_scaler const* scaler, int lines) {
 }
 
 fourtap_status fourtap_use_set(fourtap_scaler* scaler, int widest) {
-  if (!scaler) return RefuseNull("scaler");
+  if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   if (widest != FOURTAP_SET_WIDEST && !FindSet(widest)) {
     return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
   }
