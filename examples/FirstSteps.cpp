@@ -1,4 +1,4 @@
-// Scales packed 4:2:2 frames: the first lines of the README, as a program.
+// Scales packed 4:2:2 frames by the functions that trust their arguments: lines of the README, as a program.
 #include <fourtapscale/FourTapScale.h>
 
 #include <cstdio>
@@ -15,8 +15,7 @@ int main() {
   if (!scale || !context) return 1;
   // For each frame: pointers, bytes from line to line, and a rectangle of the output.
   scale(context, frame, 2 * 1920, scaled, 2 * 1280, 0, 0, 1280, 720);
-  // At the end:
-  DoneScaleContext(context);
+  DoneScaleContext(context);  // at the end
 
   for (unsigned char const byte : smaller) {
     if (byte == 100) continue;

@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <fourtapscale/fourtap.hpp>
+#include <new>
 #include <numeric>
 #include <vector>
 
@@ -123,6 +125,23 @@ TEST(Allocation, EveryRefusalGivesNullAndLeavesNothing) {
       EXPECT_GE(asked.size(), std::max(refused, std::size_t{8}));
     }
     EXPECT_TRUE(std::equal(asked.begin(), asked.end(), all.begin()));
+  }
+}
+
+TEST(Allocation, RefusalsReachTheClassesAsBadAlloc) {
+  for (std::size_t refused = 1;; ++refused) {
+    bool made = false;
+    RequestsOf(refused, [&made] {
+      try {
+        fourtapscale::Scaler const scaler(fourtapscale::Layout::XYXY, {30, 20}, {50, 10});
+        made = true;
+      } catch (std::bad_alloc const&) {
+      }
+    });
+    if (made) {
+      EXPECT_GT(refused, 8u);
+      break;
+    }
   }
 }
 

@@ -60,10 +60,11 @@ TEST(ArchitecturePage, IncludesGoTheWayItShows) {
   Rooms const knows = ReadRooms();
   ASSERT_GE(knows.size(), 10u);
   std::regex const include(R"(^\s*#\s*include\s*[<"]([^">]+))");
+  std::set<std::string> const sources{".h", ".hpp", ".c", ".cpp"};
   std::set<std::string> roomsWithFiles;
   for (char const* top : {"src", "conformance", "tools", "bench", "fuzz", "variants", "include", "examples"}) {
     for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(SOURCE_FOLDER) / top)) {
-      if (entry.path().extension() != ".h" && entry.path().extension() != ".cpp") continue;
+      if (!sources.contains(entry.path().extension().string())) continue;
       fs::path const file = fs::relative(entry.path(), SOURCE_FOLDER);
       std::string const room = RoomOf(knows, file.parent_path());
       EXPECT_NE(room, "") << file << " lies in no room";

@@ -3,8 +3,10 @@
 #include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
 
+#include <fourtapscale/fourtap.hpp>
 #include <iterator>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -125,6 +127,14 @@ TEST(Dispatch, TellsTheVersion) {
   EXPECT_EQ(FourTapScaleVersion(), FOURTAP_VERSION);
   EXPECT_EQ(PROJECT_VERSION, std::to_string(FOURTAP_VERSION_MAJOR) + "." + std::to_string(FOURTAP_VERSION_MINOR) + "." +
                                  std::to_string(FOURTAP_VERSION_PATCH));
+}
+
+TEST(Dispatch, ClassesThrowWhatIsNoFaultOfTheArguments) {
+  detected = 0;
+  EXPECT_THROW(fourtapscale::Scaler(fourtapscale::Layout::Plane, {4, 4}, {2, 2}), std::runtime_error);
+  detected = 1;
+  EXPECT_EQ(static_cast<int>(fourtapscale::Scaler(fourtapscale::Layout::Plane, {4, 4}, {2, 2}).Set()),
+            FourTapSetFor(FourTapSetWidest));
 }
 
 }  // namespace

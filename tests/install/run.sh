@@ -1,10 +1,10 @@
 #!/bin/sh
 # Installs a build into a scratch prefix, moves that elsewhere, and uses it from outside through the CMake package and
-# through pkg-config, each with the shared and with the static library.
-# Usage: run.sh CMAKE GENERATOR CXX BUILD_DIR LIBDIR BINDIR     the last two relative to the prefix
+# through pkg-config, each with the shared and with the static library, in C++ and in C.
+# Usage: run.sh CMAKE GENERATOR CC CXX BUILD_DIR LIBDIR BINDIR     the last two relative to the prefix
 set -eu
 
-cmake=$1 generator=$2 cxx=$3 build=$4 libDir=$5 binDir=$6
+cmake=$1 generator=$2 cc=$3 cxx=$4 build=$5 libDir=$6 binDir=$7
 source=$(cd "$(dirname "$0")" && pwd)
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
@@ -32,20 +32,29 @@ run() {
 
 "$cmake" -S "$source" -B "$scratch/outside" -G "$generator" \
   -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_PREFIX_PATH="$prefix"
-"$cmake" --build "$scratch/outside"
-run shared "$scratch/outside/with_fourtapscale"
-run static "$scratch/outside/with_fourtapscale_static"
+"$cmake" -S "$source/c" -B "$scratch/outside_c" -G "$generator" \
+  -DCMAKE_C_COMPILER="$cc" -DCMAKE_PREFIX_PATH="$prefix"
+for outside in outside outside_c; do
+  "$cmake" --build "$scratch/$outside"
+  run shared "$scratch/$outside/with_fourtapscale"
+  run static "$scratch/$outside/with_fourtapscale_static"
+done
 
 export PKG_CONFIG_PATH="$prefix/$libDir/pkgconfig"
 libraryPath=$(pkg-config --variable=libdir fourtapscale)
-# shellcheck disable=SC2046  # the flags are words
-"$cxx" "$source/Consumer.cpp" -o "$scratch/with_pkg_config" \
-  $(pkg-config --cflags --libs fourtapscale) -Wl,-rpath,"$libraryPath"
-# shellcheck disable=SC2046
-"$cxx" "$source/Consumer.cpp" -o "$scratch/with_pkg_config_static" \
-  $(pkg-config --static --cflags --libs fourtapscale) -static
-run shared "$scratch/with_pkg_config"
-run static "$scratch/with_pkg_config_static"
+# with_pkg_config OUTPUT COMPILER ARGUMENT...
+with_pkg_config() {
+  output=$scratch/$1
+  shift
+  # shellcheck disable=SC2046  # the flags are words
+  "$@" -o "$output" $(pkg-config --cflags --libs fourtapscale) -Wl,-rpath,"$libraryPath"
+  # shellcheck disable=SC2046
+  "$@" -o "${output}_static" $(pkg-config --static --cflags --libs fourtapscale) -static
+  run shared "$output"
+  run static "${output}_static"
+}
+with_pkg_config in_cxx "$cxx" -std=c++17 "$source/Consumer.cpp"
+with_pkg_config in_c "$cc" -std=c99 "$source/c/Consumer.c"
 
 if [ -e "$prefix/$binDir/fourtap" ]; then
   run shared "$prefix/$binDir/fourtap" --version
