@@ -380,6 +380,12 @@ TEST(CheckedFormats, HaveNamesOfTheirOwnAndPlanesThatCover) {
   EXPECT_EQ(fourtap_plane_size(nv12, 2, 1, 1, &cx, &cy), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_plane_size(nv12, 0, 0, 1, &cx, &cy), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_plane_size(nullptr, 0, 1, 1, &cx, &cy), FOURTAP_INVALID);
+  for (fourtap_format const& own : {fourtap_format{"own", 5, {{0, 1, 1}}},
+                                    {"own", 0, {{0, 1, 1}}},
+                                    {"own", 1, {{0, 0, 1}}},
+                                    {"own", 1, {{0, 1, -1}}}}) {
+    EXPECT_EQ(fourtap_plane_size(&own, 0, 8, 8, &cx, &cy), FOURTAP_INVALID);
+  }
   EXPECT_EQ(fourtap_plane_size(nv12, 0, 1, 1, nullptr, &cy), FOURTAP_INVALID);
 }
 

@@ -13,7 +13,8 @@
  * depend on the picture and the sizes alone: not on the processor, nor on the rectangle, slices or strides asked with.
  *
  * Memory: `data` is the lowest address of what is handed over, `bytes` how much of it there is. Nothing else is
- * touched, and nothing is kept after the call. Source and target must not share a byte.
+ * touched, and nothing is kept after the call. Source and target, from the first byte of their lines to the last, must
+ * not overlap.
  *
  * Threads: a scaler serves one call at a time; different scalers serve any threads at once. No call allocates but
  * fourtap_open. */
@@ -37,10 +38,10 @@ typedef enum fourtap_status {
 
 /* Layouts. A number keeps its meaning for good; more may follow. */
 enum {
-  FOURTAP_PLANE = 0, /* 1 byte */
-  FOURTAP_RGB24 = 1, /* 3 channels in any order */
-  FOURTAP_RGB32 =
-      2, /* 3 channels in any order and a fourth byte, which comes out as 0 unless the height alone changes */
+  FOURTAP_PLANE = 0,  /* 1 byte */
+  FOURTAP_RGB24 = 1,  /* 3 channels in any order */
+  FOURTAP_RGB32 = 2,  /* 3 channels in any order and a fourth byte, which comes out as 0, unless the height alone
+                         changes */
   FOURTAP_XYXY = 3,   /* packed 4:2:2: chroma, luma, other chroma, luma (UYVY). Widths and columns are even, unless the
                          height alone changes */
   FOURTAP_YXYX = 4,   /* the same, luma first (YUY2) */
@@ -91,14 +92,15 @@ FOURTAP_API char const* fourtap_error(void);
 /* The part of the source that a part of the output is made of. Null for all of the output. */
 FOURTAP_API fourtap_status fourtap_needed(fourtap_scaler const* scaler, fourtap_rect const* out, fourtap_rect* source);
 
-/* Scales a frame, or a part of it.
- *   source, part  the picture; or, if `part` is not null, that rectangle of it alone. It holds what fourtap_needed
- * tells for `out`; packed layouts: it begins at an even column target, out   the scaled picture; or, if `out` is not
- * null, that rectangle of it alone Refused between the first and the last lines of a frame that is being pushed. */
+/* Scales a frame, or a part of it. Refused between the first and the last lines of a frame that is being pushed.
+ *   source  the picture; or, if `part` is not null, that rectangle of it alone
+ *   part    holds what fourtap_needed tells for `out`; of packed layouts in even columns
+ *   target  the scaled picture; or, if `out` is not null, that rectangle of it alone */
 FOURTAP_API fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, fourtap_rect const* part,
                                          fourtap_target target, fourtap_rect const* out);
 
-/* Takes a frame's next lines, and writes the output lines that they allow.
+/* Takes a frame's next lines, and writes the output lines that they allow. Once a frame has all its lines, no more are
+ * taken until fourtap_reset.
  *   source   `lines` lines of the picture, 0 or more
  *   target   where the next output line goes
  *   room     lines that the target holds, 0 or more; refused if this call has more to write. fourtap_most_written tells
@@ -149,7 +151,7 @@ FOURTAP_API fourtap_format const* fourtap_format_at(int number);
 /* By one of its names, in any case; null for an unknown one. */
 FOURTAP_API fourtap_format const* fourtap_format_named(char const* name);
 
-/* What a plane of a frame measures, in its own pixels. */
+/* What a plane of a frame measures, in its own pixels. The format may be a host's own. */
 FOURTAP_API fourtap_status fourtap_plane_size(fourtap_format const* format, int plane, int cx, int cy, int* plane_cx,
                                               int* plane_cy);
 

@@ -79,13 +79,22 @@ fourtap_status fourtap_plane_size(fourtap_format const* format, int plane, int c
                   : !plane_cx ? "plane_cx"
                               : "plane_cy");
   }
+  int const mostPlanes = sizeof format->planes / sizeof *format->planes;
+  if (format->plane_count < 1 || format->plane_count > mostPlanes) {
+    return Refuse(FOURTAP_INVALID, "format: has %d planes, expected 1 to %d", format->plane_count, mostPlanes);
+  }
   if (plane < 0 || plane >= format->plane_count) {
     return Refuse(FOURTAP_INVALID, "plane: %d given, expected 0 to %d", plane, format->plane_count - 1);
+  }
+  fourtap_plane const& measured = format->planes[plane];
+  if (measured.columns < 1 || measured.lines < 1) {
+    return Refuse(FOURTAP_INVALID, "format: has %dx%d pixels to one of plane %d, expected at least 1x1",
+                  measured.columns, measured.lines, plane);
   }
   if (cx < 1 || cy < 1) {
     return Refuse(FOURTAP_INVALID, "size: %dx%d given, expected at least 1x1", cx, cy);
   }
-  *plane_cx = Divided(cx, format->planes[plane].columns);
-  *plane_cy = Divided(cy, format->planes[plane].lines);
+  *plane_cx = Divided(cx, measured.columns);
+  *plane_cy = Divided(cy, measured.lines);
   return FOURTAP_OK;
 }
