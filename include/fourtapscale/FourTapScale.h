@@ -171,7 +171,7 @@ FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
 
 // The rectangle of the source, in pixels and lines, that a rectangle of the output is made of, from the sizes alone.
-// All of it lies inside the source; packed layouts in whole pairs. Empty for an empty rectangle, and for a number that is no
+// All of it lies inside the source; packed layouts in whole pairs. Empty for an empty rectangle, and for an unknown
 // layout.
 //   layout  FourTapLayout
 FOURTAP_API void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cxOut, int cyOut, int xDest, int yDest,

@@ -24,11 +24,11 @@ struct _SCALE_CONTEXT {
   unsigned char* savedLineBuf;  // owned: three line slots
   // Into savedLineBuf, permuted: the last input lines of a progressive frame.
   unsigned char* savedLines[fourtap::keptLines];
-  int cyInDone;                        // progressive: input lines received
-  int cyOutDone;                       // progressive: output lines filtered vertically
-  int bitsPerPixel;                    // sizes the buffers only
-  unsigned char const** srcLines;      // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
-  unsigned char* tempBuf;              // owned: eight line slots
+  int cyInDone;                    // progressive: input lines received
+  int cyOutDone;                   // progressive: output lines filtered vertically
+  int bitsPerPixel;                // sizes the buffers only
+  unsigned char const** srcLines;  // owned: cyIn + 3 entries, filled by each call; entry e is a tap line
+  unsigned char* tempBuf;          // owned: eight line slots
   // Into tempBuf, 16-byte aligned: lines filtered vertically. Each has room for one pixel before it (a pair if packed),
   // and for cxIn + 4 pixels from its start.
   unsigned char* tempLines[fourtap::mostBlockLines];
