@@ -16,6 +16,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # g++ 12 finds fault with its own header of these intrinsics.
   list(APPEND FOURTAP_FLAGS_avx512 "-Wno-maybe-uninitialized")
 endif()
+# Their loops begin where a cache line does: else what a build puts before them costs or saves some 3 %.
+foreach(set ${FOURTAP_FLAGGED_SETS})
+  list(APPEND FOURTAP_FLAGS_${set} -falign-functions=64 -falign-loops=64)
+endforeach()
 function(fourtap_set_flags)
   foreach(source ${ARGN})
     if(source MATCHES "${FOURTAP_FLAGGED_FILES}")
