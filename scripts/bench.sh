@@ -5,8 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/packages.sh
 source scripts/packages.sh
-EnsurePackages "${buildPackages[@]}" libbenchmark-dev pkg-config python3-matplotlib \
-  libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev libswscale-dev libyuv-dev libzimg-dev
+EnsurePackages "${benchPackages[@]}"
 
 build=build/bench
 cmake --preset release -B "$build" -DFOURTAP_BUILD_TOOL=OFF -DFOURTAP_BUILD_TESTS=OFF

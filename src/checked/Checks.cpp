@@ -25,8 +25,6 @@ static_assert(FOURTAP_PLANE == +FourTapLayoutPlane && FOURTAP_RGB24 == +FourTapL
               FOURTAP_RGBA32 == +FourTapLayoutRGBA32 && FOURTAP_RGBA32 + 1 == layoutCount);
 }  // namespace
 
-bool fourtap::IsLayout(int layout) { return 0 <= layout && layout < layoutCount; }
-
 int fourtap::BitsPerPixel(fourtap_scaler const& scaler) { return layouts[scaler.layout].bitsPerPixel; }
 
 bool fourtap::NeedsPairs(fourtap_scaler const& scaler) {
@@ -40,7 +38,7 @@ fourtap_status fourtap::CheckThere(char const* name, void const* address) {
 }
 
 fourtap_status fourtap::CheckLayout(int layout) {
-  if (IsLayout(layout)) return FOURTAP_OK;
+  if (0 <= layout && layout < layoutCount) return FOURTAP_OK;
   return Refuse(FOURTAP_INVALID, "layout: %d given, expected 0 to %d", layout, layoutCount - 1);
 }
 

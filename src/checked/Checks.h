@@ -26,7 +26,6 @@ struct HandedLines {
   uintptr_t first, end;  // addresses
 };
 
-bool IsLayout(int layout);
 int BitsPerPixel(fourtap_scaler const&);
 // Columns and widths are even then.
 bool NeedsPairs(fourtap_scaler const&);

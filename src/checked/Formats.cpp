@@ -1,7 +1,6 @@
 // Formats of whole frames, as others name them.
 #include <fourtapscale/fourtap.h>
 
-#include <cstring>
 #include <iterator>
 #include <string_view>
 

@@ -2,9 +2,7 @@
 #include <fourtapscale/FourTapScale.h>
 #include <fourtapscale/fourtap.h>
 
-#include <cstdint>
 #include <cstdlib>
-#include <iterator>
 
 #include "checked/Checks.h"
 #include "checked/Refusal.h"
