@@ -262,19 +262,23 @@ bool PlanPicture(Picture& picture, PictureJob const& job, Arena& arena) {
   picture.cxBetween = reducesColumns ? job.cxOut : job.cxIn;
   picture.cyBetween = reducesLines ? job.cyOut : job.cyIn;
   picture.usesFourTaps = job.fourTapsOnly || picture.cxBetween != job.cxOut || picture.cyBetween != job.cyOut;
+  bool const filters = picture.reduces || picture.usesFourTaps;
+  if (job.alpha == AlphaRule::multiply && !filters) picture.job.alpha = AlphaRule::none;
 
   int64_t const bytesIn = BytesOf(picture, job.cxIn), bytesBetween = BytesOf(picture, picture.cxBetween),
                 bytesOut = BytesOf(picture, job.cxOut);
-  if (job.alpha != AlphaRule::none) TakeMemory(picture.changed, arena, LinesOfStretch(bytesIn, 1), bytesIn);
+  if (picture.job.alpha != AlphaRule::none) TakeMemory(picture.changed, arena, LinesOfStretch(bytesIn, 1), bytesIn);
+  // Alpha can't be less than 0 or more than all, as a filter with taps below zero would have it.
+  Cubic const cubic = job.alpha == AlphaRule::multiply ? Cubic::gentle : Cubic::crisp;
   if (picture.reducesApart) {
     for (int kind = 0; kind < 2; ++kind) {
-      PlanReducer(picture.reducers[kind], 1 + kind, job.cxIn >> kind, job.cyIn, picture.cxBetween >> kind,
+      PlanReducer(picture.reducers[kind], 1 + kind, cubic, job.cxIn >> kind, job.cyIn, picture.cxBetween >> kind,
                   picture.cyBetween, arena);
       TakeMemory(picture.apart[kind], arena, linesAtOnce, job.cxIn);
       TakeMemory(picture.reducedApart[kind], arena, linesAtOnce, picture.cxBetween);
     }
   } else if (picture.reduces) {
-    PlanReducer(picture.reducers[0], job.bytesPerPixel, job.cxIn, job.cyIn, picture.cxBetween, picture.cyBetween,
+    PlanReducer(picture.reducers[0], job.bytesPerPixel, cubic, job.cxIn, job.cyIn, picture.cxBetween, picture.cyBetween,
                 arena);
   }
   if (picture.usesFourTaps) {

@@ -20,7 +20,7 @@ size_t BytesAt(Reducer const& reducer, int level) {
 }
 
 // A direction that keeps its size.
-Reduction Unreduced(int n) { return {n, n, 0}; }
+Reduction Unreduced(int n) { return {n, n, 0, Cubic::crisp}; }
 
 unsigned char* UnreducedLine(Reducer const& reducer, int line) {
   return reducer.unreduced + line * reducer.unreducedStride + mostTaps * reducer.channels;
@@ -166,12 +166,12 @@ bool HasRoomAlong(Reducer const& reducer) { return reducer.unreducedFirst + redu
 
 }  // namespace
 
-void PlanReducer(Reducer& reducer, int channels, int cxIn, int cyIn, int cxOut, int cyOut, Arena& arena) {
+void PlanReducer(Reducer& reducer, int channels, Cubic cubic, int cxIn, int cyIn, int cxOut, int cyOut, Arena& arena) {
   reducer.channels = channels;
   reducer.reducesLines = IsBeyondFourTaps(cyIn, cyOut);
   reducer.reducesColumns = IsBeyondFourTaps(cxIn, cxOut);
-  reducer.lines = reducer.reducesLines ? ReductionOf(cyIn, cyOut) : Unreduced(cyIn);
-  reducer.columns = reducer.reducesColumns ? ReductionOf(cxIn, cxOut) : Unreduced(cxIn);
+  reducer.lines = reducer.reducesLines ? ReductionOf(cyIn, cyOut, cubic) : Unreduced(cyIn);
+  reducer.columns = reducer.reducesColumns ? ReductionOf(cxIn, cxOut, cubic) : Unreduced(cxIn);
   reducer.levelCount = std::max(reducer.lines.halvings, reducer.columns.halvings);
   reducer.in = {0, 0, cxIn, cyIn};
   for (int level = 0; level < reducer.levelCount; ++level) {

@@ -44,7 +44,7 @@ struct Reducer {
 };
 
 // Pictures of cxIn x cyIn pixels to cxOut x cyOut, one direction or both beyond four taps; the other keeps its size.
-void PlanReducer(Reducer&, int channels, int cxIn, int cyIn, int cxOut, int cyOut, Arena&);
+void PlanReducer(Reducer&, int channels, Cubic cubic, int cxIn, int cyIn, int cxOut, int cyOut, Arena&);
 // Writes the tables, once the memory is there.
 void FillTables(Reducer&);
 
