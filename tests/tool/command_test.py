@@ -340,12 +340,9 @@ class CommandTest(ToolCase):
         self.assertLessEqual(set(available), set(sets.replace(" or ", ", ").split(", ")))
         self.assertEqual(self.complete("--set", ""), available)
 
-    def test_help_version_and_chart(self):
+    def test_help_and_version(self):
         for option, answer in ("--help", "--size"), ("--version", f"fourtap {os.environ['VERSION']}\n"):
             self.assertIn(answer, self.scale(option).decode())
-        for arguments, kind in (["chart.jpg"], "RGB"), (["--cut-out", "chart.png"], "RGB with alpha"):
-            self.scale(*arguments, tool=os.environ["CHART"])
-            self.assertIn(f"640x480, {kind}\n", self.scale("--info", arguments[-1]).decode())
 
 
 if __name__ == "__main__":

@@ -125,7 +125,8 @@ class ToolCase(unittest.TestCase):
         done = self.run_tool(*arguments, **options)
         with self.subTest(arguments=arguments, stderr=done.stderr):
             self.assertEqual(done.returncode, status)
-            self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
+            name = pathlib.Path(options.get("tool", FOURTAP)).name
+            self.assertRegex(done.stderr, rf"\A{name}: [^\n]+\n\Z")
             for word in words:
                 self.assertIn(word, done.stderr)
             after = self.state()
