@@ -29,6 +29,9 @@ struct ProgressReport {
   bool printed = false;  // a line of text that is not ended
 };
 
+// Prints a line on stderr, unless the user wants it quiet.
+void Warn(Options const& options, std::string const& text);
+
 // Prints a line on stderr when the user wants to know.
 void Remark(Options const& options, std::string const& text);
 

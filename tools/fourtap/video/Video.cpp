@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -95,40 +96,50 @@ struct Frame {
   std::string header;
 
   Frame(fourtap_format const& format, PictureSize size)
-      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {}
+      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {
+    std::fill_n(Pixels(), FirstChannel(format), 0);  // no scaler writes there
+  }
   unsigned char* Pixels() const { return buffer.get() + longestHeader; }
 };
 
 // What is done with each frame of a video.
 struct FrameLine {
   VideoStream const& stream;
+  FramePlan const& plan;
   InputFile& input;
   OutputFile& output;
-  FrameScaler scaler;
   ProgressReport progress;
+  std::optional<FrameScaler> scaler{};  // once a frame has come
   int64_t framesRead = 0, framesWritten = 0;
 
-  Frame FrameIn() const { return {scaler.plan.format, scaler.plan.in}; }
-  Frame FrameOut() const { return {scaler.plan.format, scaler.plan.Out()}; }
+  Frame FrameIn() const { return {plan.format, plan.in}; }
+  Frame FrameOut() const { return {plan.format, plan.Out()}; }
 
   // False when there is none any more.
   bool Read(Frame& frame) {
-    auto const size = static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.in));
+    auto const size = static_cast<size_t>(FrameBytes(plan.format, plan.in));
     auto header = ReadFrame(stream, input, framesRead + 1, frame.Pixels(), size);
     if (!header) return false;
     frame.header = *header;
     ++framesRead;
     return true;
   }
+  // Reads the first one. What the stream's header claims takes no memory before a frame of that size has come.
+  void Begin(Frame& frame, int threads) {
+    if (!Read(frame)) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
+    scaler.emplace(plan, threads);
+    std::string const header = StreamHeader(stream, plan.Out());
+    output.Write(header.data(), header.size());
+  }
   // Leaves anything in the frame that it takes.
   void Scale(Frame& in, Frame& out) {
-    if (scaler.plan.PassesFrames()) return std::swap(in, out);
-    scaler.Scale(in.Pixels(), out.Pixels());
+    if (plan.PassesFrames()) return std::swap(in, out);
+    scaler->Scale(in.Pixels(), out.Pixels());
     out.header = in.header;
   }
   void Write(Frame const& frame) {
     unsigned char* const first = std::copy_backward(frame.header.begin(), frame.header.end(), frame.Pixels());
-    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
+    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(plan.format, plan.Out())));
     output.Flush();  // whoever reads it need not wait for more
     progress.Update(++framesWritten);
   }
@@ -136,15 +147,18 @@ struct FrameLine {
 
 void RunInTurn(FrameLine& line) {
   Frame in = line.FrameIn(), out = line.FrameOut();
-  while (line.Read(in)) {
+  line.Begin(in, 1);
+  do {
     line.Scale(in, out);
     line.Write(out);
-  }
+  } while (line.Read(in));
 }
 
-void RunAtOnce(FrameLine& line) {
+void RunAtOnce(FrameLine& line, int threads) {
   Channel<Frame> toScale([&line] { return line.FrameIn(); });
   Channel<Frame> toWrite([&line] { return line.FrameOut(); });
+  line.Begin(*toScale.AwaitEmpty(), threads);
+  toScale.PassOn();
   auto const read = [&] {
     for (Frame* frame; (frame = toScale.AwaitEmpty()) && line.Read(*frame);) toScale.PassOn();
   };
@@ -179,16 +193,13 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
 void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
                  InputFile& input, OutputFile& output) {
   FrameLine line{.stream = stream,
+                 .plan = plan,
                  .input = input,
                  .output = output,
-                 .scaler = FrameScaler(plan, threads),
                  .progress = ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
   EnlargePipe(input.descriptor);
   EnlargePipe(output.descriptor);
-  std::string const header = StreamHeader(stream, plan.Out());
-  output.Write(header.data(), header.size());
-  threads == 1 ? RunInTurn(line) : RunAtOnce(line);
-  if (line.framesRead == 0) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
+  threads == 1 ? RunInTurn(line) : RunAtOnce(line, threads);
   output.Finish();
   line.progress.total = line.framesWritten;
   line.progress.Finish();
@@ -210,8 +221,12 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
   try {
     ScaleFrames(options, stream, plan, threads, input, output);
   } catch (std::bad_alloc const&) {
-    throw Failure{badOutput, output.name + ": not enough memory for frames of " + SizeText(plan.steps.back()) +
-                                 " made from " + input.name + " by threads: " + std::to_string(threads)};
+    std::string const fault =
+        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.steps.back());
+    // Whoever asks for the larger ones is to blame.
+    bool const enlarges = FrameBytes(plan.format, plan.steps.back()) > FrameBytes(plan.format, plan.in);
+    throw enlarges ? Failure{badOutput, output.name + fault + ", expected smaller ones"}
+                   : Failure{badInput, input.name + fault + ", expected smaller ones"};
   } catch (std::system_error const& error) {
     throw Failure{badUsage, "--threads: " + std::to_string(threads) +
                                 " can't be started, expected fewer: " + error.code().message()};
