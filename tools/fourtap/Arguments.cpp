@@ -1,6 +1,7 @@
 #include "fourtap/Arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <map>
 
 #include "fourtap/Failure.h"
@@ -29,7 +30,10 @@ void AddParsedOption(CLI::App& app, std::string const& name, std::string const& 
 // As the help shows them.
 std::string Choices(std::vector<std::string_view> const& names) {
   std::string text;
-  for (std::string_view const name : names) text += (text.empty() ? "" : "|") + std::string(name);
+  for (std::string_view const name : names) {
+    if (!text.empty()) text += '|';
+    text += name;
+  }
   return text;
 }
 
@@ -62,6 +66,25 @@ auto CountUpTo(Number most) {
   };
 }
 
+// #rgb, #rrggbb or a few names; nothing for other texts.
+std::optional<Colour> ParseColour(std::string_view text) {
+  std::map<std::string_view, Colour> const names = {
+      {"white", {255, 255, 255}}, {"black", {0, 0, 0}}, {"gray", {128, 128, 128}}};
+  if (auto const found = names.find(text); found != names.end()) return found->second;
+  bool const isShort = text.size() == 4;
+  if ((!isShort && text.size() != 7) || text[0] != '#') return std::nullopt;
+  size_t const digits = isShort ? 1 : 2;
+  Colour colour{};
+  for (size_t channel = 0; channel < colour.size(); ++channel) {
+    char const* const first = text.data() + 1 + channel * digits;
+    unsigned value = 0;
+    auto const [end, error] = std::from_chars(first, first + digits, value, 16);
+    if (error != std::errc() || end != first + digits) return std::nullopt;
+    colour[channel] = static_cast<unsigned char>(isShort ? value * 17 : value);
+  }
+  return colour;
+}
+
 // Throws a Failure unless the options go together.
 void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
   char const* const usage =
@@ -77,6 +100,9 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
     }
     options.inputs = files;
     return;
+  }
+  if (options.background && options.alpha == AlphaRule::drop) {
+    throw Failure{badUsage, "--background: --alpha drop given too, expected one of them"};
   }
   options.inputs = files;
   if (!options.outputIsPattern) {
@@ -110,6 +136,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
       "means both; behind it > shrinks only, < enlarges only, ! ignores the proportions");
   AddParsedOption(app, "--rect", "X,Y,W,H", options.rect, ParseRect, "x,y,w,h in pixels, such as 0,0,640,480",
                   "Only this rectangle of the scaled picture");
+  app.add_flag("--even", options.even, "Round the size down to even numbers, as many encoders demand");
   app.add_flag("--one-step", options.oneStep,
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
   app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
@@ -122,6 +149,15 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                              {"straight", AlphaRule::straight},
                              {"premultiplied", AlphaRule::premultiplied}},
                             "What alpha does to colours while they are scaled; multiply is the default");
+  AddParsedOption(app, "--background", "COLOUR", options.background, ParseColour, "#rgb, #rrggbb, white, black or gray",
+                  "What pictures with alpha are laid on, such as white or #ff8000");
+  AddNamedOption<bool>(app, "--orientation", options.keepOrientation, {{"apply", false}, {"keep", true}},
+                       "Whether pictures are turned upright as EXIF says, which is the default");
+  bool strip = false;
+  unsigned stripped = profileNote | colourNote;
+  app.add_flag("--strip", strip, "Leave away what describes the picture, but not what its colours mean");
+  AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
+                  std::string("What --strip keeps instead: ") + noteKindNames);
   AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
                   "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
@@ -156,6 +192,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
     throw Failure{badUsage, complete ? fault : fault + "; --help tells what is expected"};
   }
   options.outputIsPattern = app.count("--out") > 0;
+  if (strip || app.count("--keep") > 0) options.keptNotes = stripped;
   CheckOptions(app, options, files);
   return options;
 }
