@@ -141,8 +141,9 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
   app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
       ->type_name("PATTERN");
-  app.add_option("--format", options.format, "Format of the result, when its name does not say")
-      ->type_name(Choices(FormatNames()));
+  app.add_option("--format", options.format,
+                 "Format of the result, when its name does not say; Y4M and raw are for video")
+      ->type_name(Choices(FormatNames()) + "|Y4M|raw");
   AddNamedOption<AlphaRule>(app, "--alpha", options.alpha,
                             {{"multiply", AlphaRule::multiply},
                              {"drop", AlphaRule::drop},
@@ -167,7 +168,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_option("--raw", options.raw, "The input is video frames without headers, such as nv12:1920x1080")
       ->type_name("LAYOUT:WxH");
   AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
-                  "Threads that scale video; one per processor is the default. The result is the same");
+                  "Threads that scale video; as many as pay for themselves is the default. The result is the same");
   app.add_option("--set", options.set,
                  "Instruction set to use: " + Alternatives(SetNames()) + ". The result is the same")
       ->type_name("NAME");

@@ -46,7 +46,7 @@ struct Options {
   int linesPerSlice = 0;             // handed to the scaler at once; 0: as many as suit
   int64_t maxPixels = 1 << 30;       // of an input picture or frame
   std::string raw;                   // layout and size of headerless frames, such as nv12:1920x1080; empty: none
-  int threads = 0;                   // that scale a frame; 0: one per processor
+  int threads = 0;                   // that scale a frame; 0: as many as pay
   std::string set;                   // of instructions; empty: the widest there is
   bool force = false;                // overwrite
   bool quiet = false;

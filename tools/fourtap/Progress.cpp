@@ -81,12 +81,14 @@ void ProgressReport::Print() {
   std::fflush(stderr);
 }
 
+void Say(std::string const& text) { std::fprintf(stderr, "fourtap: %s\n", Printable(text).c_str()); }
+
 void Warn(Options const& options, std::string const& text) {
-  if (!options.quiet) std::fprintf(stderr, "fourtap: warning: %s\n", Printable(text).c_str());
+  if (!options.quiet) Say("warning: " + text);
 }
 
 void Remark(Options const& options, std::string const& text) {
-  if (options.verbose) std::fprintf(stderr, "fourtap: %s\n", Printable(text).c_str());
+  if (options.verbose) Say(text);
 }
 
 }  // namespace tool

@@ -161,8 +161,6 @@ std::string KindText(PixelKind kind) {
   return names[static_cast<int>(kind)];
 }
 
-std::string MemoryText(int64_t bytes) { return std::to_string((bytes + (1 << 20) - 1) >> 20) + " MiB"; }
-
 // What is asked of an upright picture, as it concerns the picture that is stored.
 Options AsStored(Options const& options, PictureSize stored, int orientation) {
   PictureSize const upright = Turned(stored, orientation);

@@ -27,23 +27,48 @@ namespace {
 // The most that an ordinary user may ask for. Without it a frame takes dozens of calls and thread switches.
 constexpr int pipeBytes = 1 << 20;
 
+// Read and written for each frame, beyond which another thread pays for itself.
+constexpr int64_t bytesPerThread = 1 << 23;
+
 // Of a frame, so that sizes in bytes can be counted.
 constexpr int64_t mostPixels = int64_t{1} << 40;
 
-PictureSize ScaledSize(Options const& options, VideoStream const& stream) {
-  if (!options.size) return stream.size;
-  auto const size = ResolveSize(*options.size, stream.size);
-  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
-  if (!size) throw fail("too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648");
-  fourtap_format const& format = *stream.format;
-  if (size->cx % CxMultiple(format) != 0) {
-    throw fail(SizeText(*size) + " is the size of the result, expected an even width: two pixels share their chroma");
+// Whether it names both sides.
+bool IsExact(SizeRequest const& request) { return request.cx && request.cy; }
+
+// A size, and the multiples to which it is rounded.
+struct SizeAndUnit {
+  PictureSize size, unit;
+
+  PictureSize Rounded() const { return {RoundedTo(unit.cx, size.cx), RoundedTo(unit.cy, size.cy)}; }
+};
+
+//   toRaw  frames without headers, whose reader knows no other size than the one asked for
+SizeAndUnit AskedSize(Options const& options, VideoStream const& stream, bool toRaw) {
+  SizeRequest request = options.size.value_or(SizeRequest{.thousandthsOfPercent = 100000});
+  if (toRaw && IsExact(request)) request.ignoreProportions = true;
+  auto const size = ResolveSize(request, stream.size);
+  if (!size) {
+    throw Failure{badUsage,
+                  "--size: too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648"};
   }
-  if (LongestLineBytes(format, *size) > INT_MAX || int64_t{size->cx} * size->cy > mostPixels) {
-    throw fail(SizeText(*size) + " is the size of the result, expected lines below 2 GiB and at most " +
+  PictureSize unit{1, 1};
+  if (!request.ignoreProportions && *size != stream.size) unit = SharingPixels(*stream.format);
+  if (options.even) unit = {std::max(unit.cx, 2), std::max(unit.cy, 2)};
+  return {*size, unit};
+}
+
+// Throws a Failure for what frames can't have.
+PictureSize CheckedSize(PictureSize size, fourtap_format const& format) {
+  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
+  if (size.cx % CxMultiple(format) != 0) {
+    throw fail(SizeText(size) + " is the size of the result, expected an even width: two pixels share their chroma");
+  }
+  if (LongestLineBytes(format, size) > INT_MAX || int64_t{size.cx} * size.cy > mostPixels) {
+    throw fail(SizeText(size) + " is the size of the result, expected lines below 2 GiB and at most " +
                std::to_string(mostPixels) + " pixels");
   }
-  return *size;
+  return size;
 }
 
 // Whether samples that `unit` pixels share lie all in the range or all outside it.
@@ -69,14 +94,14 @@ PictureRect CheckedRect(PictureRect const& rect, fourtap_format const& format, P
   return rect;
 }
 
-FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::string const& inputName) {
+FramePlan PlanFrames(Options const& options, VideoStream const& stream, bool toRaw, std::string const& inputName) {
   auto const [cx, cy] = stream.size;
   int64_t const mostPixelsIn = std::min(options.maxPixels, mostPixels);
   if (int64_t{cx} * cy > mostPixelsIn || LongestLineBytes(*stream.format, stream.size) > INT_MAX) {
     throw Failure{badInput, inputName + ": has frames of " + SizeText(stream.size) + " pixels, expected at most " +
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
-  PictureSize const scaled = ScaledSize(options, stream);
+  PictureSize const scaled = CheckedSize(AskedSize(options, stream, toRaw).Rounded(), *stream.format);
   std::vector<PictureSize> steps;
   if (!options.oneStep) steps = StepsFor(stream.size, scaled, CxMultiple(*stream.format));
   if (steps.empty()) steps.push_back(scaled);
@@ -85,9 +110,27 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::str
   return {.format = *stream.format, .in = stream.size, .steps = steps, .filterEqual = options.oneStep, .rect = rect};
 }
 
+// As many as have enough to do: what wakes a thread and waits for it costs some ten microseconds a frame.
+int ThreadsThatPay(FramePlan const& plan) {
+  int64_t bytes = 0;
+  for (size_t step = 0; step < plan.steps.size(); ++step) {
+    bytes += FrameBytes(plan.format, plan.SizeBefore(step)) + FrameBytes(plan.format, plan.steps[step]);
+  }
+  int64_t const processors = std::max(1u, std::thread::hardware_concurrency());
+  return static_cast<int>(std::min(processors, bytes / bytesPerThread + 1));
+}
+
 int Threads(Options const& options, FramePlan const& plan) {
-  int const wanted = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
-  return std::max(1, UsefulThreads(plan, wanted));
+  return std::max(1, UsefulThreads(plan, options.threads > 0 ? options.threads : ThreadsThatPay(plan)));
+}
+
+// That frames and contexts take while the video is scaled.
+int64_t MemoryBytes(FramePlan const& plan, int threads) {
+  // Reading, scaling and writing at the same time, a channel's slots are taken on either side.
+  int64_t const slots = threads > 1 ? 3 : 1;
+  int64_t bytes = slots * (FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.Out()));
+  for (size_t step = 0; step + 1 < plan.steps.size(); ++step) bytes += FrameBytes(plan.format, plan.steps[step]);
+  return bytes + ContextBytes(plan, threads);
 }
 
 // A frame on its way. There is room for its header before it, so that they are written at once.
@@ -105,6 +148,7 @@ struct Frame {
 // What is done with each frame of a video.
 struct FrameLine {
   VideoStream const& stream;
+  bool toRaw;
   FramePlan const& plan;
   InputFile& input;
   OutputFile& output;
@@ -120,7 +164,7 @@ struct FrameLine {
     auto const size = static_cast<size_t>(FrameBytes(plan.format, plan.in));
     auto header = ReadFrame(stream, input, framesRead + 1, frame.Pixels(), size);
     if (!header) return false;
-    frame.header = *header;
+    frame.header = toRaw ? "" : stream.isY4M ? *header : y4mFrameHeader;
     ++framesRead;
     return true;
   }
@@ -128,7 +172,8 @@ struct FrameLine {
   void Begin(Frame& frame, int threads) {
     if (!Read(frame)) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
     scaler.emplace(plan, threads);
-    std::string const header = StreamHeader(stream, plan.Out());
+    if (toRaw) return;
+    std::string const header = StreamHeader(stream, plan.steps.back(), plan.Out());
     output.Write(header.data(), header.size());
   }
   // Leaves anything in the frame that it takes.
@@ -190,9 +235,10 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
   return std::max<int64_t>(0, input.length - stream.headerBytes) / (header + FrameBytes(plan.format, plan.in));
 }
 
-void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
+void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, bool toRaw, int threads,
                  InputFile& input, OutputFile& output) {
   FrameLine line{.stream = stream,
+                 .toRaw = toRaw,
                  .plan = plan,
                  .input = input,
                  .output = output,
@@ -213,13 +259,23 @@ std::string StreamText(VideoStream const& stream) {
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
   VideoStream const stream = OpenVideo(options, input);
-  FramePlan const plan = PlanFrames(options, stream, input.name);
+  bool const toRaw = !BecomesY4M(options, stream, outputName);
+  FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   int const threads = Threads(options, plan);
+  PictureSize const asked = AskedSize(options, stream, toRaw).size;
+  if (asked != plan.steps.back()) {
+    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.steps.back()) +
+                        ", so that pixels share their chroma evenly or as --even says");
+  }
+  bool const sizeIsKnown = options.rect || !options.size || IsExact(*options.size);
+  if (toRaw && !sizeIsKnown && plan.Out() != stream.size && !options.quiet) {
+    Say(input.name + ": becomes raw " + stream.formatName + " frames of " + SizeText(plan.Out()));
+  }
   Remark(options, input.name + ": " + StreamText(stream) + ", " + StepsText(plan.in, plan.steps, plan.PassesFrames()) +
-                      ", threads: " + std::to_string(threads));
+                      ", threads: " + std::to_string(threads) + ", memory: " + MemoryText(MemoryBytes(plan, threads)));
   OutputFile output(outputName, options.force);
   try {
-    ScaleFrames(options, stream, plan, threads, input, output);
+    ScaleFrames(options, stream, plan, toRaw, threads, input, output);
   } catch (std::bad_alloc const&) {
     std::string const fault =
         ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.steps.back());
@@ -235,7 +291,8 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
 
 void DescribeVideo(Options const& options, InputFile& input) {
   VideoStream const stream = OpenVideo(options, input);
-  FramePlan const plan = PlanFrames(options, stream, input.name);
+  bool const toRaw = options.format.empty() ? !stream.isY4M : !BecomesY4M(options, stream, "-");
+  FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);
