@@ -13,7 +13,7 @@ import unittest
 
 from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
-from toolcase import FOURTAP, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
+from toolcase import FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
 SUFFIXES = {"L": "png jpg pgm bmp", "LA": "png bmp", "RGB": "png jpg ppm bmp", "RGBA": "png bmp"}
@@ -142,6 +142,13 @@ class PictureTest(ToolCase):
             expected = bytes(sample << 8 - bits | sample >> 2 * bits - 8 for sample, bits in samples)
             result = self.scale("-", "-", "--size", "100%", "--format", "ppm", stdin=content)
             self.assertEqual(result, pnm(4, 2, 24, expected))
+        # Places are counted from where stdin stands.
+        for content, size in (bitmap(9, 7, 24), "5x12!"), (bitmap(9, 7, 24), "100%"), (pnm(9, 7, 24), "100%"):
+            with open(self.folder / self.write("behind", b"something else" + content), "rb", buffering=0) as file:
+                file.seek(len(b"something else"))
+                done = subprocess.run([FOURTAP, "-", "-", "--size", size], stdin=file, capture_output=True, timeout=60)
+            self.assertEqual(done.stdout, self.scale(self.write("alone", content), "-", "--size", size))
+
         content = bitmap(4, 2, 32, noise(4, 2, 32), info_size=108, extra=masks888 + bytes(52), offset=122,
                          compression=3)
         self.assertEqual(self.scale("-", "-", "--size", "100%", "--format", "ppm", stdin=content)[-24:],
@@ -270,6 +277,15 @@ class PictureTest(ToolCase):
         self.refuse(1, ["--rect", "52x81"], "in.jpg", "-", "--rect=50,0,3,1")
         self.assertIn("remark: EXIF says orientation 8: the result is turned, and held in memory for that: 1 MiB\n",
                       self.scale("--info", "in.jpg", "--size=26x").decode())
+
+    def test_a_picture_of_very_many_scans_is_refused(self):
+        gray = encoded(Image.new("RGB", (8, 8), (128, 128, 128)), format="JPEG", subsampling=0)
+        headers = gray[:gray.index(b"\xff\xda")]
+        scans = [marker(0xda, bytes([1, component, 0, 0, 63, 0])) + b"\x2b" for component in (1, 2, 3)]
+        picture = self.scale("-", "-", "--size=4x4", "--format=ppm", stdin=headers + b"".join(scans) + b"\xff\xd9")
+        self.assertEqual(picture, pnm(4, 4, 24, bytes([128] * 48)))
+        self.refuse(2, ["more than 500 scans"], "-", "-", "--size=4x4",
+                    stdin=headers + b"".join(scans) * 170 + b"\xff\xd9")
 
     def test_exif_that_makes_no_sense_is_no_reason_to_refuse(self):
         block = exif_block(6, thumbnail=bytes(100))[0]
@@ -462,6 +478,19 @@ class PictureTest(ToolCase):
         with generator, contextlib.ExitStack() as first:
             first.callback(generator.kill)
             self.check_peak(b"", iter(lambda: generator.stdout.read(1 << 16), b""), "out.jpg", 100000)
+
+    def test_turning_takes_no_more_than_the_result(self):
+        self.write("in.ppm", pnm(3000, 2000, 24, noise(3000, 20, 24) * 100))
+        self.scale("in.ppm", "in.jpg", "--size=100%", "--quality=80")
+        content = self.read("in.jpg")
+        result = 3 * 2400 * 1600
+        for orientation, most in ((1, 0), (2, 0), (4, result), (6, result)):
+            exif = b"Exif\0\0" + exif_block(orientation)[0]
+            self.write("turned.jpg", content[:2] + marker(0xe1, exif) + content[2:])
+            done = self.measure("turned.jpg", "out.jpg", "--size=80%", "--verbose", "--force")
+            self.assertEqual(done.returncode, 0)
+            self.assertLess(done.peak, 16 * MIB + most, orientation)
+            self.assertEqual("held in memory for that: 11 MiB" in done.stderr, most > 0, orientation)
 
     def check_peak(self, header, blocks, output, least):
         """All but the last bytes through a pipe; then the tool waits, and shows what it has taken."""
