@@ -17,6 +17,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/FourTapScaleConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/FourTapScaleConfigVersion.cmake
   DESTINATION ${PACKAGE_DIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # Absolute directories are named as they are, relative ones from where the file that names them lies.
 set(PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
@@ -41,7 +42,20 @@ if(TARGET fourtap)
   endif()
   set_target_properties(fourtap PROPERTIES INSTALL_RPATH ${TOOL_RUNPATH})
   install(TARGETS fourtap RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # Where the loader looks anyway, nothing needs to tell it.
+  install(CODE "set(bin \"${CMAKE_INSTALL_BINDIR}\")\nset(lib \"${CMAKE_INSTALL_LIBDIR}\")")
+  install(CODE [[
+    cmake_path(ABSOLUTE_PATH bin BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX})
+    cmake_path(ABSOLUTE_PATH lib BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX})
+    if(lib MATCHES "^(/usr|/usr/local)?/lib(/[^/]+-linux-gnu)?/?$")
+      file(RPATH_REMOVE FILE $ENV{DESTDIR}${bin}/fourtap)
+    endif()]])
   install(FILES $<TARGET_PROPERTY:fourtap,MANUAL> DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(FILES tools/fourtap/completion.bash RENAME fourtap
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endif()
+
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${CMAKE_CURRENT_BINARY_DIR}/install_manifest.txt
+    -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/Uninstall.cmake
+  VERBATIM)

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fourtap/Exif.h"
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
 #include "fourtap/video/VideoStream.h"
@@ -29,6 +30,10 @@ void ReadPicture(tool::PictureFormat const& format, tool::InputFile& input) {
     reader->ReadLines(lines.data(), std::min(linesAtOnce, reader->size.cy - y));
   }
   reader->Finish();
+  tool::PictureNotes& notes = reader->notes;
+  if (tool::ExifOrientation(notes.exif) != 1) tool::SetXmpUpright(notes.xmp);
+  tool::RefreshExif(notes.exif, reader->size, true);
+  if (tool::ExifOrientation(notes.exif) != 1) std::abort();
 }
 
 void ReadVideo(tool::InputFile& input) {

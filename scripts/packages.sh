@@ -31,7 +31,14 @@ EnsurePackages() {
     sudo=(sudo)
   fi
   echo "Installing ${missing[*]}"
-  "${sudo[@]}" apt-get update -qq
-  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+  local said
+  said=$({
+    "${sudo[@]}" apt-get update -qq &&
+      "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+  } 2>&1) || {
+    # Of the many lines that apt-get may say, the last error tells most.
+    grep '^E:' <<<"$said" | tail -n 1 >&2
+    echo "$0: apt-get can't install packages; expected its sources to be within reach, or to find: ${missing[*]}" >&2
+    return 1
+  }
 }

@@ -59,3 +59,18 @@ with_pkg_config in_c "$cc" -std=c99 "$source/c/Consumer.c"
 if [ -e "$prefix/$binDir/fourtap" ]; then
   run shared "$prefix/$binDir/fourtap" --version
 fi
+
+# Into the system, as a package is made: the loader looks there by itself. And out again.
+fail() {
+  echo "run.sh: $1" >&2
+  exit 1
+}
+[ -s "$prefix/share/doc/FourTapScale/LICENSE" ] || fail "the licence is not installed"
+export DESTDIR="$scratch/staged"
+"$cmake" --install "$build" --prefix /usr > "$scratch/staged.log"
+if [ -e "$DESTDIR/usr/$binDir/fourtap" ] && readelf -d "$DESTDIR/usr/$binDir/fourtap" | grep -q RUNPATH; then
+  fail "the tool has a RUNPATH where it needs none"
+fi
+"$cmake" -D MANIFEST="$build/install_manifest.txt" -P "$source/../../cmake/Uninstall.cmake" > "$scratch/uninstall.log"
+[ -z "$(find "$DESTDIR" -type f -o -type l -o -iname 'fourtap*')" ] || fail "something stays when it is uninstalled"
+unset DESTDIR

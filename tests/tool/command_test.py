@@ -7,6 +7,7 @@ import re
 import resource
 import signal
 import stat
+import struct
 import subprocess
 import threading
 import time
@@ -16,6 +17,8 @@ from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, ToolCase, bitmap
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 MANUAL = (SOURCE / "docs/fourtap.1.scd").read_text(encoding="utf-8")
+
+MASKS_888 = struct.pack("<3I", 0xFF0000, 0xFF00, 0xFF)
 
 # Files then bind root too.
 AS_ORDINARY_USER = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
@@ -35,6 +38,13 @@ class CommandTest(ToolCase):
                                ("50x20!>", "50x20"), ("1x1000", "1x1")):
             result = self.scale(source, "-", "--size", size)
             self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), expected, size)
+        self.write("two to one.pgm", pnm(8, 4, 8))
+        self.write("line.pgm", pnm(100, 1, 8))
+        for source_too, size, expected in (("two to one.pgm", "4x4!>", "4x4"), ("two to one.pgm", "8x2!>", "8x2"),
+                                           ("two to one.pgm", "4x5!>", "8x4"), ("two to one.pgm", "8x8!<", "8x8"),
+                                           ("line.pgm", "50x>", "50x1"), ("line.pgm", "200x<", "200x2")):
+            result = self.scale(source_too, "-", "--size", size)
+            self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), expected, (source_too, size))
         for size in ("5", "x", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5", "%",
                      "0%", "-5%",
                      "5%%", "1.2345%", "5x5><", "5x5!!", "99999999999x5", "1000000%%"):
@@ -77,8 +87,9 @@ class CommandTest(ToolCase):
             "planes.bmp": (bitmap(9, 7, 24, planes=3), "3 planes", "1"),
             "4 bits.bmp": (bitmap(8, 7, 4), "4 bits per pixel", "8, 16, 24 or 32"),
             "packed.bmp": (bitmap(8, 7, 8, compression=1), "compression 1"),
+            "pixels in masks.bmp": (bitmap(9, 7, 32, compression=3, offset=60, extra=MASKS_888), "byte 60", "behind its headers"),
             "masks.bmp": (bitmap(9, 7, 32, compression=3, extra=bytes(12)), "masks"),
-            "lowest.bmp": (bitmap(9, 7, 24, cy_field=-2**31), "9x2147483648", "--max-pixels"),
+            "lowest.bmp": (bitmap(9, 7, 24, cy_field=-2**31), "9x2147483648", "sides below 2147483648"),
             "no lines.bmp": (bitmap(9, 0, 24), "9x0", "1x1"),
             "no columns.bmp": (bitmap(0, 7, 24), "0x7", "1x1"),
             "higher.bmp": (bitmap(9, 7, 24, cy_field=70000), str(len(whole)), str(54 + 28 * 70000)),
@@ -92,6 +103,7 @@ class CommandTest(ToolCase):
             "no numbers.ppm": (b"P6 # 3 4 5", "width"),
             "cut in header.ppm": (b"P6 3 4", "height"),
             "wide.ppm": (b"P6 99999999999 4 255\n", "width", "2147483647"),
+            "very wide.ppm": (b"P6 4294967300 4 255\n" + bytes(100), "width", "2147483647"),
             "no maximum.ppm": (b"P6 3 4 0\n", "maximum 0", "65535"),
             "nothing.ppm": (b"P6 0 4 255\n", "0x4", "1x1"),
             "large.ppm": (b"P6 40000 40000 255\n", "40000x40000", "1073741824", "--max-pixels"),
@@ -104,6 +116,7 @@ class CommandTest(ToolCase):
             name = self.write(name, content)
             self.refuse(BAD_INPUT, [name, *words], name, "out.ppm", "--size", "5x5", "--force")
         self.refuse(BAD_INPUT, ["10x10", "99"], "-", "out.png", "--size=5x5", "--max-pixels=99", stdin=pnm(10, 10, 8))
+        self.scale("-", "out.png", "--size=5x5", "--max-pixels=100", stdin=pnm(10, 10, 8))
 
     def test_files_cut_anywhere_are_refused(self):
         self.write("in.pgm", pnm(40, 30, 8))
@@ -125,7 +138,7 @@ class CommandTest(ToolCase):
                 done = self.run_tool(name, "-", "--size", "50%", *formats, stdin=stdin)
                 with self.subTest(file=file.name, stderr=done.stderr):
                     self.assertEqual(done.returncode, 0 if file.name.startswith("good") else BAD_INPUT)
-                    self.assertRegex(done.stderr, r"\A(fourtap: [^\n]+\n)?\Z")
+                    self.assertRegex(done.stderr, r"\A(fourtap: warning: [^\n]+\n)*(fourtap: [^\n]+\n)?\Z")
 
     def test_unreadable_input_is_refused(self):
         self.write("out.bmp", b"a good result")
@@ -255,6 +268,10 @@ class CommandTest(ToolCase):
         self.assertEqual(done.returncode, BAD_INPUT)
         self.assertRegex(done.stderr, r"\Afourtap: bad.ppm: [^\n]*\nfourtap: missing.ppm: [^\n]*\n\Z")
         self.assertEqual(sorted(os.listdir(self.folder / "small")), ["a-4.png", "b-4.png"])
+        self.write("small/b-4.png", b"there")
+        for first, second in ("bad", "b"), ("b", "bad"):  # the highest status, whichever comes first
+            done = self.run_tool(first + ".ppm", second + ".ppm", "--size", "4x", "--out", "small/{name}-4.png")
+            self.assertEqual((done.returncode, done.stderr.count("\n")), (BAD_OUTPUT, 2))
         self.scale("a.ppm", "expected.png", "--size", "4x")
         self.assertEqual(self.read("small/a-4.png"), self.read("expected.png"))
 
@@ -319,15 +336,17 @@ class CommandTest(ToolCase):
             self.assertEqual(self.complete(*words), [], words)
 
     def test_manual_completion_and_corpus_know_every_format(self):
-        formats = re.search(r"--format (\S+)", self.scale("--help").decode())[1].split("|")
+        all_formats = re.search(r"--format (\S+)", self.scale("--help").decode())[1].split("|")
+        *formats, y4m, raw = all_formats
         self.assertIn("PNG", formats)
+        self.assertEqual((y4m, raw), ("Y4M", "raw"))
         described = re.search(r"Pictures are (.*?\n)\n", MANUAL, re.DOTALL)[1]
         for name in formats:
             self.assertIn(name, described)
             for kind in "good", "bad":
                 self.assertTrue(list((SOURCE / "fuzz/files" / name).glob(kind + "-*")), (name, kind))
-        choices = [name.lower() for name in formats]
-        self.assertCountEqual(re.search(r"Format of the result: (.*)\.", MANUAL)[1].replace(" or ", ", ").split(", "),
+        choices = [name.lower() for name in all_formats]
+        self.assertCountEqual(re.search(r"Format of the result: (.*?)\.", MANUAL)[1].replace(" or ", ", ").split(", "),
                               choices)
         self.assertEqual(self.complete("--format", ""), choices)
 

@@ -2,17 +2,20 @@
 
 import contextlib
 import io
+import itertools
 import os
+import pathlib
 import struct
 import subprocess
 import threading
 import time
 import unittest
 
-from PIL import Image, ImageChops, ImageCms
+from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
-from toolcase import FOURTAP, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
+from toolcase import FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
+FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
 SUFFIXES = {"L": "png jpg pgm bmp", "LA": "png bmp", "RGB": "png jpg ppm bmp", "RGBA": "png bmp"}
 
 
@@ -38,6 +41,30 @@ def coloured(mode, cx=31, cy=22):
 def crop(pixels, bytes_per_pixel, cx, x, y, cx_part, cy_part):
     lines = (pixels[(line * cx + x) * bytes_per_pixel:][:cx_part * bytes_per_pixel] for line in range(y, y + cy_part))
     return b"".join(lines)
+
+
+def marker(number, content):
+    return struct.pack(">BBH", 0xff, number, len(content) + 2) + content
+
+
+def exif_block(orientation, thumbnail=b""):
+    """EXIF as cameras write it, and the thumbnail in it; of a picture of 40x30 that it takes for 4000x3000."""
+    def directory(*fields, following=0):
+        entries = b"".join(struct.pack(">HHI", tag, 3 if value < 65536 else 4, 1) +
+                           struct.pack(">HH" if value < 65536 else ">I", *((value, 0) if value < 65536 else (value,)))
+                           for tag, value in fields)
+        return struct.pack(">H", len(fields)) + entries + struct.pack(">I", following)
+    first = 8
+    details = first + 2 + 12 * 4 + 4
+    second = details + 2 + 12 * 2 + 4
+    pixels = second + 2 + 12 * 2 + 4
+    block = b"MM\0*" + struct.pack(">I", first)
+    block += directory((0x100, 4000), (0x101, 3000), (0x112, orientation), (0x8769, details),
+                       following=second if thumbnail else 0)
+    block += directory((0xa002, 4000), (0xa003, 3000))
+    if thumbnail:
+        block += directory((0x201, pixels), (0x202, len(thumbnail))) + thumbnail
+    return block, thumbnail
 
 
 class PictureTest(ToolCase):
@@ -80,7 +107,9 @@ class PictureTest(ToolCase):
                 with self.subTest(mode=picture.mode, start=content[:20], to=suffix):
                     out = "out." + suffix
                     self.write("in", content)
-                    self.scale("in", out, "--size", "100%", "--force")
+                    # A rectangle, though it be the whole, is never just copied.
+                    whole = "--size", "100%", "--rect", "0,0,31,22", "--quiet"
+                    self.scale("in", out, *whole, "--force")
                     result = decoded(self.read(out))
                     expected = picture
                     if picture.mode == "LA" and suffix == "bmp":
@@ -92,7 +121,7 @@ class PictureTest(ToolCase):
                         self.assertLess(max(means), 12)
                     else:
                         self.assertEqual(result.tobytes(), expected.tobytes())
-                    streamed = decoded(self.scale("-", "-", "--size", "100%", "--format", suffix, stdin=content))
+                    streamed = decoded(self.scale("-", "-", *whole, "--format", suffix, stdin=content))
                     self.assertEqual(streamed.tobytes(), result.tobytes())
 
     def test_unusual_files_are_read(self):
@@ -113,6 +142,13 @@ class PictureTest(ToolCase):
             expected = bytes(sample << 8 - bits | sample >> 2 * bits - 8 for sample, bits in samples)
             result = self.scale("-", "-", "--size", "100%", "--format", "ppm", stdin=content)
             self.assertEqual(result, pnm(4, 2, 24, expected))
+        # Places are counted from where stdin stands.
+        for content, size in (bitmap(9, 7, 24), "5x12!"), (bitmap(9, 7, 24), "100%"), (pnm(9, 7, 24), "100%"):
+            with open(self.folder / self.write("behind", b"something else" + content), "rb", buffering=0) as file:
+                file.seek(len(b"something else"))
+                done = subprocess.run([FOURTAP, "-", "-", "--size", size], stdin=file, capture_output=True, timeout=60)
+            self.assertEqual(done.stdout, self.scale(self.write("alone", content), "-", "--size", size))
+
         content = bitmap(4, 2, 32, noise(4, 2, 32), info_size=108, extra=masks888 + bytes(52), offset=122,
                          compression=3)
         self.assertEqual(self.scale("-", "-", "--size", "100%", "--format", "ppm", stdin=content)[-24:],
@@ -123,7 +159,8 @@ class PictureTest(ToolCase):
                                                                                        b"\x80\x7f"),
                                          (b"P5 2\r\n1 1\n", b"\x01\x00", b"\xff\x00"), (b"P5 2 1 255\n", b"\x0a#more",
                                                                                         b"\x0a#")):
-            self.assertEqual(self.scale("-", "-", "--size", "100%", stdin=header + pixels), pnm(2, 1, 8, expected))
+            self.assertEqual(self.scale("-", "-", "--rect", "0,0,2,1", "--quiet", stdin=header + pixels),
+                             pnm(2, 1, 8, expected))
 
     def test_gray_and_colour_are_told_apart_by_the_name(self):
         self.write("gray.pgm", pnm(2, 1, 8, b"\1\2"))
@@ -132,19 +169,207 @@ class PictureTest(ToolCase):
         self.assertEqual(self.read("out.ppm"), pnm(2, 1, 24, b"\1\1\1\2\2\2"))
         self.refuse(3, ["colours", ".ppm"], "colour.ppm", "out.pgm", "--size", "100%")
 
-    def test_notes_are_carried_over(self):
+    def test_what_describes_a_picture_goes_along(self):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
-        exif = Image.Exif()
-        exif[0x0112] = 6
-        for source in "PNG", "JPEG":
-            content = encoded(coloured("RGB"), format=source, icc_profile=profile, exif=exif)
-            for suffix in "png", "jpg":
-                result = decoded(self.scale("-", "-", "--size", "20x", "--format", suffix, stdin=content))
+        xmp = b'<x:xmpmeta tiff:Orientation="6"><tiff:Orientation>6</tiff:Orientation></x:xmpmeta>'
+        exif, thumbnail = exif_block(6, thumbnail=b"\xff\xd8" + noise(40, 40, 8) + b"\xff\xd9")
+        picture = coloured("RGB", 40, 30)
+        texts = PngImagePlugin.PngInfo()
+        texts.add_itxt("XML:com.adobe.xmp", xmp.decode())
+        texts.add_text("Comment", "made by hand")
+        texts.add_text("Author", "A. N. Other", zip=True)
+        texts.add(b"gAMA", struct.pack(">I", 100000))
+        jpeg = encoded(picture, format="JPEG", exif=b"Exif\0\0" + exif, icc_profile=profile, dpi=(300, 200))
+        jpeg = jpeg[:2] + marker(0xe1, b"http://ns.adobe.com/xap/1.0/\0" + xmp) + marker(0xfe, b"made by hand") + jpeg[2:]
+        sources = {"JPEG": jpeg, "PNG": encoded(picture, format="PNG", exif=exif, icc_profile=profile, dpi=(300, 200),
+                                                pnginfo=texts)}
+        for source, suffix in itertools.product(sources, ("png", "jpg")):
+            with self.subTest(source=source, to=suffix):
+                content = self.scale("-", "-", "--size", "20x", "--format", suffix, stdin=sources[source])
+                result = decoded(content)
+                self.assertEqual(result.size, (20, 27))
                 self.assertEqual(result.info["icc_profile"], profile)
-                self.assertEqual(result.getexif()[0x0112], 6)
-                self.assertEqual(result.size, (20, 14))
-            done = self.run_tool("-", "-", "--size", "20x", "--format", "bmp", "--verbose", stdin=content)
-            self.assertIn("no ICC profile and no EXIF", done.stderr)
+                self.assertEqual([round(dpi) for dpi in result.info["dpi"]], [200, 300])
+                self.assertEqual(result.info.get("comment", result.info.get("Comment")),
+                                 b"made by hand" if suffix == "jpg" else "made by hand")
+                self.assertIn(xmp.replace(b"6", b"1"), content)
+                tags = result.getexif()
+                self.assertEqual((tags[0x112], tags[0x100], tags[0x101]), (1, 20, 27))
+                self.assertEqual([tags.get_ifd(0x8769)[tag] for tag in (0xa002, 0xa003)], [20, 27])
+                self.assertNotIn(thumbnail, content)
+                self.assertLess(len(result.info["exif"]), len(exif) - len(thumbnail) + 8)
+                if (source, suffix) == ("PNG", "png"):
+                    self.assertEqual((result.info["gamma"], result.info["Author"]), (1.0, "A. N. Other"))
+        for format_name, lost in (("ppm", "ICC profile, density, EXIF, XMP, comment"),
+                                  ("bmp", "ICC profile, EXIF, XMP, comment")):
+            done = self.run_tool("-", "-", "--size", "20x", "--format", format_name, "--verbose", stdin=jpeg)
+            self.assertIn(f"takes over no {lost}\n", done.stderr)
+        self.assertIn("takes over no PNG's gamma and colour space, PNG's text\n", self.run_tool(
+            "-", "-", "--size", "20x", "--format", "jpg", "--verbose", stdin=sources["PNG"]).stderr)
+        bmp = self.scale("-", "-", "--size", "20x", "--format", "bmp", stdin=jpeg)
+        self.assertEqual(self.info(bmp, "--size=10x")["dpi"], [200, 300])
+
+        kept = {(): {"icc_profile"}, ("none",): set(), ("density",): {"dpi"}, ("exif,text",): {"exif", "Comment", "Author"},
+                ("colour,xmp",): {"icc_profile", "gamma", "XML:com.adobe.xmp"}}
+        for kinds, expected in kept.items():
+            more = ["--strip"] + [f"--keep={kind}" for kind in kinds]
+            info = self.info(sources["PNG"], "--size=20x", *more)
+            self.assertEqual(set(info) - {"gamma"}, expected - {"gamma"}, kinds)
+        self.refuse(1, ['"icc"', "colour, density"], "-", "-", "--size=5x", "--keep=icc")
+
+    def info(self, content, *arguments):
+        info = dict(decoded(self.scale("-", "-", *arguments, stdin=content)).info)
+        if "dpi" in info:
+            info["dpi"] = [round(dpi) for dpi in info["dpi"]]
+        return {key: value for key, value in info.items() if key not in ("compression", "aspect")}
+
+    def test_notes_that_do_not_fit_are_left_out_with_a_remark(self):
+        profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+        left_out_of = []
+        odd = [encoded(coloured("L"), format="JPEG", icc_profile=profile)]  # of RGB
+        for spoilt in (profile[:68] + b"\0\0\xf6\xd7" + profile[72:], profile[:-1], profile[:3] + b"\xff" + profile[4:]):
+            odd.append(encoded(coloured("RGB"), format="JPEG", icc_profile=spoilt))
+        for content in odd:
+            done = self.run_tool("-", "-", "--size=20x", "--format=png", "--verbose", stdin=content)
+            self.assertEqual(done.returncode, 0, done.stderr)
+            left_out = "fourtap: stdout: the ICC profile is left out" in done.stderr
+            self.assertEqual("icc_profile" not in decoded(done.stdout).info, left_out)
+            left_out_of.append(left_out)
+            self.assertIn("icc_profile", self.info(content, "--size=20x"))
+        self.assertEqual(left_out_of, [True, False, True, True])  # an illuminant that is off by a little is let pass
+        long = encoded(coloured("RGB"), format="PNG", exif=exif_block(3)[0] + bytes(70000))
+        done = self.run_tool("-", "-", "--size=20x", "--format=jpg", "--verbose", stdin=long)
+        self.assertEqual(done.returncode, 0)
+        self.assertIn("EXIF is left out, since it is longer", done.stderr)
+        self.assertNotIn("exif", decoded(done.stdout).info)
+        self.assertIn("exif", self.info(long, "--size=20x"))
+
+    def test_pictures_come_upright(self):
+        turns = [None, Image.FLIP_LEFT_RIGHT, Image.ROTATE_180, Image.FLIP_TOP_BOTTOM, Image.TRANSPOSE, Image.ROTATE_270,
+                 Image.TRANSVERSE, Image.ROTATE_90]
+        rect = 2, 3, 7, 4
+        for orientation, turn in enumerate(turns, 1):
+            for format_name, mode in ("PNG", "RGB"), ("PNG", "LA"), ("PNG", "RGBA"), ("JPEG", "RGB"), ("JPEG", "L"):
+                content = encoded(coloured(mode, 81, 52), format=format_name, exif=exif_block(orientation)[0]
+                                  if format_name == "PNG" else b"Exif\0\0" + exif_block(orientation)[0])
+                for size, stored in (("20x30!", "30x20!" if orientation > 4 else "20x30!"), ("50%", "50%"),
+                                     ("100%", "100%"), ("100x200!", "200x100!" if orientation > 4 else "100x200!")):
+                    with self.subTest(orientation=orientation, format=format_name, mode=mode, size=size):
+                        def scaled(*more):
+                            return decoded(self.scale("-", "-", "--format=png", *more, stdin=content))
+                        keep = "--size", stored, "--orientation=keep", "--strip"
+                        expected = scaled(*keep)
+                        expected = expected if turn is None else expected.transpose(turn)
+                        result = scaled("--size", size)
+                        self.assertEqual((result.size, result.getexif()[0x112]), (expected.size, 1))
+                        self.assertEqual(result.tobytes(), expected.tobytes())
+                        x, y, cx, cy = rect
+                        part = scaled("--size", size, "--rect", ",".join(map(str, rect)))
+                        self.assertEqual(part.tobytes(), expected.crop((x, y, x + cx, y + cy)).tobytes())
+                        if mode not in ("LA", "RGBA"):
+                            jpeg = decoded(self.scale("-", "-", "--format=jpg", "--size", size, stdin=content))
+                            self.assertEqual((jpeg.size, jpeg.getexif()[0x112]), (expected.size, 1))
+            kept = decoded(self.scale("-", "-", "--size=20x", "--orientation=keep", stdin=content))
+            self.assertEqual((kept.size, kept.getexif()[0x112]), ((20, 13), orientation))
+        # The last one, orientation 8, is 52x81 upright.
+        self.write("in.jpg", content)
+        self.assertEqual(decoded(self.scale("in.jpg", "-", "--size=40x40>")).size, (26, 40))
+        self.refuse(1, ["--rect", "52x81"], "in.jpg", "-", "--rect=50,0,3,1")
+        self.assertIn("remark: EXIF says orientation 8: the result is turned, and held in memory for that: 1 MiB\n",
+                      self.scale("--info", "in.jpg", "--size=26x").decode())
+
+    def test_a_picture_of_very_many_scans_is_refused(self):
+        gray = encoded(Image.new("RGB", (8, 8), (128, 128, 128)), format="JPEG", subsampling=0)
+        headers = gray[:gray.index(b"\xff\xda")]
+        scans = [marker(0xda, bytes([1, component, 0, 0, 63, 0])) + b"\x2b" for component in (1, 2, 3)]
+        picture = self.scale("-", "-", "--size=4x4", "--format=ppm", stdin=headers + b"".join(scans) + b"\xff\xd9")
+        self.assertEqual(picture, pnm(4, 4, 24, bytes([128] * 48)))
+        self.refuse(2, ["more than 500 scans"], "-", "-", "--size=4x4",
+                    stdin=headers + b"".join(scans) * 170 + b"\xff\xd9")
+
+    def test_exif_that_makes_no_sense_is_no_reason_to_refuse(self):
+        block = exif_block(6, thumbnail=bytes(100))[0]
+        for at, byte in itertools.product(range(len(block) - 90), (0, 1, 0xff)):
+            broken = block[:at] + bytes([byte]) + block[at + 1:]
+            if at % 7 == byte % 7 or at < 30:
+                content = encoded(coloured("L", 3, 2), format="JPEG", exif=b"Exif\0\0" + broken)
+                self.assertIn(decoded(self.scale("-", "-", "--size=3x3!", stdin=content)).size, [(3, 3)])
+
+    def test_alpha_on_a_background(self):
+        for mode, colour in itertools.product(("LA", "RGBA"), ("#fff", "#ff8000", "black")):
+            picture = coloured(mode, 40, 30)
+            red, green, blue = {"#fff": (255,) * 3, "#ff8000": (255, 128, 0), "black": (0, 0, 0)}[colour]
+            gray = mode == "LA" and colour != "#ff8000"
+            flat = [bytes((c * a + behind * (255 - a) + 127) // 255
+                          for c, a in zip(plane.tobytes(), picture.split()[-1].tobytes()))
+                    for plane, behind in zip(picture.convert("RGBA").split(), (red, green, blue))]
+            expected = by_model(8, flat[0], (40, 30), (31, 22)) if gray else by_model(
+                24, b"".join(map(bytes, zip(*flat))), (40, 30), (31, 22))
+            content = encoded(picture, format="PNG")
+            for more in [], ["--alpha=straight"], ["--progressive=1"]:
+                result = self.scale("-", "-", "--size=31x22!", "--background", colour, "--format=pnm", *more,
+                                    stdin=content)
+                self.assertEqual(result, pnm(31, 22, 8 if gray else 24, expected), (mode, colour, more))
+        opaque = encoded(coloured("RGB"), format="PNG")
+        self.assertEqual(self.scale("-", "-", "--size=20x", "--background=white", stdin=opaque),
+                         self.scale("-", "-", "--size=20x", stdin=opaque))
+        half = encoded(Image.new("RGBA", (2, 2), (50, 60, 200, 100)), format="PNG")
+        result = self.scale("-", "-", "--size=100%", "--background=#646464", "--alpha=premultiplied", "--format=ppm",
+                            stdin=half)
+        self.assertEqual(result[-3:], bytes((50 + 61, 60 + 61, 255)))
+        for wrong in "#ff", "#fffff", "#gggggg", "fff", "red ", "#+f+f+f":
+            self.refuse(1, [f'"{wrong}"', "#rrggbb"], "-", "-", "--size=5x", f"--background={wrong}")
+        self.refuse(1, ["--background", "--alpha drop"], "-", "-", "--size=5x", "--background=#fff", "--alpha=drop")
+
+    def test_nothing_to_scale_is_copied(self):
+        exif = b"Exif\0\0" + exif_block(1)[0]
+        palette = coloured("RGB").quantize(40)
+        contents = {
+            "JPEG": encoded(coloured("RGB"), format="JPEG", quality=40, exif=exif) + b"more behind",
+            "progressive": encoded(coloured("L"), format="JPEG", progressive=True),
+            "palette": encoded(palette, format="PNG"),
+            "interlaced": (FILES / "PNG/good-interlaced").read_bytes(),
+            "16 bits": (FILES / "PNG/good-16-bits").read_bytes(),
+            "BMP": encoded(palette, format="BMP"),
+            "PNM": (FILES / "PNM/good-16-bits").read_bytes(),
+        }
+        for name, content in contents.items():
+            picture = self.write("in", content)
+            suffix = {"JPEG": "jpg", "progressive": "jpg", "BMP": "bmp", "PNM": "pnm"}.get(name, "png")
+            for size in "100%", "5000x5000>", "1x1<":
+                self.scale(picture, "out." + suffix, "--size", size, "--force")
+                self.assertEqual(self.read("out." + suffix), content, (name, size))
+                self.assertEqual(self.scale("-", "-", "--size", size, stdin=content), content, (name, size))
+                self.assertEqual(self.scale("-", "-", "--size", size, "--orientation=keep", stdin=content), content)
+            for more in ["--strip"], ["--quality=80"], ["--rect=0,0,1,1"], ["--one-step"], ["--format=bmp"]:
+                if (name, more) != ("BMP", ["--format=bmp"]):
+                    self.assertNotEqual(self.scale("-", "-", "--size=100%", "--quiet", *more, stdin=content), content)
+            for cut in content[:len(content) // 2], content[:-20]:
+                if name != "JPEG" or len(cut) < len(content) - 20:
+                    self.refuse(2, ["expected"], "-", "out." + suffix, "--size=100%", "--force", stdin=cut)
+                    self.refuse(2, ["expected"], self.write("cut", cut), "out." + suffix, "--size=100%", "--force")
+
+    def test_what_is_lost_is_warned_of(self):
+        animated = encoded(coloured("RGB"), format="PNG", save_all=True, append_images=[coloured("RGB").rotate(90)])
+        for content, words in (((FILES / "PNG/good-16-bits").read_bytes(), "16 bits"),
+                               ((FILES / "PNM/good-16-bits").read_bytes(), "0 to 255"), (animated, "animated"),
+                               (2 * pnm(9, 7, 24), "more pictures follow")):
+            source = self.write("in", content)
+            done = self.run_tool(source, "-", "--size=3x", "--format=bmp")
+            self.assertRegex(done.stderr, rf"\Afourtap: warning: in: [^\n]*{words}[^\n]*\n\Z")
+            self.assertEqual(self.run_tool(source, "-", "--size=3x", "--format=bmp", "--quiet").stderr, "")
+
+    def test_pnm_pictures_from_a_pipe_are_frames(self):
+        pictures = [pnm(9, 7, 24), pnm(30, 20, 8), pnm(9, 7, 24, bytes(189))]
+        expected = b"".join(self.scale("-", "-", "--size=5x", stdin=picture) for picture in pictures)
+        self.assertEqual(self.scale("-", "-", "--size=5x", stdin=b"".join(pictures)), expected)
+        self.scale("-", "out.pnm", "--size=5x", stdin=b"".join(pictures))
+        self.assertEqual(self.read("out.pnm"), expected)
+        self.assertEqual(self.scale("-", "-", "--size=20x20>", stdin=b"".join(pictures)),
+                         pictures[0] + self.scale("-", "-", "--size=20x", stdin=pictures[1]) + pictures[2])
+        self.refuse(2, ["cut short"], "-", "new.pnm", "--size=5x", stdin=b"".join(pictures)[:-100])
+        done = self.run_tool("-", "out.png", "--size=5x", "--force", stdin=b"".join(pictures))
+        self.assertIn("warning: stdin: more pictures follow", done.stderr)
 
     def test_steps_are_those_made_by_hand(self):
         for size_in, *steps in (((37, 23), (19, 12), (10, 6), (9, 5)), ((64, 64), (32, 32), (16, 16)),
@@ -253,6 +478,19 @@ class PictureTest(ToolCase):
         with generator, contextlib.ExitStack() as first:
             first.callback(generator.kill)
             self.check_peak(b"", iter(lambda: generator.stdout.read(1 << 16), b""), "out.jpg", 100000)
+
+    def test_turning_takes_no_more_than_the_result(self):
+        self.write("in.ppm", pnm(3000, 2000, 24, noise(3000, 20, 24) * 100))
+        self.scale("in.ppm", "in.jpg", "--size=100%", "--quality=80")
+        content = self.read("in.jpg")
+        result = 3 * 2400 * 1600
+        for orientation, most in ((1, 0), (2, 0), (4, result), (6, result)):
+            exif = b"Exif\0\0" + exif_block(orientation)[0]
+            self.write("turned.jpg", content[:2] + marker(0xe1, exif) + content[2:])
+            done = self.measure("turned.jpg", "out.jpg", "--size=80%", "--verbose", "--force")
+            self.assertEqual(done.returncode, 0)
+            self.assertLess(done.peak, 16 * MIB + most, orientation)
+            self.assertEqual("held in memory for that: 11 MiB" in done.stderr, most > 0, orientation)
 
     def check_peak(self, header, blocks, output, least):
         """All but the last bytes through a pipe; then the tool waits, and shows what it has taken."""

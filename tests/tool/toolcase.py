@@ -7,6 +7,7 @@ import pathlib
 import random
 import struct
 import subprocess
+import sys
 import tempfile
 import termios
 import time
@@ -18,6 +19,18 @@ BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
 
 # What a sanitizer's own needs of memory would hide.
 unless_sanitized = unittest.skipIf(SANITIZED, "a sanitizer takes memory of its own")
+
+
+MIB = 1 << 20
+
+# Runs a program and prints the most memory that it had, in bytes. A process begins with its parent's: this one is small.
+MEASURE = """
+import os, sys
+pid = os.posix_spawn(sys.argv[1], sys.argv[1:], os.environ)
+_, status, usage = os.wait4(pid, 0)
+print(usage.ru_maxrss * 1024)
+sys.exit(os.waitstatus_to_exitcode(status))
+"""
 
 
 @functools.lru_cache(maxsize=None)
@@ -98,6 +111,12 @@ class ToolCase(unittest.TestCase):
         done = subprocess.run([*prefix, tool, *arguments], cwd=self.folder, input=stdin, capture_output=True,
                               timeout=60, **options)
         done.stderr = done.stderr.decode()
+        return done
+
+    def measure(self, *arguments, **options):
+        """Runs the tool, without stdout; says also what its peak of memory was in bytes, 0 under a sanitizer."""
+        done = self.run_tool("-S", "-c", MEASURE, FOURTAP, *arguments, tool=sys.executable, **options)
+        done.peak = 0 if SANITIZED else int(done.stdout.splitlines()[-1])
         return done
 
     def preloading(self, library, **variables):

@@ -2,6 +2,7 @@
 
 import itertools
 import os
+import pathlib
 import random
 import signal
 import subprocess
@@ -42,7 +43,7 @@ def crop(pixels, bytes_per_pixel, cx, rect):
 class Clip:
     """Video with noise in its planes: raw frames where chroma is paired, else Y4M."""
 
-    def __init__(self, chroma, size, frames=3, parameters="F30000:1001 Ip A10:11", frame_parameters=("", " Ixyz", "")):
+    def __init__(self, chroma, size, frames=3, parameters="F30000:1001 Ip", frame_parameters=("", " Ixyz", "")):
         self.chroma, self.size, self.parameters = chroma, size, parameters
         self.layouts = plane_layouts(chroma)
         self.planes = [[noise(cx * cy * BYTES_PER_PIXEL[layout], (frame, plane))
@@ -205,6 +206,86 @@ class VideoTest(ToolCase):
                                              f"{cx}x{cy}!", "--rect", ",".join(map(str, rect)))
                     self.assertEqual(video, crop(whole, count, cx, rect), (layout, rect))
 
+    def test_names_promise_what_is_written(self):
+        clip = Clip("420", (8, 6))
+        self.write("in.y4m", clip.bytes())
+        self.write("in.i420", clip.raw())
+        self.write("picture.png", (pathlib.Path(__file__).resolve().parents[2] / "fuzz/files/PNG/good-rgb").read_bytes())
+        raw = "--raw=i420:8x6"
+        for source, name, *more in (("in.y4m", "v.mp4"), ("in.y4m", "v.png"), ("in.y4m", "v.yuv"), ("in.y4m", "v"),
+                                    ("in.i420", "v.mp4", raw), ("in.i420", "v.png", raw), ("in.i420", "raw", raw)):
+            self.refuse(BAD_USAGE, [name, "expected", ".y4m", "--format raw"], source, name, "--size=50%", *more)
+        self.refuse(BAD_USAGE, ["--format", '"png"', "y4m or raw"], "in.y4m", "v.png", "--size=50%", "--format=png")
+        self.refuse(BAD_USAGE, ["Y4M", "uyvy"], "in.i420", "v.y4m", "--size=50%", "--raw=uyvy:8x6")
+        for name in "yv12:8x6", "nv12:8x6", "gbr:4x4":
+            self.refuse(BAD_USAGE, ["Y4M", name.split(":", maxsplit=1)[0]], "-", "-", "--size=50%", "--format=y4m", "--raw",
+                        name, stdin=bytes(144))
+        self.refuse(BAD_USAGE, ["in.png", "no name for Y4M video"], "in.y4m", "--out={name}.png", "--size=2x2")
+        done = self.run_tool("picture.png", "in.y4m", "--out={name}-2.png", "--size=2x2!")
+        self.assertEqual((done.returncode, sorted(p.name for p in self.folder.glob("*-2.png"))),
+                         (BAD_USAGE, ["picture-2.png"]))
+
+    def test_raw_frames_and_y4m_become_each_other(self):
+        for chroma, name in (("420jpeg", "I420"), ("420jpeg", "yuv420p"), ("411", "yuv411p"), ("422", "i422"),
+                             ("444", "Y444"), ("mono", "gray")):
+            clip = Clip(chroma, (16, 12))
+            pixels = clip.raw(clip.scaled_planes((8, 6)))
+            self.assertEqual(self.scale_video(clip.bytes(), "--size=8x6", "--format=raw"), pixels)
+            expected = f"YUV4MPEG2 W8 H6 F25:1 Ip A0:0 C{chroma}\n".encode()
+            size = len(pixels) // 3
+            expected += b"".join(b"FRAME\n" + pixels[i * size:][:size] for i in range(3))
+            video = self.scale_video(clip.raw(), "--raw", f"{name}:16x12", "--size=8x6", "--format=Y4M")
+            self.assertEqual(video, expected)
+            for out, content in ("out.y4m", expected), ("out.yuv", pixels), ("out.i420", pixels):
+                self.scale("-", out, "--raw", f"{name}:16x12", "--size=8x6", "--force", stdin=clip.raw())
+                self.assertEqual(self.read(out), content)
+
+    def test_raw_frames_have_the_size_asked_for_or_it_is_said(self):
+        frame = bytes(2 * 320 * 240)
+        for size, cx, cy, said in (("176x144", 176, 144, False), ("176x144!", 176, 144, False), ("176x", 176, 132, True),
+                                   ("55%", 176, 132, True), ("400x400>", 320, 240, False), ("400x300>", 320, 240, False),
+                                   ("100x200>", 100, 200, False), ("100%", 320, 240, False), ("x33", 44, 33, True),
+                                   ("x31", 40, 31, True)):
+            done = self.run_tool("-", "-", "--raw=uyvy:320x240", "--size", size, stdin=frame)
+            self.assertEqual((done.returncode, len(done.stdout)), (0, 2 * cx * cy), size)
+            self.assertEqual(done.stderr, f"fourtap: stdin: becomes raw uyvy frames of {cx}x{cy}\n" if said else "", size)
+        self.assertEqual(self.run_tool("-", "-", "--raw=uyvy:320x240", "--size=176x", "--quiet", stdin=frame).stderr, "")
+
+    def test_sizes_are_rounded_where_pixels_share_their_chroma(self):
+        for chroma, size, more, expected in (
+                ("420", "33%", [], "32x24"), ("420", "33x25!", [], "33x25"), ("420", "33x25!", ["--even"], "32x24"),
+                ("422", "33%", [], "32x25"), ("411", "35%", [], "32x27"), ("444", "33%", [], "33x25"),
+                ("444", "33%", ["--even"], "32x24"), ("mono", "1x1", [], "1x1"), ("mono", "1x1", ["--even"], "2x2"),
+                ("420", "1x1", [], "2x2"), ("420", "150x150>", [], "99x77")):
+            done = self.run_tool("-", "-", "--verbose", "--size", size, *more, stdin=Clip(chroma, (99, 77), frames=1).bytes())
+            self.assertEqual(done.returncode, 0)
+            header = done.stdout.split(b" ")
+            self.assertEqual(f"{header[1].decode()[1:]}x{header[2].decode()[1:]}", expected, (chroma, size, more))
+            self.assertEqual(f" is rounded to {expected}, " in done.stderr,
+                             expected not in (size.rstrip("!"), "33x25", "99x77"), (chroma, size, more))
+        self.write("in.pgm", b"P5 99 77 255\n" + bytes(99 * 77))
+        self.assertEqual(self.scale("in.pgm", "-", "--size=33%", "--even")[:8], b"P5\n32 24")
+
+    def test_pixels_proportions_follow_the_pictures(self):
+        for size_in, aspect, size, expected in (
+                ((720, 576), "64:45", "360x", "64:45"), ((720, 576), "64:45", "1024x576!", "1:1"),
+                ((720, 576), "64:45", "720x288!", "32:45"), ((192, 108), "1:1", "85x48!", "1:1"),
+                ((192, 108), "1:1", "33%", "1:1"), ((192, 108), "1:1", "108x192!", "256:81"),
+                ((192, 108), "0:0", "100x100!", "0:0"), ((192, 108), "1", "100x100!", "1"),
+                ((192, 108), "2147483647:2147483646", "108x192!", "0:0"), ((192, 108), "4:3", "100%", "4:3")):
+            video = Clip("mono", size_in, frames=1, parameters=f"A{aspect} F25:1").bytes()
+            header = self.scale_video(video, "--size", size).split(b"\n")[0].decode()
+            self.assertIn(f" A{expected} F25:1", header, (size_in, aspect, size))
+            header = self.scale_video(video, "--size", size, "--rect=0,0,20,5").split(b"\n")[0].decode()
+            self.assertIn(f" W20 H5 A{expected} F25:1", header, (size_in, aspect, size))
+
+    def test_threads_by_default_are_those_that_have_enough_to_do(self):
+        processors = len(os.sched_getaffinity(0))
+        for size, threads in ("640x480", 1), ("1920x1080", 1), ("20000x20000", processors):
+            header = "YUV4MPEG2 W{} H{} C420\n".format(*size.split("x")).encode()
+            info = self.scale("--info", "-", "--size", "50%", stdin=header).decode()
+            self.assertIn(f"\nthreads: {threads}\n", info, size)
+
     def test_what_is_not_handled_is_refused_by_name(self):
         def y4m(header):
             return b"YUV4MPEG2 " + header + b"\nFRAME\n" + bytes(1000)
@@ -261,7 +342,9 @@ class VideoTest(ToolCase):
                     self.refuse_video(BAD_INPUT, ["stdin", "frame 3 ", f": {missing} of its {frame} bytes"], whole[:-missing],
                                 *size, "--threads", threads, written=two_frames)
                 self.refuse_video(BAD_INPUT, ["frame 3 ", "header"], whole[:-frame - 1], *size, "--threads", threads, written=two_frames)
-                self.refuse_video(BAD_INPUT, ["frame 4 ", '"FRAMS"', "FRAME"], whole + b"FRAMS\n", *size, "--threads", threads, written=whole)
+                for wrong in "FRAMS", "FRAMEx":
+                    self.refuse_video(BAD_INPUT, ["frame 4 ", f'"{wrong}"', "FRAME"], whole + wrong.encode() + b"\n", *size,
+                                      "--threads", threads, written=whole)
                 self.refuse_video(BAD_INPUT, ["frame 3 ", "1 of its"], bytes(3 * 48 - 1), *size, "--threads", threads, "--raw", "gray:8x6",
                             written=bytes(96))
         self.refuse_video(BAD_INPUT, ["stdin", "no frame"], b"", *size, "--raw", "gray:8x6")
@@ -270,11 +353,11 @@ class VideoTest(ToolCase):
     def test_files_take_their_place_only_when_whole(self):
         clip = Clip("420", (8, 6))
         self.write("in.y4m", clip.bytes())
-        self.assertEqual(self.scale("in.y4m", "out.y4m", "--size", "4x3"), b"")
+        self.assertEqual(self.scale("in.y4m", "out.y4m", "--size", "4x3!"), b"")
         self.assertEqual(self.read("out.y4m"), clip.scaled((4, 3)))
         self.write("in.y4m", clip.bytes()[:-1])
         self.refuse(BAD_INPUT, ["in.y4m: frame 3 is cut short: 1 of its 72 bytes"], "in.y4m", "new.y4m", "--size", "4x3")
-        self.assertEqual(self.scale("--info", "in.y4m", "--size", "1x1").count(b"8x6 -> 4x3 -> 2x2 -> 1x1"), 1)
+        self.assertEqual(self.scale("--info", "in.y4m", "--size", "1x1!").count(b"8x6 -> 4x3 -> 2x2 -> 1x1"), 1)
 
     def test_output_that_is_not_taken(self):
         clip = Clip("420", (640, 480), frames=9)  # more than wait between reading and writing

@@ -1,5 +1,8 @@
 #include "fourtap/Arguments.h"
 
+#include <charconv>
+#include <map>
+
 #include "fourtap/CommandLine.h"
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
@@ -25,6 +28,25 @@ auto CountUpTo(Number most) {
   };
 }
 
+// #rgb, #rrggbb or a few names; nothing for other texts.
+std::optional<Colour> ParseColour(std::string_view text) {
+  std::map<std::string_view, Colour> const names = {
+      {"white", {255, 255, 255}}, {"black", {0, 0, 0}}, {"gray", {128, 128, 128}}};
+  if (auto const found = names.find(text); found != names.end()) return found->second;
+  bool const isShort = text.size() == 4;
+  if ((!isShort && text.size() != 7) || text[0] != '#') return std::nullopt;
+  size_t const digits = isShort ? 1 : 2;
+  Colour colour{};
+  for (size_t channel = 0; channel < colour.size(); ++channel) {
+    char const* const first = text.data() + 1 + channel * digits;
+    unsigned value = 0;
+    auto const [end, error] = std::from_chars(first, first + digits, value, 16);
+    if (error != std::errc() || end != first + digits) return std::nullopt;
+    colour[channel] = static_cast<unsigned char>(isShort ? value * 17 : value);
+  }
+  return colour;
+}
+
 // Throws a Failure unless the options go together.
 void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
   char const* const usage =
@@ -40,6 +62,9 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
     }
     options.inputs = files;
     return;
+  }
+  if (options.background && options.alpha == AlphaRule::drop) {
+    throw Failure{badUsage, "--background: --alpha drop given too, expected one of them"};
   }
   options.inputs = files;
   if (!options.outputIsPattern) {
@@ -73,18 +98,29 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
       "means both; behind it > shrinks only, < enlarges only, ! ignores the proportions");
   AddParsedOption(app, "--rect", "X,Y,W,H", options.rect, ParseRect, "x,y,w,h in pixels, such as 0,0,640,480",
                   "Only this rectangle of the scaled picture");
+  app.add_flag("--even", options.even, "Round the size down to even numbers, as many encoders demand");
   app.add_flag("--one-step", options.oneStep,
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
   app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
       ->type_name("PATTERN");
-  app.add_option("--format", options.format, "Format of the result, when its name does not say")
-      ->type_name(Choices(FormatNames()));
+  app.add_option("--format", options.format,
+                 "Format of the result, when its name does not say; Y4M and raw are for video")
+      ->type_name(Choices(FormatNames()) + "|Y4M|raw");
   AddNamedOption<AlphaRule>(app, "--alpha", options.alpha,
                             {{"multiply", AlphaRule::multiply},
                              {"drop", AlphaRule::drop},
                              {"straight", AlphaRule::straight},
                              {"premultiplied", AlphaRule::premultiplied}},
                             "What alpha does to colours while they are scaled; multiply is the default");
+  AddParsedOption(app, "--background", "COLOUR", options.background, ParseColour, "#rgb, #rrggbb, white, black or gray",
+                  "What pictures with alpha are laid on, such as white or #ff8000");
+  AddNamedOption<bool>(app, "--orientation", options.keepOrientation, {{"apply", false}, {"keep", true}},
+                       "Whether pictures are turned upright as EXIF says, which is the default");
+  bool strip = false;
+  unsigned stripped = profileNote | colourNote;
+  app.add_flag("--strip", strip, "Leave away what describes the picture, but not what its colours mean");
+  AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
+                  std::string("What --strip keeps instead: ") + noteKindNames);
   AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
                   "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
@@ -94,7 +130,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_option("--raw", options.raw, "The input is video frames without headers, such as nv12:1920x1080")
       ->type_name("LAYOUT:WxH");
   AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
-                  "Threads that scale video; one per processor is the default. The result is the same");
+                  "Threads that scale video; as many as pay for themselves is the default. The result is the same");
   app.add_option("--set", options.set,
                  "Instruction set to use: " + Alternatives(SetNames()) + ". The result is the same")
       ->type_name("NAME");
@@ -110,6 +146,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   if (!Parsed(app, argc, argv)) return std::nullopt;
   options.outputIsPattern = app.count("--out") > 0;
+  if (strip || app.count("--keep") > 0) options.keptNotes = stripped;
   CheckOptions(app, options, files);
   return options;
 }

@@ -95,6 +95,7 @@ struct BitmapReader : PictureReader {
   std::unique_ptr<unsigned char[]> whole;             // the stored picture, where it must be held
   std::vector<unsigned char> stored;                  // lines as they are stored
   int y = 0;
+  int64_t position = 0;  // of what the file gives next
 
   BitmapReader(InputFile& from, int64_t maxPixels) : file(from) {
     unsigned char bytes[70] = {};
@@ -113,14 +114,19 @@ struct BitmapReader : PictureReader {
     SkipTo(headers.pixelOffset);
     if (headers.cy > 0 && !file.HasPlaces()) {
       remarks.push_back("the bottom line comes first in a pipe: the picture is held in memory");
-      whole = Bytes(static_cast<size_t>(storedBytes * size.cy));
-      for (int line = 0; line < size.cy; ++line) {
-        ReadPixels(file, whole.get() + storedBytes * line, static_cast<size_t>(storedBytes), size, line);
-      }
     }
+    auto const density = [&](size_t offset) {
+      return static_cast<uint32_t>(std::max(0, Field<int32_t>(bytes, offset)));
+    };
+    if (density(38) && density(42)) notes.density = {density(38), density(42), true};
   }
 
-  int64_t position = 0;  // of what the file gives next
+  void ReadWhole() {
+    whole = Bytes(static_cast<size_t>(storedBytes * size.cy));
+    for (int line = 0; line < size.cy; ++line) {
+      ReadPixels(file, whole.get() + storedBytes * line, static_cast<size_t>(storedBytes), size, line);
+    }
+  }
 
   void SkipTo(int64_t offset) {
     unsigned char skipped[4096];
@@ -166,6 +172,7 @@ struct BitmapReader : PictureReader {
     unsigned char const* src;
     bool const bottomUp = headers.cy > 0;
     int const firstStored = bottomUp ? size.cy - y - count : y;
+    if (bottomUp && !file.HasPlaces() && !whole) ReadWhole();
     if (whole) {
       src = whole.get() + storedBytes * firstStored;
     } else {
@@ -269,6 +276,10 @@ struct BitmapWriter : PictureWriter {
     PutField(at, 28, static_cast<uint16_t>(bitsPerPixel));
     PutField(at, 30, alpha ? 3 : 0);
     PutField(at, 34, static_cast<uint32_t>(imageBytes));
+    if (auto const& density = plan.notes->density; density && density->isPerMetre) {
+      PutField(at, 38, density->x);
+      PutField(at, 42, density->y);
+    }
     if (gray) PutField(at, 46, 256);
     if (alpha) {
       PutField(at, 54, masks8888);

@@ -30,7 +30,10 @@ void AddParsedOption(CLI::App& app, std::string const& name, std::string const& 
 // As the help shows them.
 inline std::string Choices(std::vector<std::string_view> const& names) {
   std::string text;
-  for (std::string_view const name : names) text += (text.empty() ? "" : "|") + std::string(name);
+  for (std::string_view const name : names) {
+    if (!text.empty()) text += '|';
+    text += name;
+  }
   return text;
 }
 

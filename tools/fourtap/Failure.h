@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "fourtap/Utf8.h"
+
 namespace tool {
 
 enum ExitStatus { succeeded = 0, badUsage = 1, badInput = 2, badOutput = 3 };
@@ -16,12 +18,19 @@ struct Failure {
   std::string message;  // names the thing, says what is wrong with it and what was expected
 };
 
-// On one line, whatever the names in it contain.
-inline std::string Printable(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7f') c = '?';
+// On one line, and nothing but text to a terminal, whatever the names in it contain.
+inline std::string Printable(std::string_view text) {
+  std::string printable;
+  while (!text.empty()) {
+    Character const character = FirstCharacter(text);
+    if (character.code < 0 || character.IsControl()) {
+      printable += '?';
+    } else {
+      printable += text.substr(0, character.length);
+    }
+    text.remove_prefix(character.length);
   }
-  return text;
+  return printable;
 }
 
 // What a user may choose from: a, b or c.

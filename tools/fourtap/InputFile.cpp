@@ -83,6 +83,7 @@ size_t InputFile::Read(void* bytes, size_t count) {
       break;
     }
   }
+  if (copy) copy->insert(copy->end(), dst, dst + done);
   return done;
 }
 

@@ -17,6 +17,9 @@ struct InputFile {
   std::vector<unsigned char> buffer;  // bytes read ahead, those from bufferFirst to bufferEnd
   size_t bufferFirst = 0, bufferEnd = 0;
 
+  // Where it is set, what Read gives is added there.
+  std::vector<unsigned char>* copy = nullptr;
+
   // "-" is stdin. Throws a Failure when it can't be opened, or is a folder.
   explicit InputFile(std::string const& fileName);
   ~InputFile();

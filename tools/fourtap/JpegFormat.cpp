@@ -9,11 +9,12 @@
 // clang-format on
 
 #include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <iterator>
+#include <new>
 
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
@@ -22,10 +23,15 @@ namespace tool {
 
 namespace {
 
-int const exifMarker = JPEG_APP0 + 1;
 int const iccMarker = JPEG_APP0 + 2;
 std::string_view const exifName("Exif\0\0", 6);
+std::string_view const xmpName("http://ns.adobe.com/xap/1.0/\0", 29);
+int const appMarker = JPEG_APP0 + 1;  // EXIF, XMP and others
+int const keptMarkers[] = {appMarker, iccMarker, JPEG_COM};
 size_t const longestMarker = 65533;
+size_t const mostMarkerBytes = 1 << 23;
+size_t const mostMarkers = 1000;
+double const metresPerInch = 0.0254;
 size_t const bufferSize = 1 << 16;
 int const mostScans = 500;  // a small file of very many scans would take hours
 
@@ -83,11 +89,21 @@ struct Source : jpeg_source_mgr {
   JOCTET buffer[bufferSize];
 };
 
+// libjpeg keeps markers as they come, in a list that it goes along for each, and a file may consist of them: from some
+// point on they are passed over.
+void LimitMarkers(j_decompress_ptr jpeg) {
+  size_t bytes = 0, count = 0;
+  for (auto const* marker = jpeg->marker_list; marker; marker = marker->next, ++count) bytes += marker->data_length;
+  if (bytes < mostMarkerBytes && count < mostMarkers) return;
+  for (int const marker : keptMarkers) jpeg_save_markers(jpeg, marker, 0);
+}
+
 boolean FillBuffer(j_decompress_ptr jpeg) {
   auto& source = *static_cast<Source*>(jpeg->src);
   size_t count = 0;
   CatchFor(reinterpret_cast<j_common_ptr>(jpeg), [&] { count = source.file->Read(source.buffer, bufferSize); });
   if (count == 0) ERREXIT(jpeg, JERR_INPUT_EOF);
+  LimitMarkers(jpeg);
   source.next_input_byte = source.buffer;
   source.bytes_in_buffer = count;
   return TRUE;
@@ -142,6 +158,7 @@ struct JpegReader : PictureReader {
   void Try(Call const& call) {
     if (Succeeds(errors, call)) return;
     if (errors.failure) std::rethrow_exception(errors.failure);
+    if (errors.msg_code == JERR_OUT_OF_MEMORY) throw std::bad_alloc();
     throw Failure{badInput, file.name + ": is damaged: " + errors.text + "; expected a whole JPEG file"};
   }
 
@@ -150,8 +167,7 @@ struct JpegReader : PictureReader {
       jpeg_create_decompress(&jpeg);
       jpeg.src = &source;
       jpeg.progress = &progress;
-      jpeg_save_markers(&jpeg, exifMarker, 0xFFFF);
-      jpeg_save_markers(&jpeg, iccMarker, 0xFFFF);
+      for (int const marker : keptMarkers) jpeg_save_markers(&jpeg, marker, 0xFFFF);
       jpeg_read_header(&jpeg, TRUE);
     });
     CheckClaimedSize(file.name, jpeg.image_width, jpeg.image_height, maxPixels);
@@ -172,9 +188,22 @@ struct JpegReader : PictureReader {
 
   void ReadNotes() {
     for (auto const* marker = jpeg.marker_list; marker; marker = marker->next) {
-      if (marker->marker != exifMarker || marker->data_length < exifName.size() || !notes.exif.empty()) continue;
-      if (std::memcmp(marker->data, exifName.data(), exifName.size()) != 0) continue;
-      notes.exif.assign(marker->data + exifName.size(), marker->data + marker->data_length);
+      std::string_view content(reinterpret_cast<char const*>(marker->data), marker->data_length);
+      if (marker->marker == JPEG_COM) {
+        if (notes.comment.empty()) notes.comment = content.substr(0, content.find('\0'));
+      } else if (content.starts_with(exifName) && notes.exif.empty()) {
+        content.remove_prefix(exifName.size());
+        notes.exif.assign(content.begin(), content.end());
+      } else if (content.starts_with(xmpName) && notes.xmp.empty()) {
+        notes.xmp = content.substr(xmpName.size());
+      }
+    }
+    if (jpeg.saw_JFIF_marker && jpeg.X_density && jpeg.Y_density) {
+      // Dots to the inch, to the centimetre, or just proportions.
+      double const perMetre[] = {1, 1 / metresPerInch, 100};
+      double const factor = perMetre[std::min<unsigned>(jpeg.density_unit, 2)];
+      notes.density = {static_cast<uint32_t>(std::lround(jpeg.X_density * factor)),
+                       static_cast<uint32_t>(std::lround(jpeg.Y_density * factor)), jpeg.density_unit != 0};
     }
     JOCTET* icc = nullptr;
     unsigned length = 0;
@@ -249,10 +278,9 @@ struct JpegWriter : PictureWriter {
     destination.init_destination = InitDestination;
     destination.empty_output_buffer = EmptyBuffer;
     destination.term_destination = WriteRest;
-    std::string exif(exifName);
-    exif.append(plan.notes->exif.begin(), plan.notes->exif.end());
+    auto const markers = Markers();
     try {
-      Try([&, this] { Start(exif); });
+      Try([&, this] { Start(markers); });
     } catch (...) {
       jpeg_destroy_compress(&jpeg);
       throw;
@@ -264,10 +292,42 @@ struct JpegWriter : PictureWriter {
   void Try(Call const& call) {
     if (Succeeds(errors, call)) return;
     if (errors.failure) std::rethrow_exception(errors.failure);
+    if (errors.msg_code == JERR_OUT_OF_MEMORY) throw std::bad_alloc();
     throw Failure{badOutput, file.name + ": can't be written as JPEG: " + errors.text};
   }
 
-  void Start(std::string const& exif) {
+  struct Marker {
+    int number;
+    std::string content;
+  };
+
+  std::vector<Marker> Markers() {
+    PictureNotes const& notes = *plan.notes;
+    std::vector<Marker> markers;
+    auto const add = [&](int number, std::string_view name, auto const& content, char const* what) {
+      if (content.empty()) return;
+      if (name.size() + content.size() > longestMarker) {
+        remarks.push_back(std::string(what) + " is left out, since it is longer than a JPEG file can hold");
+      } else {
+        markers.push_back({number, std::string(name) + std::string(content.begin(), content.end())});
+      }
+    };
+    add(appMarker, exifName, notes.exif, "EXIF");
+    add(appMarker, xmpName, notes.xmp, "XMP");
+    add(JPEG_COM, "", notes.comment, "the comment");
+    return markers;
+  }
+
+  void SetDensity(Density const& density) {
+    double const factor = density.isPerMetre ? metresPerInch : 1;
+    double const x = std::round(density.x * factor), y = std::round(density.y * factor);
+    if (x < 1 || y < 1 || x > UINT16_MAX || y > UINT16_MAX) return;
+    jpeg.density_unit = density.isPerMetre ? 1 : 0;
+    jpeg.X_density = static_cast<UINT16>(x);
+    jpeg.Y_density = static_cast<UINT16>(y);
+  }
+
+  void Start(std::vector<Marker> const& markers) {
     jpeg_create_compress(&jpeg);
     jpeg.dest = &destination;
     jpeg.image_width = static_cast<JDIMENSION>(plan.size.cx);
@@ -280,10 +340,11 @@ struct JpegWriter : PictureWriter {
     jpeg_set_quality(&jpeg, plan.quality, TRUE);
     // High quality keeps colours at full size.
     if (plan.quality >= 90) jpeg.comp_info[0].h_samp_factor = jpeg.comp_info[0].v_samp_factor = 1;
+    if (plan.notes->density) SetDensity(*plan.notes->density);
     jpeg_start_compress(&jpeg, TRUE);
-    if (exif.size() > exifName.size() && exif.size() <= longestMarker) {
-      jpeg_write_marker(&jpeg, exifMarker, reinterpret_cast<JOCTET const*>(exif.data()),
-                        static_cast<unsigned>(exif.size()));
+    for (Marker const& marker : markers) {
+      jpeg_write_marker(&jpeg, marker.number, reinterpret_cast<JOCTET const*>(marker.content.data()),
+                        static_cast<unsigned>(marker.content.size()));
     }
     auto const& icc = plan.notes->icc;
     if (!icc.empty()) jpeg_write_icc_profile(&jpeg, icc.data(), static_cast<unsigned>(icc.size()));

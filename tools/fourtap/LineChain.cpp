@@ -188,6 +188,14 @@ int64_t ChainPlan::ContextBytes() const {
   return sum;
 }
 
+void CheckRect(PictureRect const& rect, PictureSize scaled) {
+  if (int64_t{rect.x} + rect.cx > scaled.cx || int64_t{rect.y} + rect.cy > scaled.cy) {
+    throw Failure{badUsage, "--rect: " + SizeText(rect.cx, rect.cy) + " pixels at " + std::to_string(rect.x) + "," +
+                                std::to_string(rect.y) + " given, expected them inside the scaled picture of " +
+                                SizeText(scaled)};
+  }
+}
+
 ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind) {
   ChainPlan plan;
   plan.in = in;
@@ -210,11 +218,7 @@ ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind) {
   plan.multipliesAlpha = HasAlpha(plan.kindOut) && options.alpha == AlphaRule::multiply && !plan.steps.empty();
 
   PictureRect const rect = options.rect.value_or(PictureRect{0, 0, scaled->cx, scaled->cy});
-  if (int64_t{rect.x} + rect.cx > scaled->cx || int64_t{rect.y} + rect.cy > scaled->cy) {
-    throw Failure{badUsage, "--rect: " + SizeText(rect.cx, rect.cy) + " pixels at " + std::to_string(rect.x) + "," +
-                                std::to_string(rect.y) + " given, expected them inside the scaled picture of " +
-                                SizeText(*scaled)};
-  }
+  CheckRect(rect, *scaled);
   plan.needed.resize(plan.steps.size() + 1);
   plan.needed.back() = rect;
   for (size_t step = plan.steps.size(); step-- > 0;) {

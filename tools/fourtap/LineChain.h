@@ -28,6 +28,9 @@ struct ChainPlan {
   int64_t ContextBytes() const;
 };
 
+// Throws a Failure unless the rectangle lies in the scaled picture.
+void CheckRect(PictureRect const& rect, PictureSize scaled);
+
 // Throws a Failure when the size or the rectangle asked for can't be had.
 ChainPlan PlanChain(Options const& options, PictureSize in, PixelKind kind);
 

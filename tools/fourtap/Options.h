@@ -1,11 +1,13 @@
 // What the command line asks for.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "fourtap/Notes.h"
 #include "fourtap/SizeGrammar.h"
 
 namespace tool {
@@ -23,6 +25,8 @@ enum class Progress {
   json,
 };
 
+using Colour = std::array<unsigned char, 3>;  // red, green, blue
+
 struct Options {
   bool selfTest = false;  // alone; the rest is then empty
   bool info = false;
@@ -32,15 +36,19 @@ struct Options {
   std::string format;  // of the output, when its name doesn't say
   std::optional<SizeRequest> size;
   std::optional<PictureRect> rect;  // of the scaled picture
+  bool even = false;                // sides are rounded down to even numbers
   bool oneStep = false;             // the plain filter: whatever the ratio in one step, equal sizes filtered too
   AlphaRule alpha = AlphaRule::multiply;
-  int quality = 90;             // of JPEG files, 1 to 100
-  int linesPerSlice = 0;        // handed to the scaler at once; 0: as many as suit
-  int64_t maxPixels = 1 << 30;  // of an input picture or frame
-  std::string raw;              // layout and size of headerless frames, such as nv12:1920x1080; empty: none
-  int threads = 0;              // that scale a frame; 0: one per processor
-  std::string set;              // of instructions; empty: the widest there is
-  bool force = false;           // overwrite
+  std::optional<Colour> background;  // that a picture with alpha is laid on
+  bool keepOrientation = false;      // instead of turning the picture upright
+  unsigned keptNotes = allNotes;     // kinds of what describes a picture
+  std::optional<int> quality;        // of JPEG files, 1 to 100
+  int linesPerSlice = 0;             // handed to the scaler at once; 0: as many as suit
+  int64_t maxPixels = 1 << 30;       // of an input picture or frame
+  std::string raw;                   // layout and size of headerless frames, such as nv12:1920x1080; empty: none
+  int threads = 0;                   // that scale a frame; 0: as many as pay
+  std::string set;                   // of instructions; empty: the widest there is
+  bool force = false;                // overwrite
   bool quiet = false;
   bool verbose = false;
   Progress progress = Progress::automatic;

@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -24,6 +26,10 @@ size_t const bufferSize = 1 << 16;
 
 Failure CannotWrite(std::string const& name, std::string const& why) {
   return {badOutput, name + ": can't be written: " + why};
+}
+
+Failure IsThere(std::string const& name) {
+  return CannotWrite(name, "it is there; expected a new name, or --force to overwrite it");
 }
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
@@ -43,22 +49,30 @@ void RemovePendingFile(int signal) {
   raise(signal);  // which ends the process: the handler was for one time
 }
 
-int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+// All that end a process that does nothing about them.
+std::vector<int> EndingSignals() {
+  std::set<int> const others = {SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGCHLD, SIGCONT, SIGURG, SIGWINCH};
+  std::vector<int> ending;
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    bool const threadsOwn = signal > SIGSYS && signal < SIGRTMIN;
+    if (!threadsOwn && !others.contains(signal)) ending.push_back(signal);
+  }
+  return ending;
+}
 
 // As mkostemp; and when a signal ends the program, from then on, it takes the file along.
 int MakeTemporaryFile(std::string& name) {
-  sigset_t ending, before;
-  sigemptyset(&ending);
-  for (int const signal : endingSignals) sigaddset(&ending, signal);
-  pthread_sigmask(SIG_BLOCK, &ending, &before);
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, &before);
   int const descriptor = mkostemp(name.data(), O_CLOEXEC);
   int const reason = errno;
   if (descriptor >= 0 && name.size() < sizeof pendingName) {
     std::memcpy(pendingName, name.c_str(), name.size() + 1);
-    for (int const signal : endingSignals) {
+    for (int const signal : EndingSignals()) {
       struct sigaction action {};
-      sigaction(signal, nullptr, &action);
-      if (action.sa_handler == SIG_IGN) continue;
+      // What is ignored, or handled by somebody else, stays so.
+      if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
       action.sa_handler = RemovePendingFile;
       action.sa_flags = static_cast<int>(SA_RESETHAND);
       sigaction(signal, &action, nullptr);
@@ -73,6 +87,13 @@ int MakeTemporaryFile(std::string& name) {
 void EndAsUnread() {
   std::signal(SIGPIPE, SIG_DFL);
   raise(SIGPIPE);
+}
+
+// Renames, but not to a name that something has; sets errno when that can't be done.
+bool RenameToNew(char const* from, char const* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
+  // File systems that know nothing of it mostly know of links.
+  return errno == EINVAL && link(from, to) == 0 && unlink(from) == 0;
 }
 
 template <class WriteSome>
@@ -91,7 +112,10 @@ void WriteAll(std::string const& name, size_t count, WriteSome writeSome) {
 }  // namespace
 
 OutputFile::OutputFile(std::string const& fileName, bool force)
-    : name(fileName == "-" ? "stdout" : fileName), isStdout(fileName == "-"), permissions(PermissionsOfNewFile()) {
+    : name(fileName == "-" ? "stdout" : fileName),
+      isStdout(fileName == "-"),
+      replaces(force),
+      permissions(PermissionsOfNewFile()) {
   buffer.reserve(bufferSize);
   if (isStdout) {
     descriptor = STDOUT_FILENO;
@@ -105,9 +129,11 @@ OutputFile::OutputFile(std::string const& fileName, bool force)
   fs::file_status const existing = fs::status(place, error);
   if (fs::exists(existing)) {
     if (!fs::is_regular_file(existing)) throw CannotWrite(name, "it is there and is no regular file");
-    if (!force) throw CannotWrite(name, "it is there; expected a new name, or --force to overwrite it");
+    if (!force) throw IsThere(name);
     if (access(place.c_str(), W_OK) != 0) throw CannotWrite(name, ErrorText(errno));
-    permissions = existing.permissions();
+    permissions = existing.permissions() & fs::perms(0777);
+  } else if (fs::is_symlink(fs::symlink_status(place, error))) {
+    throw CannotWrite(name, "it is a link that leads nowhere; expected one to a file, or another name");
   }
   std::string temporary = place.parent_path() / ".fourtap-XXXXXX";
   descriptor = MakeTemporaryFile(temporary);
@@ -148,9 +174,10 @@ void OutputFile::WriteAt(int64_t offset, void const* bytes, size_t count) {
 void OutputFile::Finish() {
   Flush();
   if (isStdout) return;
+  char const* const from = temporaryName.c_str();
   if (fchmod(descriptor, static_cast<mode_t>(permissions)) != 0 || close(std::exchange(descriptor, -1)) != 0 ||
-      std::rename(temporaryName.c_str(), place.c_str()) != 0) {
-    throw CannotWrite(name, ErrorText(errno));
+      !(replaces ? std::rename(from, place.c_str()) == 0 : RenameToNew(from, place.c_str()))) {
+    throw errno == EEXIST ? IsThere(name) : CannotWrite(name, ErrorText(errno));
   }
   temporaryName.clear();
 }

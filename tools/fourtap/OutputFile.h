@@ -17,6 +17,7 @@ struct OutputFile {
   int descriptor = -1;
   std::filesystem::path place;         // where the name leads, links followed
   std::string temporaryName;           // empty for stdout, and once the file is in its place
+  bool replaces;                       // whatever stands there in the end
   std::filesystem::perms permissions;  // of the file that it replaces, else those of any new file
   std::vector<unsigned char> buffer;   // written, but not yet handed to the system
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <climits>
 
 #include "fourtap/Failure.h"
 
@@ -23,19 +24,20 @@ std::vector<PictureFormat> const formats = {
      .signatures = {"\x89PNG\r\n\x1a\n"},
      .suffixes = {"png"},
      .holdsAlpha = true,
-     .holdsNotes = true,
+     .notes = allNotes,
      .open = OpenPng,
      .create = CreatePng},
     {.name = "JPEG",
      .signatures = {"\xff\xd8\xff"},
      .suffixes = {"jpg", "jpeg"},
-     .holdsNotes = true,
+     .notes = profileNote | densityNote | exifNote | xmpNote | commentNote,
      .open = OpenJpeg,
      .create = CreateJpeg},
     {.name = "BMP",
      .signatures = {"BM"},
      .suffixes = {"bmp"},
      .holdsAlpha = true,
+     .notes = densityNote,
      .open = OpenBitmap,
      .create = CreateBitmap},
 };
@@ -97,6 +99,9 @@ std::vector<std::string_view> FormatNamesWithAlpha() {
 
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {
   if (cx < 1 || cy < 1) throw Failure{badInput, name + ": has size " + SizeText(cx, cy) + ", expected at least 1x1"};
+  if (cx > INT_MAX || cy > INT_MAX) {
+    throw Failure{badInput, name + ": claims " + SizeText(cx, cy) + " pixels, expected sides below 2147483648"};
+  }
   if (cx > maxPixels / cy) {
     throw Failure{badInput, name + ": claims " + SizeText(cx, cy) + " pixels, expected at most " +
                                 std::to_string(maxPixels) + " in all; --max-pixels allows more"};

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fourtap/InputFile.h"
+#include "fourtap/Notes.h"
 #include "fourtap/OutputFile.h"
 #include "fourtap/SizeGrammar.h"
 
@@ -30,31 +31,28 @@ inline int BytesPerPixel(PixelKind kind) {
 inline bool IsGray(PixelKind kind) { return kind == PixelKind::gray || kind == PixelKind::grayAlpha; }
 inline bool HasAlpha(PixelKind kind) { return kind == PixelKind::grayAlpha || kind == PixelKind::rgba; }
 
-// What a file says beside the pixels.
-struct PictureNotes {
-  std::vector<unsigned char> icc;   // colour profile; empty: none
-  std::vector<unsigned char> exif;  // from its byte order mark on; empty: none
-};
-
 // Reads a picture's lines, the top line first. All functions throw a Failure for what is wrong with the file.
 struct PictureReader {
   PictureSize size{};
   PixelKind kind{};
   PictureNotes notes;
-  std::vector<std::string> remarks;  // what a user may want to know of how the file is read
+  std::vector<std::string> remarks;   // what a user may want to know of how the file is read
+  std::vector<std::string> warnings;  // of what is lost; complete after Finish
 
   virtual ~PictureReader() = default;
   // The next lines, without gaps between them.
   virtual void ReadLines(unsigned char* lines, int count) = 0;
-  // After the last line: looks at what the file holds behind it.
+  // After the last line: looks at what the file holds behind it, which may add to the text notes.
   virtual void Finish() {}
 };
 
 // Writes a picture's lines, the top line first. All functions throw a Failure when that can't be done.
 struct PictureWriter {
+  std::vector<std::string> remarks;  // what a user may want to know of what is left out
+
   virtual ~PictureWriter() = default;
   virtual void WriteLines(unsigned char const* lines, int count) = 0;
-  // After the last line; OutputFile::Finish is left to the caller.
+  // After the last line, with text notes that have come meanwhile; OutputFile::Finish is left to the caller.
   virtual void Finish() {}
 };
 
@@ -62,9 +60,9 @@ struct PictureWriter {
 struct PicturePlan {
   PictureSize size{};
   PixelKind kind{};
-  PictureNotes const* notes = nullptr;
-  int quality = 0;            // of JPEG, 1 to 100
-  bool grayAsColour = false;  // where the format would tell them apart
+  PictureNotes const* notes = nullptr;  // those that the format holds are written
+  int quality = 0;                      // of JPEG, 1 to 100
+  bool grayAsColour = false;            // where the format would tell them apart
 };
 
 typedef std::unique_ptr<PictureReader> PictureOpener(InputFile& file, int64_t maxPixels);
@@ -75,7 +73,7 @@ struct PictureFormat {
   std::vector<std::string_view> signatures;  // how its files begin
   std::vector<std::string_view> suffixes;
   bool holdsAlpha = false;
-  bool holdsNotes = false;
+  unsigned notes = 0;  // kinds that it holds
   PictureOpener* open;
   PictureCreator* create;
 };
@@ -93,6 +91,8 @@ std::vector<std::string_view> FormatNamesWithAlpha();
 // What the formats have in common.
 // Throws a Failure unless 1 to maxPixels pixels are claimed.
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels);
+// Whether another PNM picture begins here.
+bool MorePicturesFollow(InputFile& file);
 // Reads all of `bytes`, for lines from `y` on, or throws a Failure.
 void ReadPixels(InputFile& file, void* bytes, size_t count, PictureSize size, int y);
 inline size_t LineBytes(PictureSize size, PixelKind kind) {

@@ -6,9 +6,12 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <exception>
+#include <new>
+#include <optional>
 
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
+#include "fourtap/Utf8.h"
 
 namespace tool {
 
@@ -16,7 +19,7 @@ namespace {
 
 // Of anything before the pixels, such as a colour profile. libpng takes what is claimed before it sees that the file is
 // shorter.
-png_alloc_size_t const mostNoteBytes = 1 << 24;
+png_alloc_size_t const mostNoteBytes = 1 << 23;
 
 png_voidp Allocate(png_structp png, png_alloc_size_t count) {
   auto const& mostBytes = *static_cast<png_alloc_size_t const*>(png_get_mem_ptr(png));
@@ -30,6 +33,7 @@ struct PngErrors {
   jmp_buf jump;
   std::string message;
   std::exception_ptr failure;  // of our own files
+  bool refusesProfile = false;
 };
 
 void OnError(png_structp png, png_const_charp message) {
@@ -38,7 +42,11 @@ void OnError(png_structp png, png_const_charp message) {
   longjmp(errors.jump, 1);
 }
 
-void OnWarning(png_structp, png_const_charp) {}
+void OnWarning(png_structp png, png_const_charp message) {
+  if (std::string_view(message).starts_with("iCCP")) {
+    static_cast<PngErrors*>(png_get_error_ptr(png))->refusesProfile = true;
+  }
+}
 
 // Calls libpng. The call itself must have nothing to destroy.
 template <class Call>
@@ -61,6 +69,9 @@ void CatchFor(png_structp png, Call const& call) {
   png_error(png, "");
 }
 
+// What libpng would keep or unpack, however much there is of it.
+char const passedChunks[] = "bKGD\0cHRM\0gAMA\0hIST\0iTXt\0oFFs\0pCAL\0pHYs\0sBIT\0sCAL\0sPLT\0sRGB\0tEXt\0tIME\0zTXt";
+
 void OnRead(png_structp png, png_bytep bytes, size_t count) {
   auto& file = *static_cast<InputFile*>(png_get_io_ptr(png));
   size_t read = 0;
@@ -75,6 +86,45 @@ void OnWrite(png_structp png, png_bytep bytes, size_t count) {
 
 void OnFlush(png_structp) {}
 
+// Text of a tEXt or iTXt chunk under that name, if it is not compressed.
+std::optional<std::string> TextUnder(std::string_view keyword, PngChunk const& chunk) {
+  std::string_view text = chunk.content;
+  auto const skipPastZero = [&text] {
+    size_t const zero = text.find('\0');
+    text.remove_prefix(zero == text.npos ? text.size() : zero + 1);
+  };
+  if (text.substr(0, text.find('\0')) != keyword) return std::nullopt;
+  skipPastZero();
+  if (chunk.name == "tEXt") return std::string(text);
+  if (chunk.name != "iTXt" || text.size() < 2 || text[0] != 0) return std::nullopt;
+  text.remove_prefix(2);
+  skipPastZero();  // language
+  skipPastZero();  // translated keyword
+  return std::string(text);
+}
+
+// Text as UTF-8 where it is that, else as a tEXt chunk's Latin-1.
+PngChunk TextChunk(std::string const& keyword, std::string const& text, bool mustBeInternational) {
+  bool isAscii = true, isUtf8 = true;
+  for (std::string_view left = text; !left.empty();) {
+    Character const character = FirstCharacter(left);
+    isAscii = isAscii && character.code >= 0 && character.code < 0x80;
+    isUtf8 = isUtf8 && character.code >= 0;
+    left.remove_prefix(character.length);
+  }
+  bool const international = mustBeInternational || (isUtf8 && !isAscii);
+  return {international ? "iTXt" : "tEXt", keyword + std::string(international ? 5 : 1, '\0') + text};
+}
+
+uint32_t BigEndian(std::string_view bytes) {
+  uint32_t number = 0;
+  for (size_t i = 0; i < 4; ++i) number = number << 8 | static_cast<unsigned char>(bytes[i]);
+  return number;
+}
+
+std::string const commentKeyword = "Comment", xmpKeyword = "XML:com.adobe.xmp";
+size_t const mostTextBytes = 1 << 20;
+
 struct PngReader : PictureReader {
   InputFile& file;
   PngErrors errors;
@@ -83,6 +133,9 @@ struct PngReader : PictureReader {
   png_infop info = nullptr;
   std::unique_ptr<unsigned char[]> whole;  // of an interlaced picture
   int y = 0;
+
+  size_t textBytes = 0;
+  bool headerIsRead = false;
 
   PngReader(InputFile& from, int64_t maxPixels)
       : file(from),
@@ -106,6 +159,7 @@ struct PngReader : PictureReader {
   void Try(Call const& call) {
     if (Succeeds(errors, call)) return;
     if (errors.failure) std::rethrow_exception(errors.failure);
+    if (errors.message.starts_with("Out of memory")) throw std::bad_alloc();
     throw Failure{badInput, file.name + ": is damaged: " + errors.message + "; expected a whole PNG file"};
   }
 
@@ -113,6 +167,9 @@ struct PngReader : PictureReader {
     Try([this] {
       png_set_user_limits(png, INT_MAX, INT_MAX);
       png_set_read_fn(png, &file, OnRead);
+      png_set_read_user_chunk_fn(png, this, OnChunk);
+      png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_ALWAYS, reinterpret_cast<png_const_bytep>(passedChunks),
+                                  sizeof passedChunks / 5);
       png_read_info(png, info);
     });
     CheckClaimedSize(file.name, png_get_image_width(png, info), png_get_image_height(png, info), maxPixels);
@@ -124,7 +181,7 @@ struct PngReader : PictureReader {
     bool const gray = (colour & PNG_COLOR_MASK_COLOR) == 0;
     kind = gray ? (alpha ? PixelKind::grayAlpha : PixelKind::gray) : alpha ? PixelKind::rgba : PixelKind::rgb;
     if (colour == PNG_COLOR_TYPE_PALETTE) remarks.push_back("the palette is brought to RGB");
-    if (bits == 16) remarks.push_back("samples of 16 bits are brought to 8");
+    if (bits == 16) warnings.push_back("samples of 16 bits are brought to 8");
     if (bits < 8 && gray) remarks.push_back("samples of " + std::to_string(bits) + " bits are brought to 8");
     if (interlaced) remarks.push_back("it is interlaced: the picture is held in memory");
     ReadNotes();
@@ -138,7 +195,48 @@ struct PngReader : PictureReader {
     if (png_get_rowbytes(png, info) != LineBytes(size, kind)) {
       throw Failure{badInput, file.name + ": is of an unknown kind of PNG"};
     }
-    if (interlaced) ReadWhole();
+  }
+
+  // Of those that libpng passes on, and of all that it does not know.
+  static int OnChunk(png_structp png, png_unknown_chunkp chunk) {
+    bool const canBeLeftOut = (chunk->name[0] & 0x20) != 0;
+    if (!canBeLeftOut) return 0;
+    CatchFor(png, [&] {
+      static_cast<PngReader*>(png_get_user_chunk_ptr(png))
+          ->Take({reinterpret_cast<char const*>(chunk->name),
+                  std::string(reinterpret_cast<char const*>(chunk->data), chunk->size)});
+    });
+    return 1;
+  }
+
+  void Take(PngChunk const& chunk) {
+    auto const& [name, content] = chunk;
+    if (name == "tEXt" || name == "zTXt" || name == "iTXt") {
+      TakeText(chunk);
+    } else if (headerIsRead) {
+      return;
+    } else if (name == "gAMA" || name == "cHRM" || name == "sRGB" || name == "cICP") {
+      if (content.size() <= 32 && notes.colourChunks.size() < 8) notes.colourChunks.push_back(chunk);
+    } else if (name == "pHYs" && content.size() == 9) {
+      Density const density{BigEndian(content), BigEndian(content.substr(4)), content[8] == 1};
+      if (density.x && density.y) notes.density = density;
+    } else if (name == "acTL" && warnings.empty()) {
+      warnings.push_back("it is animated: nothing is made of the pictures that follow the first one");
+    }
+  }
+
+  void TakeText(PngChunk const& chunk) {
+    // What else it takes is counted too.
+    if (textBytes + chunk.content.size() + sizeof chunk > mostTextBytes) return;
+    textBytes += chunk.content.size() + sizeof chunk;
+    auto const comment = TextUnder(commentKeyword, chunk), xmp = TextUnder(xmpKeyword, chunk);
+    if (!headerIsRead && comment && notes.comment.empty()) {
+      notes.comment = *comment;
+    } else if (!headerIsRead && xmp && notes.xmp.empty()) {
+      notes.xmp = *xmp;
+    } else {
+      notes.textChunks.push_back(chunk);
+    }
   }
 
   void ReadNotes() {
@@ -146,7 +244,9 @@ struct PngReader : PictureReader {
     int compression;
     png_bytep bytes;
     png_uint_32 length;
+    headerIsRead = true;
     if (png_get_iCCP(png, info, &name, &compression, &bytes, &length)) notes.icc.assign(bytes, bytes + length);
+    if (errors.refusesProfile && notes.icc.empty()) remarks.push_back("the ICC profile is odd, and left out");
     if (png_get_eXIf_1(png, info, &length, &bytes)) notes.exif.assign(bytes, bytes + length);
   }
 
@@ -161,7 +261,8 @@ struct PngReader : PictureReader {
 
   void ReadLines(unsigned char* lines, int count) override {
     size_t const lineBytes = LineBytes(size, kind);
-    if (whole) {
+    if (png_get_interlace_type(png, info) != PNG_INTERLACE_NONE) {
+      if (!whole) ReadWhole();
       std::copy_n(whole.get() + lineBytes * static_cast<size_t>(y), lineBytes * static_cast<size_t>(count), lines);
     } else {
       Try([=, this] {
@@ -182,6 +283,7 @@ struct PngWriter : PictureWriter {
   PngErrors errors;
   png_structp png;
   png_infop info = nullptr;
+  size_t textsWritten = 0;
 
   PngWriter(OutputFile& to, PicturePlan const& thePlan)
       : file(to), plan(thePlan), png(png_create_write_struct(PNG_LIBPNG_VER_STRING, &errors, OnError, OnWarning)) {
@@ -190,8 +292,14 @@ struct PngWriter : PictureWriter {
       png_destroy_write_struct(&png, nullptr);
       throw std::bad_alloc();
     }
+    std::vector<PngChunk> texts;
+    if (!plan.notes->comment.empty()) texts.push_back(TextChunk(commentKeyword, plan.notes->comment, false));
+    if (!plan.notes->xmp.empty()) texts.push_back(TextChunk(xmpKeyword, plan.notes->xmp, true));
     try {
-      Try([this] { WriteHeader(); });
+      Try([&, this] { WriteHeader(texts); });
+      if (!plan.notes->icc.empty() && !png_get_valid(png, info, PNG_INFO_iCCP)) {
+        remarks.push_back("the ICC profile is left out, since it does not fit the picture");
+      }
     } catch (...) {
       png_destroy_write_struct(&png, &info);
       throw;
@@ -203,10 +311,22 @@ struct PngWriter : PictureWriter {
   void Try(Call const& call) {
     if (Succeeds(errors, call)) return;
     if (errors.failure) std::rethrow_exception(errors.failure);
+    if (errors.message.starts_with("Out of memory")) throw std::bad_alloc();
     throw Failure{badOutput, file.name + ": can't be written as PNG: " + errors.message};
   }
 
-  void WriteHeader() {
+  void WriteChunk(PngChunk const& chunk) {
+    png_write_chunk(png, reinterpret_cast<png_const_bytep>(chunk.name.data()),
+                    reinterpret_cast<png_const_bytep>(chunk.content.data()), chunk.content.size());
+  }
+
+  // Those that have come since the last time.
+  void WriteTexts() {
+    auto const& chunks = plan.notes->textChunks;
+    for (; textsWritten < chunks.size(); ++textsWritten) WriteChunk(chunks[textsWritten]);
+  }
+
+  void WriteHeader(std::vector<PngChunk> const& texts) {
     int const colours[] = {PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB,
                            PNG_COLOR_TYPE_RGB_ALPHA};
     png_set_user_limits(png, INT_MAX, INT_MAX);
@@ -214,12 +334,24 @@ struct PngWriter : PictureWriter {
     png_set_IHDR(png, info, static_cast<png_uint_32>(plan.size.cx), static_cast<png_uint_32>(plan.size.cy), 8,
                  colours[static_cast<int>(plan.kind)], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
-    auto const& [icc, exif] = *plan.notes;
+    auto const& icc = plan.notes->icc;
+    auto const& exif = plan.notes->exif;
+    auto const& density = plan.notes->density;
+    // An odd profile is the input's; it is left out then.
+    png_set_benign_errors(png, 1);
     if (!icc.empty()) png_set_iCCP(png, info, "ICC profile", 0, icc.data(), static_cast<png_uint_32>(icc.size()));
+    png_set_benign_errors(png, 0);
     if (!exif.empty()) {
       png_set_eXIf_1(png, info, static_cast<png_uint_32>(exif.size()), const_cast<png_bytep>(exif.data()));
     }
+    if (density) {
+      png_set_pHYs(png, info, density->x, density->y,
+                   density->isPerMetre ? PNG_RESOLUTION_METER : PNG_RESOLUTION_UNKNOWN);
+    }
     png_write_info(png, info);
+    for (PngChunk const& chunk : plan.notes->colourChunks) WriteChunk(chunk);
+    for (PngChunk const& chunk : texts) WriteChunk(chunk);
+    WriteTexts();
     if (plan.kind == PixelKind::rgbx) png_set_filler(png, 0, PNG_FILLER_AFTER);
   }
 
@@ -231,7 +363,10 @@ struct PngWriter : PictureWriter {
   }
 
   void Finish() override {
-    Try([this] { png_write_end(png, nullptr); });
+    Try([this] {
+      WriteTexts();
+      png_write_end(png, nullptr);
+    });
   }
 };
 

@@ -13,34 +13,46 @@ namespace {
   throw Failure{badInput, file.name + ": " + fault};
 }
 
-// The next byte of the header, a comment with the end of its line being one space; -1 at the end of the file.
-int NextOfHeader(InputFile& file) {
-  unsigned char c = 0;
-  auto const next = [&] { return file.Read(&c, 1) == 1; };
-  if (!next()) return -1;
-  if (c == '#') {
-    while (c != '\n') {
-      if (!next()) return -1;
-    }
-  }
-  return c;
-}
+// A pipe may have comments without end.
+int const longestHeader = 1 << 16;
 
-int ReadHeaderNumber(InputFile& file, char const* what) {
-  int c = NextOfHeader(file);
-  while (std::isspace(c)) c = NextOfHeader(file);
-  int64_t number = 0;
-  bool any = false;
-  for (; std::isdigit(c) && number <= INT32_MAX; c = NextOfHeader(file)) {
-    number = number * 10 + (c - '0');
-    any = true;
+// What stands before the pixels.
+struct Header {
+  InputFile& file;
+  int bytesLeft = longestHeader;
+
+  int NextByte() {
+    if (bytesLeft-- == 0) {
+      Fail(file, "has a header without end, expected one of at most " + std::to_string(longestHeader) + " bytes");
+    }
+    unsigned char c;
+    return file.Read(&c, 1) == 1 ? c : -1;
   }
-  // One space ends the last number; the pixels follow it.
-  if (!any || number > INT32_MAX || !std::isspace(c)) {
-    Fail(file, std::string("has no ") + what + " in its header, expected a number up to 2147483647");
+
+  // The next byte, a comment with the end of its line being one space; -1 at the end of the file.
+  int Next() {
+    int c = NextByte();
+    if (c != '#') return c;
+    while (c >= 0 && c != '\n') c = NextByte();
+    return c;
   }
-  return static_cast<int>(number);
-}
+
+  int ReadNumber(char const* what) {
+    int c = Next();
+    while (std::isspace(c)) c = Next();
+    int64_t number = 0;
+    bool any = false;
+    for (; std::isdigit(c) && number <= INT32_MAX; c = Next()) {
+      number = number * 10 + (c - '0');
+      any = true;
+    }
+    // One space ends the last number; the pixels follow it.
+    if (!any || number > INT32_MAX || !std::isspace(c)) {
+      Fail(file, std::string("has no ") + what + " in its header, expected a number up to 2147483647");
+    }
+    return static_cast<int>(number);
+  }
+};
 
 struct PnmReader : PictureReader {
   InputFile& file;
@@ -60,15 +72,16 @@ struct PnmReader : PictureReader {
       Fail(file, std::string("is ") + name + ", expected binary PGM or PPM, that is P5 or P6");
     }
     kind = type[1] == '5' ? PixelKind::gray : PixelKind::rgb;
-    size.cx = ReadHeaderNumber(file, "width");
-    size.cy = ReadHeaderNumber(file, "height");
+    Header header{file};
+    size.cx = header.ReadNumber("width");
+    size.cy = header.ReadNumber("height");
     CheckClaimedSize(file.name, size.cx, size.cy, maxPixels);
-    int const max = ReadHeaderNumber(file, "maximum");
+    int const max = header.ReadNumber("maximum");
     if (max < 1 || max > 65535) Fail(file, "has maximum " + std::to_string(max) + ", expected 1 to 65535");
     bytesPerSample = max > 255 ? 2 : 1;
     if (bytesPerSample == 2) line = Bytes(2 * LineBytes(size, kind));
     if (max == 255) return;
-    remarks.push_back("samples from 0 to " + std::to_string(max) + " are brought to 0 to 255");
+    (max > 255 ? warnings : remarks).push_back("samples from 0 to " + std::to_string(max) + " are brought to 0 to 255");
     level.resize(bytesPerSample == 2 ? 65536 : 256, 255);
     for (int value = 0; value < max; ++value) {
       level[static_cast<size_t>(value)] = static_cast<unsigned char>((value * 255 + max / 2) / max);
@@ -122,6 +135,12 @@ struct PnmWriter : PictureWriter {
 };
 
 }  // namespace
+
+bool MorePicturesFollow(InputFile& file) {
+  std::string_view const start = file.Peek(3);
+  return start.size() == 3 && start[0] == 'P' && (start[1] == '5' || start[1] == '6') &&
+         (std::isspace(static_cast<unsigned char>(start[2])) || start[2] == '#');
+}
 
 std::unique_ptr<PictureReader> OpenPnm(InputFile& file, int64_t maxPixels) {
   return std::make_unique<PnmReader>(file, maxPixels);

@@ -21,17 +21,21 @@ ProgressReport::Style StyleFor(Options const& options) {
   return !options.quiet && isatty(STDERR_FILENO) ? text : none;
 }
 
-std::string JsonText(std::string const& text) {
+// Bytes that are no text become the character that stands for such.
+std::string JsonText(std::string_view text) {
   std::string quoted = "\"";
-  for (char const c : text) {
-    char escaped[8];
-    if (static_cast<unsigned char>(c) < ' ') {
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+  while (!text.empty()) {
+    Character const character = FirstCharacter(text);
+    if (character.code < 0 || character.IsControl()) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x",
+                    character.code < 0 ? 0xfffd : static_cast<unsigned>(character.code));
       quoted += escaped;
     } else {
-      if (c == '"' || c == '\\') quoted += '\\';
-      quoted += c;
+      if (character.code == '"' || character.code == '\\') quoted += '\\';
+      quoted += text.substr(0, character.length);
     }
+    text.remove_prefix(character.length);
   }
   return quoted + '"';
 }
@@ -77,8 +81,14 @@ void ProgressReport::Print() {
   std::fflush(stderr);
 }
 
+void Say(std::string const& text) { std::fprintf(stderr, "fourtap: %s\n", Printable(text).c_str()); }
+
+void Warn(Options const& options, std::string const& text) {
+  if (!options.quiet) Say("warning: " + text);
+}
+
 void Remark(Options const& options, std::string const& text) {
-  if (options.verbose) std::fprintf(stderr, "fourtap: %s\n", Printable(text).c_str());
+  if (options.verbose) Say(text);
 }
 
 }  // namespace tool

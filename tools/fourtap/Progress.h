@@ -29,6 +29,15 @@ struct ProgressReport {
   bool printed = false;  // a line of text that is not ended
 };
 
+// A number of bytes, rounded up.
+inline std::string MemoryText(int64_t bytes) { return std::to_string((bytes + (1 << 20) - 1) >> 20) + " MiB"; }
+
+// Prints a line on stderr.
+void Say(std::string const& text);
+
+// Prints a line on stderr, unless the user wants it quiet.
+void Warn(Options const& options, std::string const& text);
+
 // Prints a line on stderr when the user wants to know.
 void Remark(Options const& options, std::string const& text);
 

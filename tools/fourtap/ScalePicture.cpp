@@ -5,17 +5,24 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <system_error>
+#include <utility>
 
+#include "fourtap/Background.h"
 #include "fourtap/Channel.h"
+#include "fourtap/Exif.h"
 #include "fourtap/Failure.h"
 #include "fourtap/LineChain.h"
+#include "fourtap/Orientation.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
 
 namespace tool {
 
 namespace {
+
+int const defaultQuality = 90;
 
 // Small enough for three threads to be at work on one picture, and with tall, narrow ones large enough for that to pay.
 int LinesPerBatch(PictureSize size, PixelKind kind) {
@@ -45,7 +52,8 @@ bool EndsWith(std::string const& name, std::string_view suffix) {
 // Throws a Failure where the format or the name promises something else than what would be written.
 void CheckKind(PictureFormat const& format, std::string const& output, PixelKind kind) {
   if (HasAlpha(kind) && !format.holdsAlpha) {
-    throw Failure{badOutput, output + ": " + std::string(format.name) + " holds no alpha, expected --alpha drop, or " +
+    throw Failure{badOutput, output + ": " + std::string(format.name) +
+                                 " holds no alpha, expected --background, --alpha drop, or " +
                                  Alternatives(FormatNamesWithAlpha())};
   }
   if (EndsWith(output, ".pgm") && !IsGray(kind)) {
@@ -99,10 +107,14 @@ struct BatchFiller {
   }
 };
 
-void ScaleAll(LineChain& chain, Channel<LineBatch>& from, BatchFiller& filler, ProgressReport& progress) {
+void ScaleAll(ChainPlan const& plan, int linesPerBatch, Channel<LineBatch>& from, BatchFiller& filler,
+              ProgressReport& progress) {
+  std::optional<LineChain> chain;
   int y = 0;
   while (LineBatch* const batch = filler.stopped ? nullptr : from.AwaitFull()) {
-    chain.Push(batch->lines.get(), batch->count);
+    // What a header claims takes no memory before the lines begin to come.
+    if (!chain) chain.emplace(plan, linesPerBatch, [&filler](unsigned char const* line) { filler.Add(line); });
+    chain->Push(batch->lines.get(), batch->count);
     y += batch->count;
     from.GiveBack();
     progress.Update(y);
@@ -117,21 +129,32 @@ void WriteAll(PictureWriter& writer, Channel<LineBatch>& channel) {
   }
 }
 
+// How many lines are read, and written, at once.
+struct Batches {
+  size_t lineBytesIn, lineBytesOut;
+  int linesIn, linesOut;
+
+  Batches(ChainPlan const& plan, int linesPerSlice) {
+    PictureSize const sizeOut{plan.Rect().cx, plan.Rect().cy};
+    lineBytesIn = LineBytes(plan.in, plan.kindIn);
+    lineBytesOut = LineBytes(sizeOut, plan.kindOut);
+    linesIn = linesPerSlice ? std::min(linesPerSlice, plan.in.cy) : LinesPerBatch(plan.in, plan.kindIn);
+    linesOut = LinesPerBatch(sizeOut, plan.kindOut);
+  }
+  size_t BytesIn() const { return lineBytesIn * static_cast<size_t>(linesIn); }
+  size_t BytesOut() const { return lineBytesOut * static_cast<size_t>(linesOut); }
+};
+
 // Throws what went wrong first on the way of a line.
 void ScaleLines(PictureReader& reader, ChainPlan const& plan, int linesPerSlice, PictureWriter& writer,
                 ProgressReport& progress) {
-  PictureSize const sizeOut{plan.Rect().cx, plan.Rect().cy};
-  size_t const bytesIn = LineBytes(plan.in, plan.kindIn), bytesOut = LineBytes(sizeOut, plan.kindOut);
-  int const linesIn = linesPerSlice ? std::min(linesPerSlice, plan.in.cy) : LinesPerBatch(plan.in, plan.kindIn);
-  int const linesOut = LinesPerBatch(sizeOut, plan.kindOut);
-  Channel<LineBatch> toScale([&] { return LineBatch{Bytes(bytesIn * static_cast<size_t>(linesIn))}; });
-  Channel<LineBatch> toWrite([&] { return LineBatch{Bytes(bytesOut * static_cast<size_t>(linesOut))}; });
-  BatchFiller filler{toWrite, bytesOut, linesOut};
-  LineChain chain(plan, linesIn, [&filler](unsigned char const* line) { filler.Add(line); });
+  Batches const batches(plan, linesPerSlice);
+  Channel<LineBatch> toScale([&] { return LineBatch{Bytes(batches.BytesIn())}; });
+  Channel<LineBatch> toWrite([&] { return LineBatch{Bytes(batches.BytesOut())}; });
+  BatchFiller filler{toWrite, batches.lineBytesOut, batches.linesOut};
   RunStages(
-      toScale, toWrite, [&] { ReadAll(reader, plan, linesIn, toScale); },
-      [&] { ScaleAll(chain, toScale, filler, progress); }, [&] { WriteAll(writer, toWrite); });
-  writer.Finish();
+      toScale, toWrite, [&] { ReadAll(reader, plan, batches.linesIn, toScale); },
+      [&] { ScaleAll(plan, batches.linesIn, toScale, filler, progress); }, [&] { WriteAll(writer, toWrite); });
 }
 
 std::string KindText(PixelKind kind) {
@@ -139,33 +162,189 @@ std::string KindText(PixelKind kind) {
   return names[static_cast<int>(kind)];
 }
 
+// What is asked of an upright picture, as it concerns the picture that is stored.
+Options AsStored(Options const& options, PictureSize stored, int orientation) {
+  PictureSize const upright = Turned(stored, orientation);
+  auto scaled = options.size ? ResolveSize(*options.size, upright) : upright;
+  if (!scaled) return options;
+  if (options.even) scaled = {RoundedTo(2, scaled->cx), RoundedTo(2, scaled->cy)};
+  auto const [cx, cy] = Turned(*scaled, orientation);
+  Options result = options;
+  result.size = {.cx = cx, .cy = cy, .ignoreProportions = true};
+  if (options.rect) {
+    CheckRect(*options.rect, *scaled);
+    result.rect = Stored(*options.rect, *scaled, orientation);
+  }
+  return result;
+}
+
+// A picture of which the headers have been read, and what becomes of it.
+struct PictureJob {
+  std::unique_ptr<PictureReader> reader;
+  int orientation;  // from which it is turned
+  ChainPlan plan;
+  bool changesPixels;  // even if nothing is scaled
+
+  PictureSize StoredOut() const { return {plan.Rect().cx, plan.Rect().cy}; }
+  PictureSize Out() const { return Turned(StoredOut(), orientation); }
+  int64_t TurningBytes() const { return tool::TurningBytes(StoredOut(), plan.kindOut, orientation); }
+};
+
+PictureJob PlanPicture(Options const& options, PictureFormat const& format, InputFile& input) {
+  auto reader = format.open(input, options.maxPixels);
+  int const orientation = options.keepOrientation ? 1 : ExifOrientation(reader->notes.exif);
+  PixelKind const kind = reader->kind;
+  if (options.background && HasAlpha(kind)) {
+    reader = OnColour(std::move(reader), *options.background, options.alpha == AlphaRule::premultiplied);
+  }
+  ChainPlan const plan = PlanChain(AsStored(options, reader->size, orientation), reader->size, reader->kind);
+  return {std::move(reader), orientation, plan, plan.kindOut != kind || orientation != 1};
+}
+
+// What a user may want to know of the way of a picture.
+std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job) {
+  std::vector<std::string> remarks = job.reader->remarks;
+  if (job.orientation != 1) {
+    remarks.push_back("EXIF says orientation " + std::to_string(job.orientation) + ": the result is turned" +
+                      (job.TurningBytes() ? ", and held in memory for that: " + MemoryText(job.TurningBytes()) : ""));
+  }
+  Batches const batches(job.plan, options.linesPerSlice);
+  // Three batches wait on either side.
+  int64_t const bytes = 3 * static_cast<int64_t>(batches.BytesIn() + batches.BytesOut()) + job.plan.ContextBytes();
+  if (bytes > 1 << 24) remarks.push_back("lines of this length take " + MemoryText(bytes));
+  return remarks;
+}
+
+// What describes the picture, as it is true for the result.
+void RefreshNotes(PictureNotes& notes, Options const& options, PictureJob const& job) {
+  KeepNotes(notes, options.keptNotes);
+  RefreshExif(notes.exif, job.Out(), job.orientation != 1);
+  if (job.orientation != 1) SetXmpUpright(notes.xmp);
+  if (SwapsSides(job.orientation) && notes.density) std::swap(notes.density->x, notes.density->y);
+}
+
+// Prints those that have come since `printed` of them were.
+size_t WarnOf(Options const& options, InputFile const& input, PictureReader const& reader, size_t printed) {
+  for (; printed < reader.warnings.size(); ++printed) Warn(options, input.name + ": " + reader.warnings[printed]);
+  return printed;
+}
+
+// Reads the picture, so that a damaged one is refused, and writes the file as it is.
+//   consumed   what has been read of an input without places, which goes on to be added there
+//   wholeFile  what stands behind the picture too
+void CopyPicture(PictureJob& job, InputFile& input, std::vector<unsigned char>& consumed, bool wholeFile,
+                 OutputFile& file, ProgressReport& progress) {
+  Batches const batches(job.plan, 0);
+  auto const lines = Bytes(batches.BytesIn());
+  auto const passOn = [&] {
+    file.Write(consumed.data(), consumed.size());
+    consumed.clear();
+  };
+  for (int y = 0; y < job.plan.in.cy;) {
+    int const count = std::min(batches.linesIn, job.plan.in.cy - y);
+    job.reader->ReadLines(lines.get(), count);
+    passOn();
+    progress.Update(y += count);
+  }
+  job.reader->Finish();
+  passOn();
+  std::vector<unsigned char> rest(1 << 16);
+  int64_t offset = 0;
+  for (size_t count = 1; wholeFile && count > 0; offset += static_cast<int64_t>(count)) {
+    count = input.HasPlaces() ? input.ReadAt(offset, rest.data(), rest.size()) : input.Read(rest.data(), rest.size());
+    if (input.HasPlaces()) file.Write(rest.data(), count);
+    passOn();
+  }
+}
+
+// The formats of a picture's way, and where it goes.
+struct PictureWay {
+  PictureFormat const& formatIn;
+  PictureFormat const& formatOut;
+  std::string const& outputName;
+  bool holdsSeveral;  // the first format
+  bool isStream;      // more pictures that follow go the same way
+};
+
+bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
+  bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
+  return &way.formatIn == &way.formatOut && job.plan.steps.empty() && !job.changesPixels && !options.rect &&
+         options.keptNotes == allNotes && !options.quality && !grayAsColour;
+}
+
+void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
+              ProgressReport& progress) {
+  PictureNotes& notes = job.reader->notes;
+  RefreshNotes(notes, options, job);
+  if (unsigned const lost = KindsOf(notes) & ~way.formatOut.notes) {
+    Remark(options, file.name + ": " + std::string(way.formatOut.name) + " takes over no " + KindsText(lost));
+  }
+  auto writer = way.formatOut.create(file, {.size = job.Out(),
+                                            .kind = job.plan.kindOut,
+                                            .notes = &notes,
+                                            .quality = options.quality.value_or(defaultQuality),
+                                            .grayAsColour = EndsWith(way.outputName, ".ppm")});
+  for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
+  if (job.orientation != 1) {
+    writer = TurningWriter(std::move(writer), job.StoredOut(), job.plan.kindOut, job.orientation);
+  }
+  size_t const warned = WarnOf(options, input, *job.reader, 0);
+  ScaleLines(*job.reader, job.plan, options.linesPerSlice, *writer, progress);
+  KeepNotes(notes, options.keptNotes);
+  writer->Finish();
+  WarnOf(options, input, *job.reader, warned);
+  bool const readAll = job.plan.LinesToRead() == job.plan.in.cy;
+  if (way.holdsSeveral && !way.isStream && readAll && MorePicturesFollow(input)) {
+    Warn(options, input.name + ": more pictures follow in it, of which nothing is made");
+  }
+}
+
+void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, std::optional<OutputFile>& file) {
+  std::vector<unsigned char> consumed;
+  input.copy = input.HasPlaces() ? nullptr : &consumed;
+  PictureJob job = PlanPicture(options, way.formatIn, input);
+  CheckKind(way.formatOut, way.outputName, job.plan.kindOut);
+  for (std::string const& remark : RemarksOf(options, job)) Remark(options, input.name + ": " + remark);
+  bool const copied = CanBeCopied(options, job, way);
+  Remark(options, input.name + ": " +
+                      (copied ? "copied as it is" : StepsText(job.plan.in, job.plan.steps, job.plan.steps.empty())));
+  if (!file) file.emplace(way.outputName, options.force);
+  ProgressReport progress(options, input.name, "lines", job.plan.LinesToRead());
+  try {
+    if (copied) {
+      CopyPicture(job, input, consumed, !way.isStream, *file, progress);
+    } else {
+      input.copy = nullptr;
+      consumed = {};
+      ScaleJob(options, job, input, way, *file, progress);
+    }
+  } catch (std::bad_alloc const&) {
+    std::string const fault = ": not enough memory for the " + SizeText(job.plan.in) + " pixels of " + input.name +
+                              " that become " + SizeText(job.StoredOut());
+    // Whoever asks for the larger ones is to blame.
+    bool const enlarges = job.StoredOut().cx > job.plan.in.cx || job.StoredOut().cy > job.plan.in.cy;
+    throw enlarges ? Failure{badOutput, file->name + fault + ", expected fewer"}
+                   : Failure{badInput, input.name + fault + ", expected fewer"};
+  }
+  input.copy = nullptr;
+  if (!way.isStream) file->Finish();
+  progress.Finish();
+}
+
 }  // namespace
 
 void ScalePicture(Options const& options, InputFile& input, std::string const& output) try {
   PictureFormat const& formatIn = FormatOfFile(input);
   PictureFormat const& formatOut = OutputFormat(options, formatIn, output);
-  auto const reader = formatIn.open(input, options.maxPixels);
-  for (std::string const& remark : reader->remarks) Remark(options, input.name + ": " + remark);
-
-  ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
-  CheckKind(formatOut, output, plan.kindOut);
-  Remark(options, input.name + ": " + StepsText(plan.in, plan.steps, plan.steps.empty()));
-  bool const notesLost = (!reader->notes.icc.empty() || !reader->notes.exif.empty()) && !formatOut.holdsNotes;
-  if (notesLost)
-    Remark(options, output + ": " + std::string(formatOut.name) + " takes over no ICC profile and no EXIF");
-
-  OutputFile file(output, options.force);
-  auto const writer = formatOut.create(file, {.size = {plan.Rect().cx, plan.Rect().cy},
-                                              .kind = plan.kindOut,
-                                              .notes = &reader->notes,
-                                              .quality = options.quality,
-                                              .grayAsColour = EndsWith(output, ".ppm")});
-  ProgressReport progress(options, input.name, "lines", plan.LinesToRead());
-  ScaleLines(*reader, plan, options.linesPerSlice, *writer, progress);
-  file.Finish();
-  progress.Finish();
+  bool const holdsSeveral = &formatIn == FormatNamed("PNM");
+  bool const isStream = holdsSeveral && !input.HasPlaces() && &formatOut == &formatIn;
+  std::optional<OutputFile> file;
+  do {
+    ScaleNext(options, input, {formatIn, formatOut, output, holdsSeveral, isStream}, file);
+  } while (isStream && MorePicturesFollow(input));
+  if (isStream) file->Finish();
 } catch (std::bad_alloc const&) {
-  throw Failure{badOutput, output + ": not enough memory to make it from " + input.name};
+  throw Failure{badInput, input.name + ": not enough memory for it, expected a smaller picture"};
 } catch (std::system_error const& error) {
   throw Failure{badOutput, output + ": two threads to make it from " + input.name +
                                " can't be started, expected a limit that allows them: " + error.code().message()};
@@ -173,14 +352,16 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
 
 void DescribePicture(Options const& options, InputFile& input) {
   PictureFormat const& format = FormatOfFile(input);
-  auto const reader = format.open(input, options.maxPixels);
-  std::printf("picture: %s, %s, %s\n", std::string(format.name).c_str(), SizeText(reader->size).c_str(),
-              KindText(reader->kind).c_str());
-  for (std::string const& remark : reader->remarks) std::printf("remark: %s\n", remark.c_str());
+  PictureJob const job = PlanPicture(options, format, input);
+  PictureReader const& reader = *job.reader;
+  std::printf("picture: %s, %s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
+              KindText(reader.kind).c_str());
+  if (unsigned const kinds = KindsOf(reader.notes)) std::printf("notes: %s\n", KindsText(kinds).c_str());
+  for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
+  for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());
   if (!options.size && !options.rect) return;
-  ChainPlan const plan = PlanChain(options, reader->size, reader->kind);
-  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.steps.empty()).c_str());
-  std::printf("contexts: %lld bytes\n", static_cast<long long>(plan.ContextBytes()));
+  std::printf("steps: %s\n", StepsText(job.plan.in, job.plan.steps, job.plan.steps.empty()).c_str());
+  std::printf("contexts: %lld bytes\n", static_cast<long long>(job.plan.ContextBytes()));
 }
 
 }  // namespace tool

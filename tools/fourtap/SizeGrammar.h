@@ -37,6 +37,9 @@ std::optional<SizeRequest> ParseSize(std::string_view text);
 // The size of the result for a picture, or nothing when it is beyond int.
 std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize picture);
 
+// Rounded down to a multiple of `unit`, but at least that.
+inline int RoundedTo(int unit, int count) { return count < unit ? unit : count / unit * unit; }
+
 // x,y,w,h; nothing for other texts.
 std::optional<PictureRect> ParseRect(std::string_view text);
 

@@ -1,9 +1,15 @@
 // fourtap: scales pictures and video.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <set>
+#include <system_error>
 
 #include "conformance/SelfTest.h"
 #include "fourtap/Arguments.h"
@@ -82,15 +88,36 @@ int Run(Options const& options) {
   return ScaleFiles(options);
 }
 
+// A closed one of the first three would be given to the next file that is opened, and what is meant for stderr would
+// land in it. Those that this opens fail as closed ones do.
+void TakeStandardDescriptors() {
+  for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
+// What was printed has been taken, or else throws a Failure.
+void FlushStdout() {
+  if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return;
+  throw Failure{tool::badOutput, "stdout: can't be written: " + std::generic_category().message(errno)};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   // A file that may not grow is then met like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
+  TakeStandardDescriptors();
   try {
     auto const options = tool::ParseArguments(argc, argv);
-    return options ? Run(*options) : tool::succeeded;
+    int const status = options ? Run(*options) : tool::succeeded;
+    FlushStdout();
+    return status;
   } catch (Failure const& failure) {
     return tool::Report("fourtap", failure);
+  } catch (std::exception const& fault) {
+    return tool::Report("fourtap", {tool::badUsage, std::string("the system doesn't give what this takes: ") +
+                                                        fault.what() + "; expected more memory"});
   }
 }

@@ -30,8 +30,8 @@ struct Y4MName {
   char const* format;
 };
 constexpr Y4MName y4mNames[] = {
-    {"mono", "gray"},     {"420", "i420"}, {"420jpeg", "i420"}, {"420mpeg2", "i420"},
-    {"420paldv", "i420"}, {"411", "i411"}, {"422", "i422"},     {"444", "i444"},
+    {"mono", "gray"},     {"420jpeg", "i420"}, {"420", "i420"}, {"420mpeg2", "i420"},
+    {"420paldv", "i420"}, {"411", "i411"},     {"422", "i422"}, {"444", "i444"},
 };
 
 std::vector<std::string_view> NamesOf(fourtap_format const& format) {
@@ -93,12 +93,15 @@ int64_t LongestLineBytes(fourtap_format const& format, PictureSize frame) {
   return longest;
 }
 
+std::string Lower(std::string name) {
+  for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return name;
+}
+
 fourtap_format const* RawFormat(std::string const& name) {
   if (fourtap_format const* const format = fourtap_format_named(name.c_str())) return format;
-  std::string lower = name;
-  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   auto const names = NamesOf(channelsLast);
-  return std::find(names.begin(), names.end(), lower) == names.end() ? nullptr : &channelsLast;
+  return std::find(names.begin(), names.end(), Lower(name)) == names.end() ? nullptr : &channelsLast;
 }
 
 std::string RawFormatNames() {
@@ -115,6 +118,15 @@ fourtap_format const* Y4MFormat(std::string const& chroma) {
     if (known.chroma == chroma) return fourtap_format_named(known.format);
   }
   return nullptr;
+}
+
+std::optional<std::string> Y4MChroma(std::string const& rawName) {
+  if (Lower(rawName) == "yv12") return std::nullopt;  // its chroma planes change places
+  fourtap_format const* const format = RawFormat(rawName);
+  for (Y4MName const& known : y4mNames) {
+    if (fourtap_format_named(known.format) == format) return std::string(known.chroma);
+  }
+  return std::nullopt;
 }
 
 std::string Y4MFormatNames() {

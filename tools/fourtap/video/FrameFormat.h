@@ -5,6 +5,7 @@
 #include <fourtapscale/fourtap.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "fourtap/SizeGrammar.h"
@@ -35,8 +36,13 @@ fourtap_format const* RawFormat(std::string const& name);
 // What RawFormat knows, each format by its usual name.
 std::string RawFormatNames();
 
+// In lower case.
+std::string Lower(std::string name);
+
 // Of a Y4M stream's C parameter, null for an unknown one.
 fourtap_format const* Y4MFormat(std::string const& chroma);
 std::string Y4MFormatNames();
+// Of the raw format of that name, whose samples lie as in a Y4M stream; nothing where they don't.
+std::optional<std::string> Y4MChroma(std::string const& rawName);
 
 }  // namespace tool

@@ -138,7 +138,6 @@ FrameBuffer MakeFrameBuffer(int64_t bytes) {
   FrameBuffer buffer(static_cast<unsigned char*>(std::aligned_alloc(alignment, capacity)));
   if (!buffer) throw std::bad_alloc();
   if (alignment == largePage) madvise(buffer.get(), capacity, MADV_HUGEPAGE);
-  std::memset(buffer.get(), 0, capacity);
   return buffer;
 }
 

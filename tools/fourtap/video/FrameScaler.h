@@ -46,7 +46,7 @@ struct ReleaseBytes {
 
 // A frame with room behind it for a byte that a scaler may touch there.
 using FrameBuffer = std::unique_ptr<unsigned char[], ReleaseBytes>;
-// Zeros at first. Throws std::bad_alloc.
+// Nothing is in it, and it takes no memory before something is written there. Throws std::bad_alloc.
 FrameBuffer MakeFrameBuffer(int64_t bytes);
 
 // Scales frames as planned. The library's scalers have been chosen.

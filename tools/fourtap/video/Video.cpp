@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdio>
 #include <new>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -26,23 +27,48 @@ namespace {
 // The most that an ordinary user may ask for. Without it a frame takes dozens of calls and thread switches.
 constexpr int pipeBytes = 1 << 20;
 
+// Read and written for each frame, beyond which another thread pays for itself.
+constexpr int64_t bytesPerThread = 1 << 23;
+
 // Of a frame, so that sizes in bytes can be counted.
 constexpr int64_t mostPixels = int64_t{1} << 40;
 
-PictureSize ScaledSize(Options const& options, VideoStream const& stream) {
-  if (!options.size) return stream.size;
-  auto const size = ResolveSize(*options.size, stream.size);
-  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
-  if (!size) throw fail("too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648");
-  fourtap_format const& format = *stream.format;
-  if (size->cx % CxMultiple(format) != 0) {
-    throw fail(SizeText(*size) + " is the size of the result, expected an even width: two pixels share their chroma");
+// Whether it names both sides.
+bool IsExact(SizeRequest const& request) { return request.cx && request.cy; }
+
+// A size, and the multiples to which it is rounded.
+struct SizeAndUnit {
+  PictureSize size, unit;
+
+  PictureSize Rounded() const { return {RoundedTo(unit.cx, size.cx), RoundedTo(unit.cy, size.cy)}; }
+};
+
+//   toRaw  frames without headers, whose reader knows no other size than the one asked for
+SizeAndUnit AskedSize(Options const& options, VideoStream const& stream, bool toRaw) {
+  SizeRequest request = options.size.value_or(SizeRequest{.thousandthsOfPercent = 100000});
+  if (toRaw && IsExact(request)) request.ignoreProportions = true;
+  auto const size = ResolveSize(request, stream.size);
+  if (!size) {
+    throw Failure{badUsage,
+                  "--size: too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648"};
   }
-  if (LongestLineBytes(format, *size) > INT_MAX || int64_t{size->cx} * size->cy > mostPixels) {
-    throw fail(SizeText(*size) + " is the size of the result, expected lines below 2 GiB and at most " +
+  PictureSize unit{1, 1};
+  if (!request.ignoreProportions && *size != stream.size) unit = SharingPixels(*stream.format);
+  if (options.even) unit = {std::max(unit.cx, 2), std::max(unit.cy, 2)};
+  return {*size, unit};
+}
+
+// Throws a Failure for what frames can't have.
+PictureSize CheckedSize(PictureSize size, fourtap_format const& format) {
+  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
+  if (size.cx % CxMultiple(format) != 0) {
+    throw fail(SizeText(size) + " is the size of the result, expected an even width: two pixels share their chroma");
+  }
+  if (LongestLineBytes(format, size) > INT_MAX || int64_t{size.cx} * size.cy > mostPixels) {
+    throw fail(SizeText(size) + " is the size of the result, expected lines below 2 GiB and at most " +
                std::to_string(mostPixels) + " pixels");
   }
-  return *size;
+  return size;
 }
 
 // Whether samples that `unit` pixels share lie all in the range or all outside it.
@@ -68,14 +94,14 @@ PictureRect CheckedRect(PictureRect const& rect, fourtap_format const& format, P
   return rect;
 }
 
-FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::string const& inputName) {
+FramePlan PlanFrames(Options const& options, VideoStream const& stream, bool toRaw, std::string const& inputName) {
   auto const [cx, cy] = stream.size;
   int64_t const mostPixelsIn = std::min(options.maxPixels, mostPixels);
   if (int64_t{cx} * cy > mostPixelsIn || LongestLineBytes(*stream.format, stream.size) > INT_MAX) {
     throw Failure{badInput, inputName + ": has frames of " + SizeText(stream.size) + " pixels, expected at most " +
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
-  PictureSize const scaled = ScaledSize(options, stream);
+  PictureSize const scaled = CheckedSize(AskedSize(options, stream, toRaw).Rounded(), *stream.format);
   std::vector<PictureSize> steps;
   if (!options.oneStep) steps = StepsFor(stream.size, scaled, CxMultiple(*stream.format));
   if (steps.empty()) steps.push_back(scaled);
@@ -84,9 +110,27 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, std::str
   return {.format = *stream.format, .in = stream.size, .steps = steps, .filterEqual = options.oneStep, .rect = rect};
 }
 
+// As many as have enough to do: what wakes a thread and waits for it costs some ten microseconds a frame.
+int ThreadsThatPay(FramePlan const& plan) {
+  int64_t bytes = 0;
+  for (size_t step = 0; step < plan.steps.size(); ++step) {
+    bytes += FrameBytes(plan.format, plan.SizeBefore(step)) + FrameBytes(plan.format, plan.steps[step]);
+  }
+  int64_t const processors = std::max(1u, std::thread::hardware_concurrency());
+  return static_cast<int>(std::min(processors, bytes / bytesPerThread + 1));
+}
+
 int Threads(Options const& options, FramePlan const& plan) {
-  int const wanted = options.threads > 0 ? options.threads : static_cast<int>(std::thread::hardware_concurrency());
-  return std::max(1, UsefulThreads(plan, wanted));
+  return std::max(1, UsefulThreads(plan, options.threads > 0 ? options.threads : ThreadsThatPay(plan)));
+}
+
+// That frames and contexts take while the video is scaled.
+int64_t MemoryBytes(FramePlan const& plan, int threads) {
+  // Reading, scaling and writing at the same time, a channel's slots are taken on either side.
+  int64_t const slots = threads > 1 ? 3 : 1;
+  int64_t bytes = slots * (FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.Out()));
+  for (size_t step = 0; step + 1 < plan.steps.size(); ++step) bytes += FrameBytes(plan.format, plan.steps[step]);
+  return bytes + ContextBytes(plan, threads);
 }
 
 // A frame on its way. There is room for its header before it, so that they are written at once.
@@ -95,40 +139,52 @@ struct Frame {
   std::string header;
 
   Frame(fourtap_format const& format, PictureSize size)
-      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {}
+      : buffer(MakeFrameBuffer(static_cast<int64_t>(longestHeader) + FrameBytes(format, size))) {
+    std::fill_n(Pixels(), FirstChannel(format), 0);  // no scaler writes there
+  }
   unsigned char* Pixels() const { return buffer.get() + longestHeader; }
 };
 
 // What is done with each frame of a video.
 struct FrameLine {
   VideoStream const& stream;
+  bool toRaw;
+  FramePlan const& plan;
   InputFile& input;
   OutputFile& output;
-  FrameScaler scaler;
   ProgressReport progress;
+  std::optional<FrameScaler> scaler{};  // once a frame has come
   int64_t framesRead = 0, framesWritten = 0;
 
-  Frame FrameIn() const { return {scaler.plan.format, scaler.plan.in}; }
-  Frame FrameOut() const { return {scaler.plan.format, scaler.plan.Out()}; }
+  Frame FrameIn() const { return {plan.format, plan.in}; }
+  Frame FrameOut() const { return {plan.format, plan.Out()}; }
 
   // False when there is none any more.
   bool Read(Frame& frame) {
-    auto const size = static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.in));
+    auto const size = static_cast<size_t>(FrameBytes(plan.format, plan.in));
     auto header = ReadFrame(stream, input, framesRead + 1, frame.Pixels(), size);
     if (!header) return false;
-    frame.header = *header;
+    frame.header = toRaw ? "" : stream.isY4M ? *header : y4mFrameHeader;
     ++framesRead;
     return true;
   }
+  // Reads the first one. What the stream's header claims takes no memory before a frame of that size has come.
+  void Begin(Frame& frame, int threads) {
+    if (!Read(frame)) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
+    scaler.emplace(plan, threads);
+    if (toRaw) return;
+    std::string const header = StreamHeader(stream, plan.steps.back(), plan.Out());
+    output.Write(header.data(), header.size());
+  }
   // Leaves anything in the frame that it takes.
   void Scale(Frame& in, Frame& out) {
-    if (scaler.plan.PassesFrames()) return std::swap(in, out);
-    scaler.Scale(in.Pixels(), out.Pixels());
+    if (plan.PassesFrames()) return std::swap(in, out);
+    scaler->Scale(in.Pixels(), out.Pixels());
     out.header = in.header;
   }
   void Write(Frame const& frame) {
     unsigned char* const first = std::copy_backward(frame.header.begin(), frame.header.end(), frame.Pixels());
-    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(scaler.plan.format, scaler.plan.Out())));
+    output.Write(first, frame.header.size() + static_cast<size_t>(FrameBytes(plan.format, plan.Out())));
     output.Flush();  // whoever reads it need not wait for more
     progress.Update(++framesWritten);
   }
@@ -136,15 +192,18 @@ struct FrameLine {
 
 void RunInTurn(FrameLine& line) {
   Frame in = line.FrameIn(), out = line.FrameOut();
-  while (line.Read(in)) {
+  line.Begin(in, 1);
+  do {
     line.Scale(in, out);
     line.Write(out);
-  }
+  } while (line.Read(in));
 }
 
-void RunAtOnce(FrameLine& line) {
+void RunAtOnce(FrameLine& line, int threads) {
   Channel<Frame> toScale([&line] { return line.FrameIn(); });
   Channel<Frame> toWrite([&line] { return line.FrameOut(); });
+  line.Begin(*toScale.AwaitEmpty(), threads);
+  toScale.PassOn();
   auto const read = [&] {
     for (Frame* frame; (frame = toScale.AwaitEmpty()) && line.Read(*frame);) toScale.PassOn();
   };
@@ -176,19 +235,17 @@ int64_t FramesToCome(VideoStream const& stream, FramePlan const& plan, InputFile
   return std::max<int64_t>(0, input.length - stream.headerBytes) / (header + FrameBytes(plan.format, plan.in));
 }
 
-void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, int threads,
+void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan const& plan, bool toRaw, int threads,
                  InputFile& input, OutputFile& output) {
   FrameLine line{.stream = stream,
+                 .toRaw = toRaw,
+                 .plan = plan,
                  .input = input,
                  .output = output,
-                 .scaler = FrameScaler(plan, threads),
                  .progress = ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
   EnlargePipe(input.descriptor);
   EnlargePipe(output.descriptor);
-  std::string const header = StreamHeader(stream, plan.Out());
-  output.Write(header.data(), header.size());
-  threads == 1 ? RunInTurn(line) : RunAtOnce(line);
-  if (line.framesRead == 0) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
+  threads == 1 ? RunInTurn(line) : RunAtOnce(line, threads);
   output.Finish();
   line.progress.total = line.framesWritten;
   line.progress.Finish();
@@ -202,16 +259,30 @@ std::string StreamText(VideoStream const& stream) {
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
   VideoStream const stream = OpenVideo(options, input);
-  FramePlan const plan = PlanFrames(options, stream, input.name);
+  bool const toRaw = !BecomesY4M(options, stream, outputName);
+  FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   int const threads = Threads(options, plan);
+  PictureSize const asked = AskedSize(options, stream, toRaw).size;
+  if (asked != plan.steps.back()) {
+    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.steps.back()) +
+                        ", so that pixels share their chroma evenly or as --even says");
+  }
+  bool const sizeIsKnown = options.rect || !options.size || IsExact(*options.size);
+  if (toRaw && !sizeIsKnown && plan.Out() != stream.size && !options.quiet) {
+    Say(input.name + ": becomes raw " + stream.formatName + " frames of " + SizeText(plan.Out()));
+  }
   Remark(options, input.name + ": " + StreamText(stream) + ", " + StepsText(plan.in, plan.steps, plan.PassesFrames()) +
-                      ", threads: " + std::to_string(threads));
+                      ", threads: " + std::to_string(threads) + ", memory: " + MemoryText(MemoryBytes(plan, threads)));
   OutputFile output(outputName, options.force);
   try {
-    ScaleFrames(options, stream, plan, threads, input, output);
+    ScaleFrames(options, stream, plan, toRaw, threads, input, output);
   } catch (std::bad_alloc const&) {
-    throw Failure{badOutput, output.name + ": not enough memory for frames of " + SizeText(plan.steps.back()) +
-                                 " made from " + input.name + " by threads: " + std::to_string(threads)};
+    std::string const fault =
+        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.steps.back());
+    // Whoever asks for the larger ones is to blame.
+    bool const enlarges = FrameBytes(plan.format, plan.steps.back()) > FrameBytes(plan.format, plan.in);
+    throw enlarges ? Failure{badOutput, output.name + fault + ", expected smaller ones"}
+                   : Failure{badInput, input.name + fault + ", expected smaller ones"};
   } catch (std::system_error const& error) {
     throw Failure{badUsage, "--threads: " + std::to_string(threads) +
                                 " can't be started, expected fewer: " + error.code().message()};
@@ -220,7 +291,8 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
 
 void DescribeVideo(Options const& options, InputFile& input) {
   VideoStream const stream = OpenVideo(options, input);
-  FramePlan const plan = PlanFrames(options, stream, input.name);
+  bool const toRaw = options.format.empty() ? !stream.isY4M : !BecomesY4M(options, stream, "-");
+  FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);

@@ -1,6 +1,10 @@
 #include "fourtap/video/VideoStream.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <string_view>
+#include <utility>
 
 #include "fourtap/Failure.h"
 #include "fourtap/video/Video.h"
@@ -102,15 +106,67 @@ VideoStream OpenVideo(Options const& options, InputFile& input) {
   return options.raw.empty() ? OpenY4M(input) : OpenRaw(options.raw);
 }
 
-std::string StreamHeader(VideoStream const& stream, PictureSize size) {
-  if (!stream.isY4M) return "";
+bool BecomesY4M(Options const& options, VideoStream const& stream, std::string const& outputName) {
+  auto const fail = [&](std::string const& fault) -> Failure { return {badUsage, fault}; };
+  std::string const format = Lower(options.format);
+  if (!format.empty() && format != "y4m" && format != "raw") {
+    throw fail("--format: \"" + options.format + "\" given for a video, expected y4m or raw");
+  }
+  size_t const point = outputName.rfind('.');
+  std::string const suffix = point == outputName.npos ? "" : Lower(outputName.substr(point + 1));
+  bool const isStdout = outputName == "-";
+  bool const becomesY4M = format.empty() ? (isStdout ? stream.isY4M : suffix == "y4m") : format == "y4m";
+  if (format.empty() && !isStdout && !becomesY4M) {
+    bool const isRawName = suffix == "raw" || suffix == "yuv" || suffix == "rgb" || RawFormat(suffix);
+    if (stream.isY4M || !isRawName) {
+      throw fail(outputName + ": is no name for " + (stream.isY4M ? "Y4M video" : "raw frames") +
+                 ", expected one that ends in .y4m" +
+                 (stream.isY4M ? "" : ", .raw, .yuv, .rgb or a layout such as .nv12") + ", or -, or --format raw");
+    }
+  }
+  if (becomesY4M && !stream.isY4M && !Y4MChroma(stream.formatName)) {
+    throw fail(outputName + ": Y4M has no name for " + stream.formatName +
+               " frames, expected gray, i420, i411, i422 or i444");
+  }
+  return becomesY4M;
+}
+
+namespace {
+
+// A pixel's proportions, such that the picture keeps its own; as they are where those have changed by rounding only.
+std::string PixelAspect(std::string const& aspect, PictureSize in, PictureSize scaled) {
+  using Wide = unsigned __int128;
+  size_t const colon = aspect.find(':');
+  auto const across = ParseCount(std::string_view(aspect).substr(0, colon));
+  auto const down = colon == aspect.npos ? std::nullopt : ParseCount(std::string_view(aspect).substr(colon + 1));
+  if (!across || !down) return aspect;
+  int64_t const off = std::abs(int64_t{scaled.cx} * in.cy - int64_t{scaled.cy} * in.cx);
+  if (off < 2 * int64_t{in.cx} || off < 2 * int64_t{in.cy}) return aspect;
+  Wide const n = Wide(*across) * Wide(in.cx) * Wide(scaled.cy), d = Wide(*down) * Wide(in.cy) * Wide(scaled.cx);
+  Wide a = n, b = d;
+  while (b != 0) a = std::exchange(b, a % b);
+  if (n / a > INT_MAX || d / a > INT_MAX) return "0:0";
+  return std::to_string(static_cast<int>(n / a)) + ':' + std::to_string(static_cast<int>(d / a));
+}
+
+}  // namespace
+
+std::string StreamHeader(VideoStream const& stream, PictureSize scaled, PictureSize size) {
+  std::vector<std::string> parameters = stream.parameters;
+  if (!stream.isY4M) {
+    // What raw frames don't say.
+    parameters = {"W", "H", "F25:1", "Ip", "A0:0", Y4MChroma(stream.formatName).value().insert(0, 1, 'C')};
+  }
   std::string header = y4mSignature;
-  for (std::string const& parameter : stream.parameters) {
+  for (std::string const& parameter : parameters) {
     header += ' ';
     if (parameter[0] == 'W') {
       header += 'W' + std::to_string(size.cx);
     } else if (parameter[0] == 'H') {
       header += 'H' + std::to_string(size.cy);
+    } else if (parameter[0] == 'A') {
+      header += 'A';
+      header += PixelAspect(parameter.substr(1), stream.size, scaled);
     } else {
       header += parameter;
     }
@@ -127,8 +183,9 @@ std::optional<std::string> ReadFrame(VideoStream const& stream, InputFile& input
     if (!line) return std::nullopt;
     header = *line;
     if (header.substr(0, 5) != "FRAME" || (header[5] != ' ' && header[5] != '\n')) {
-      throw Failure{badInput,
-                    input.name + ": " + what() + " begins with \"" + header.substr(0, 5) + "\", expected FRAME"};
+      throw Failure{badInput, input.name + ": " + what() + " begins with \"" +
+                                  header.substr(0, std::min<size_t>(header.find_first_of(" \n"), 16)) +
+                                  "\", expected FRAME"};
     }
   }
   size_t const count = input.Read(frame, bytes);

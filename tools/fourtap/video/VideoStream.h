@@ -28,8 +28,14 @@ struct VideoStream {
 // Reads up to the first frame. Throws a Failure for what is not handled.
 VideoStream OpenVideo(Options const& options, InputFile& input);
 
-// What stands before the frames of the same stream at another size; nothing for raw frames.
-std::string StreamHeader(VideoStream const& stream, PictureSize size);
+// Whether a stream becomes Y4M, or else raw frames: by the output's name and options.format. Throws a Failure where the
+// name promises neither, or the frames can't be either.
+bool BecomesY4M(Options const& options, VideoStream const& stream, std::string const& outputName);
+
+// What stands before the frames of a Y4M stream that a stream becomes.
+//   scaled  the size that frames are scaled to, which may change the proportions of a pixel
+//   size    of the part of them that is taken
+std::string StreamHeader(VideoStream const& stream, PictureSize scaled, PictureSize size);
 
 // Reads the next frame, `bytes` of them after its header, which is nothing for raw frames. Nothing at the stream's end.
 //   frameNumber  for messages: 1 for the first one

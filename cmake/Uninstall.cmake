@@ -1,0 +1,17 @@
+# Removes what the last installation laid down: -D MANIFEST=install_manifest.txt. DESTDIR is heeded as it was then.
+if(NOT EXISTS "${MANIFEST}")
+  message(FATAL_ERROR "${MANIFEST}: is not there, expected a build that has been installed from")
+endif()
+file(STRINGS "${MANIFEST}" FILES)
+foreach(file ${FILES})
+  set(file "$ENV{DESTDIR}${file}")
+  message(STATUS "Removing ${file}")
+  file(REMOVE "${file}")
+  # The folders too that are this project's own.
+  cmake_path(GET file PARENT_PATH folder)
+  cmake_path(GET folder FILENAME name)
+  file(GLOB left "${folder}/*")
+  if(NOT left AND name MATCHES "^[Ff]our[Tt]ap[Ss]cale$")
+    file(REMOVE_RECURSE "${folder}")
+  endif()
+endforeach()
