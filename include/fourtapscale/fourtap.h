@@ -171,6 +171,13 @@ typedef struct fourtap_rules {
 /* What scales pictures from one size to another by such rules. Serves one call at a time, as a scaler does. */
 typedef struct fourtap_picture fourtap_picture;
 
+/* What fourtap_picture_open would make, without making it: what of the source a part of the output (null: all of it) is
+ * made of, and the memory that a picture takes. Either may be null. Refuses what fourtap_picture_open refuses, but for
+ * memory and the processor. */
+FOURTAP_API fourtap_status fourtap_picture_plan(fourtap_rules const* rules, int cx_in, int cy_in, int cx_out,
+                                                int cy_out, fourtap_rect const* out, fourtap_rect* source,
+                                                size_t* bytes);
+
 /* Makes one, which the caller owns, and stores it in *picture. The rules are copied. */
 FOURTAP_API fourtap_status fourtap_picture_open(fourtap_picture** picture, fourtap_rules const* rules, int cx_in,
                                                 int cy_in, int cx_out, int cy_out);

@@ -95,31 +95,60 @@ fourtap_rect NeededRect(Picture const& picture, PixelRect const& out) {
   return {needed.x, needed.y, needed.cx, needed.cy};
 }
 
+size_t const alignment = 64;
+
+// Looks at the rules and the sizes, and counts the memory.
+fourtap_status Plan(fourtap_rules const* rules, int cxIn, int cyIn, int cxOut, int cyOut, Picture& picture,
+                    Arena& arena) {
+  if (fourtap_status const status = CheckThere("rules", rules)) return status;
+  PictureJob job{};
+  if (fourtap_status const status = ReadRules(*rules, job)) return status;
+  job.cxIn = cxIn;
+  job.cyIn = cyIn;
+  job.cxOut = cxOut;
+  job.cyOut = cyOut;
+  if (fourtap_status const status = CheckSizes(cxIn, cyIn, cxOut, cyOut, NeedsPairs(job))) return status;
+  if (!PlanPicture(picture, job, arena)) return RefuseSizes(cxIn, cyIn, cxOut, cyOut);
+  picture.bytes = arena.used + int64_t{alignment};
+  return FOURTAP_OK;
+}
+
+size_t BytesOf(Picture const& picture) {
+  int64_t context = 0;
+  if (picture.usesFourTaps) {
+    context = FourTapScaleContextBytes(picture.cxBetween, picture.cyBetween, picture.job.cxOut, picture.job.cyOut,
+                                       8 * picture.job.bytesPerPixel);
+  }
+  return sizeof(fourtap_picture) + static_cast<size_t>(picture.bytes + context);
+}
+
 }  // namespace
+
+fourtap_status fourtap_picture_plan(fourtap_rules const* rules, int cx_in, int cy_in, int cx_out, int cy_out,
+                                    fourtap_rect const* out, fourtap_rect* source, size_t* bytes) {
+  Picture picture{};
+  Arena arena;
+  if (fourtap_status const status = Plan(rules, cx_in, cy_in, cx_out, cy_out, picture, arena)) return status;
+  PixelRect rect;
+  if (fourtap_status const status = CheckOut(picture, out, rect)) return status;
+  if (source) *source = NeededRect(picture, rect);
+  if (bytes) *bytes = BytesOf(picture);
+  return FOURTAP_OK;
+}
 
 fourtap_status fourtap_picture_open(fourtap_picture** picture, fourtap_rules const* rules, int cx_in, int cy_in,
                                     int cx_out, int cy_out) {
   if (fourtap_status const status = CheckThere("picture", picture)) return status;
-  if (fourtap_status const status = CheckThere("rules", rules)) return status;
-  PictureJob job{};
-  if (fourtap_status const status = ReadRules(*rules, job)) return status;
-  job.cxIn = cx_in;
-  job.cyIn = cy_in;
-  job.cxOut = cx_out;
-  job.cyOut = cy_out;
-  if (fourtap_status const status = CheckSizes(cx_in, cy_in, cx_out, cy_out, NeedsPairs(job))) return status;
+  fourtap_picture made{};
+  Picture& planned = made.picture;
+  Arena arena;
+  if (fourtap_status const status = Plan(rules, cx_in, cy_in, cx_out, cy_out, planned, arena)) return status;
   int set;
   if (fourtap_status const status = FindSet(FOURTAP_SET_WIDEST, set)) return status;
 
-  fourtap_picture made{};
-  Arena arena;
-  if (!PlanPicture(made.picture, job, arena)) return RefuseSizes(cx_in, cy_in, cx_out, cy_out);
-  size_t const alignment = 64;
-  made.picture.bytes = arena.used + int64_t{alignment};
   // Zeros, since kernels may read behind lines, where taps are 0.
-  made.memory = std::calloc(static_cast<size_t>(made.picture.bytes), 1);
+  made.memory = std::calloc(static_cast<size_t>(planned.bytes), 1);
   auto* const opened = static_cast<fourtap_picture*>(std::malloc(sizeof made));
-  Picture& planned = made.picture;
   if (made.memory && opened && planned.usesFourTaps) {
     planned.context =
         InitScaleContext(planned.cxBetween, planned.cyBetween, cx_out, cy_out, 8 * planned.job.bytesPerPixel);
@@ -132,11 +161,7 @@ fourtap_status fourtap_picture_open(fourtap_picture** picture, fourtap_rules con
   }
   auto const address = reinterpret_cast<uintptr_t>(made.memory);
   Arena placed{static_cast<unsigned char*>(made.memory) + (alignment - address % alignment) % alignment, 0};
-  _SCALE_CONTEXT* const context = planned.context;
-  int64_t const bytes = planned.bytes;
-  PlanPicture(planned, job, placed);
-  planned.context = context;
-  planned.bytes = bytes;
+  PlanPicture(planned, planned.job, placed);
   FillTables(planned);
   ChooseScalers(planned, set);
   *opened = made;
@@ -187,7 +212,8 @@ fourtap_status fourtap_picture_scale(fourtap_picture* picture, fourtap_source so
   unsigned char* const dst = TopOf(target, to);
   picture->began = false;
   if (scaled.GoesAtOnce()) {
-    FourTapScaleSourceOrigin(scaled.context, given.x, given.y);
+    int const none = -1;
+    FourTapScaleSourceOrigin(scaled.context, part ? given.x : none, part ? given.y : none);
     scaled.frame(scaled.context, src, from.stride, dst, to.stride, rect.x, rect.y, rect.cx, rect.cy);
     return FOURTAP_OK;
   }
@@ -243,16 +269,7 @@ int fourtap_picture_pixel_bytes(fourtap_picture const* picture) {
   return picture ? picture->picture.job.bytesPerPixel : 0;
 }
 
-size_t fourtap_picture_bytes(fourtap_picture const* picture) {
-  if (!picture) return 0;
-  Picture const& opened = picture->picture;
-  int64_t context = 0;
-  if (opened.usesFourTaps) {
-    context = FourTapScaleContextBytes(opened.cxBetween, opened.cyBetween, opened.job.cxOut, opened.job.cyOut,
-                                       8 * opened.job.bytesPerPixel);
-  }
-  return sizeof *picture + static_cast<size_t>(opened.bytes + context);
-}
+size_t fourtap_picture_bytes(fourtap_picture const* picture) { return picture ? BytesOf(picture->picture) : 0; }
 
 int fourtap_picture_set(fourtap_picture const* picture) { return picture ? picture->picture.set : FourTapSetNone; }
 

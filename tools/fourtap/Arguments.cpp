@@ -140,8 +140,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--quiet", options.quiet, "No progress on a terminal");
   app.add_flag("--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
   app.add_flag("--info", options.info,
-               "Print the processor and its instruction sets and, of an input, its size, the steps to --size and the "
-               "memory they take");
+               "Print the processor and its instruction sets and, of an input, its size, the way to --size and the "
+               "memory it takes");
   app.add_flag("--selftest", options.selfTest, "Prove on this machine that every scaler gives the right bytes");
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   if (!Parsed(app, argc, argv)) return std::nullopt;
