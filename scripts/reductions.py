@@ -21,7 +21,7 @@ PERCENTS = (2, 2.5, 3, 3.5, 4, 4.5, 5, 6, 7, 8, 9, 10, 11, 12.5, 14, 16, 18, 20,
 # What docs/reductions.md shows: what is drawn, to which part of its size it is reduced, and how.
 PICTURES = {
     "reduction-one-step.png": ([], "25%", ["--one-step"]),
-    "reduction-steps.png": ([], "25%", []),
+    "reduction-wide.png": ([], "25%", []),
     "reduction-photo-one-step.png": (["--picture=photo"], "10%", ["--one-step"]),
     "reduction-photo.png": (["--picture=photo"], "10%", []),
 }

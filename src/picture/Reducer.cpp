@@ -146,6 +146,7 @@ bool FiltersNext(Reducer const& reducer) {
 int FilterAlong(Reducer& reducer, ReducingKernels const& kernels, unsigned char* dst, ptrdiff_t stride, int room) {
   ReducedColumns columns{.firsts = reducer.firsts,
                          .taps = reducer.taps,
+                         .eightAreEnough = reducer.eightTaps,
                          .lines = {},
                          .lineCount = std::min(room, reducer.unreducedCount),
                          .xOrigin = reducer.firstColumn,
@@ -194,8 +195,10 @@ void PlanReducer(Reducer& reducer, int channels, Cubic cubic, int cxIn, int cyIn
 
 void FillTables(Reducer& reducer) {
   if (!reducer.reducesColumns) return;
+  reducer.eightTaps = true;
   for (int x = 0; x < reducer.columns.nOut; ++x) {
     TapSpan const span = SpanOf(reducer.columns, x);
+    if (span.count > 8) reducer.eightTaps = false;
     signed char* const taps = reducer.taps + ptrdiff_t{x} * mostTaps;
     ComputeTaps(reducer.columns, x, span, taps);
     std::fill(taps + span.count, taps + mostTaps, static_cast<signed char>(0));

@@ -16,6 +16,7 @@ struct Reducer {
   // Of each output column.
   int32_t* firsts;
   signed char* taps;
+  bool eightTaps;  // none has more
 
   // Lines on their way through the halvings: those that a halving takes by two wait in pairs.
   static int const mostHalvings = 31;

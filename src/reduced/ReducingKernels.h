@@ -27,6 +27,7 @@ int const linesAtOnce = 4;
 struct ReducedColumns {
   int32_t const* firsts;    // of each output column: the source column of its first tap
   signed char const* taps;  // mostTaps for each, the last ones 0
+  bool eightAreEnough;      // no column has more
   unsigned char const* lines[linesAtOnce];
   int lineCount;
   int xOrigin;  // the source column that the lines begin with

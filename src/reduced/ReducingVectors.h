@@ -90,11 +90,11 @@ void AverageBlocksBy(unsigned char const* first, unsigned char const* second, in
 }
 
 // Pixels<channels> has
-//   Taps(taps)                   as Sums wants them
-//   Sum(pixels, Taps const&)     of mostTaps pixels, a Sums: 16 bits each, several of a channel
-//   Bytes(sums of four lines)    a pixel of each line, by four bytes
-template <class Pixels, int channels>
-void ReduceColumnsBy(fourtap::ReducedColumns const& columns) {
+//   Taps(taps)                         as Sums wants them
+//   Sum<count>(pixels, Taps const&)    of mostTaps pixels, or 8, a Sums: 16 bits each, several of a channel
+//   Bytes(sums of four lines)          a pixel of each line, by four bytes
+template <class Pixels, int channels, int taps>
+void ReduceByTaps(fourtap::ReducedColumns const& columns) {
   // Where lines are missing the last one is done again.
   unsigned char const* lines[fourtap::linesAtOnce];
   unsigned char* to[fourtap::linesAtOnce];
@@ -104,11 +104,11 @@ void ReduceColumnsBy(fourtap::ReducedColumns const& columns) {
     to[k] = columns.dst + line * columns.dstStride;
   }
   auto const filterAt = [&](int x, auto bytes) {
-    typename Pixels::Taps const taps(columns.taps + ptrdiff_t{x} * fourtap::mostTaps);
+    typename Pixels::Taps const tapsOfColumn(columns.taps + ptrdiff_t{x} * fourtap::mostTaps);
     ptrdiff_t const first = ptrdiff_t{columns.firsts[x]} * channels;
     typename Pixels::Sums sums[fourtap::linesAtOnce];
 #pragma GCC unroll 4
-    for (int k = 0; k < fourtap::linesAtOnce; ++k) sums[k] = Pixels::Sum(lines[k] + first, taps);
+    for (int k = 0; k < fourtap::linesAtOnce; ++k) sums[k] = Pixels::template Sum<taps>(lines[k] + first, tapsOfColumn);
     unsigned char pixels[4 * fourtap::linesAtOnce];
     Pixels::Bytes(sums, pixels);
     ptrdiff_t const at = ptrdiff_t{x - columns.x} * channels;
@@ -120,6 +120,13 @@ void ReduceColumnsBy(fourtap::ReducedColumns const& columns) {
   int const last = columns.x + columns.cx - 1;
   for (int x = columns.x; x < last; ++x) filterAt(x, usual);
   filterAt(last, std::integral_constant<size_t, channels>());
+}
+
+// A ReduceColumns.
+template <class Pixels, int channels>
+void ReduceColumnsBy(fourtap::ReducedColumns const& columns) {
+  (columns.eightAreEnough ? ReduceByTaps<Pixels, channels, 8>
+                          : ReduceByTaps<Pixels, channels, fourtap::mostTaps>)(columns);
 }
 
 template <class Ops, template <int> class Pairs, template <int> class Pixels>

@@ -27,23 +27,39 @@ __m256i InPairs(__m256i pixels) {
 
 template <int channels>
 struct Pairs {
-  static constexpr int bytesIn = channels == 3 ? 24 : 32;  // of a register
-  static constexpr int pairs = bytesIn / channels, readBytes = channels == 3 ? 52 : 64;
+  static constexpr int pairs = 32 / channels, readBytes = 64;
 
-  static __m256i Sums(unsigned char const* first, unsigned char const* second) {
-    __m256i const ones = _mm256_set1_epi8(1);
-    __m256i const sums = _mm256_add_epi16(_mm256_maddubs_epi16(InPairs<channels>(LoadPixels<channels>(first)), ones),
-                                          _mm256_maddubs_epi16(InPairs<channels>(LoadPixels<channels>(second)), ones));
-    return _mm256_srli_epi16(_mm256_add_epi16(sums, _mm256_set1_epi16(2)), 2);
+  static __m256i Sums(unsigned char const* bytes) { return SumsOf(Avx2::Load(bytes)); }
+
+  static __m256i SumsOf(__m256i pixels) { return _mm256_maddubs_epi16(InPairs<channels>(pixels), _mm256_set1_epi8(1)); }
+
+  // A quarter, rounded.
+  static __m256i Averages(__m256i first, __m256i second) {
+    return _mm256_mulhrs_epi16(_mm256_add_epi16(first, second), _mm256_set1_epi16(1 << 13));
   }
 
   static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
-    __m256i const bytes = _mm256_permute4x64_epi64(
-        _mm256_packus_epi16(Sums(first, second), Sums(first + bytesIn, second + bytesIn)), _MM_SHUFFLE(3, 1, 2, 0));
-    if (channels != 3) return Avx2::Store(dst, bytes);
+    __m256i const low = Averages(Sums(first), Sums(second)), high = Averages(Sums(first + 32), Sums(second + 32));
+    Avx2::Store(dst, _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), _MM_SHUFFLE(3, 1, 2, 0)));
+  }
+};
+
+// Four pixels a lane. Lanes are loaded so that packing puts them in order.
+template <>
+struct Pairs<3> {
+  static constexpr int pairs = 8, readBytes = 52;
+
+  static __m256i Sums(unsigned char const* bytes) {
+    __m256i const pixels = Lanes(Load16(bytes), Load16(bytes + 24));
+    return _mm256_maddubs_epi16(InPairs<3>(pixels), _mm256_set1_epi8(1));
+  }
+
+  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
+    __m256i const low = Pairs<1>::Averages(Sums(first), Sums(second));
+    __m256i const high = Pairs<1>::Averages(Sums(first + 12), Sums(second + 12));
     // Of each four bytes three are pixels; what is stored behind them is overwritten, or slack.
     __m128i const order = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-    __m256i const pixels = _mm256_shuffle_epi8(bytes, InBothLanes(order));
+    __m256i const pixels = _mm256_shuffle_epi8(_mm256_packus_epi16(low, high), InBothLanes(order));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(pixels));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 12), _mm256_extracti128_si256(pixels, 1));
   }
@@ -65,10 +81,12 @@ struct Pixels {
   };
   typedef __m256i Sums;
 
+  template <int count>
   static __m256i Sum(unsigned char const* from, Taps const& taps) {
-    __m256i const low = InPairs<channels>(LoadPixels<channels>(from));
+    __m256i const low = _mm256_maddubs_epi16(InPairs<channels>(LoadPixels<channels>(from)), taps.low);
+    if constexpr (count == 8) return low;
     __m256i const high = InPairs<channels>(LoadPixels<channels>(from + 8 * channels));
-    return _mm256_add_epi16(_mm256_maddubs_epi16(low, taps.low), _mm256_maddubs_epi16(high, taps.high));
+    return _mm256_add_epi16(low, _mm256_maddubs_epi16(high, taps.high));
   }
 
   // Sums of two lines, in the lower and in the upper half of each lane.
@@ -104,6 +122,7 @@ struct Pixels<2> {
   };
   typedef __m256i Sums;
 
+  template <int count>
   static __m256i Sum(unsigned char const* from, Taps const& taps) {
     return _mm256_maddubs_epi16(InPairs<2>(Avx2::Load(from)), taps.both);
   }
@@ -126,7 +145,10 @@ struct Pixels<1> {
   };
   typedef __m128i Sums;
 
-  static __m128i Sum(unsigned char const* from, Taps const& taps) { return _mm_maddubs_epi16(Load16(from), taps.taps); }
+  template <int count>
+  static __m128i Sum(unsigned char const* from, Taps const& taps) {
+    return _mm_maddubs_epi16(Load16(from), taps.taps);
+  }
 
   static void Bytes(__m128i const* sums, unsigned char* pixels) {
     __m128i const pairs = _mm_hadd_epi16(_mm_hadd_epi16(sums[0], sums[1]), _mm_hadd_epi16(sums[2], sums[3]));

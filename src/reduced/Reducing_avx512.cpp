@@ -39,8 +39,9 @@ struct Pairs {
 
   // Of three channels two bytes are left over, which are overwritten, or slack.
   static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
-    __m512i const sums = _mm512_add_epi16(_mm512_add_epi16(Sums(first), Sums(second)), _mm512_set1_epi16(2));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_cvtepi16_epi8(_mm512_srli_epi16(sums, 2)));
+    // A quarter, rounded.
+    __m512i const sums = _mm512_mulhrs_epi16(_mm512_add_epi16(Sums(first), Sums(second)), _mm512_set1_epi16(1 << 13));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_cvtepi16_epi8(sums));
   }
 };
 
@@ -63,6 +64,7 @@ struct Pixels {
   };
   typedef __m512i Sums;
 
+  template <int count>
   static __m512i Sum(unsigned char const* from, Taps const& taps) {
     return _mm512_maddubs_epi16(_mm512_permutexvar_epi8(order.Load(), Avx512::Load(from)), taps.taps);
   }
@@ -105,6 +107,7 @@ struct Pixels<2> {
   };
   typedef __m256i Sums;
 
+  template <int count>
   static __m256i Sum(unsigned char const* from, Taps const& taps) {
     __m256i const pixels = _mm256_loadu_si256(reinterpret_cast<__m256i const*>(from));
     __m256i const pairs = _mm256_permutexvar_epi8(_mm512_castsi512_si256(Pairs<2>::order.Load()), pixels);
@@ -130,7 +133,10 @@ struct Pixels<1> {
   };
   typedef __m128i Sums;
 
-  static __m128i Sum(unsigned char const* from, Taps const& taps) { return _mm_maddubs_epi16(Load16(from), taps.taps); }
+  template <int count>
+  static __m128i Sum(unsigned char const* from, Taps const& taps) {
+    return _mm_maddubs_epi16(Load16(from), taps.taps);
+  }
 
   static void Bytes(__m128i const* sums, unsigned char* pixels) {
     __m128i const pairs = _mm_hadd_epi16(_mm_hadd_epi16(sums[0], sums[1]), _mm_hadd_epi16(sums[2], sums[3]));

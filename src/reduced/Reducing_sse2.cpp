@@ -107,9 +107,10 @@ struct Pixels {
   typedef TapWords<channels> Taps;
   typedef __m128i Sums;
 
+  template <int count>
   static __m128i Sum(unsigned char const* from, Taps const& taps) {
     __m128i sum = _mm_setzero_si128();
-    for (int r = 0; r < Taps::registers; ++r) {
+    for (int r = 0; r < count / Taps::pixels; ++r) {
       sum = _mm_add_epi16(sum, _mm_mullo_epi16(WordsOf(from + r * Taps::pixels * channels), taps.words[r]));
     }
     return sum;
