@@ -350,10 +350,13 @@ class PictureTest(ToolCase):
                     self.refuse(2, ["expected"], self.write("cut", cut), "out." + suffix, "--size=100%", "--force")
 
     def test_what_is_lost_is_warned_of(self):
+        late = encoded(coloured("RGB"), format="PNG", exif=exif_block(6)[0])
+        exif = late[late.index(b"eXIf") - 4:late.index(b"IDAT") - 4]
+        late = late.replace(exif, b"")[:-12] + exif + late[-12:]
         animated = encoded(coloured("RGB"), format="PNG", save_all=True, append_images=[coloured("RGB").rotate(90)])
         for content, words in (((FILES / "PNG/good-16-bits").read_bytes(), "16 bits"),
                                ((FILES / "PNM/good-16-bits").read_bytes(), "0 to 255"), (animated, "animated"),
-                               (2 * pnm(9, 7, 24), "more pictures follow")):
+                               (2 * pnm(9, 7, 24), "more pictures follow"), (late, "EXIF comes behind")):
             source = self.write("in", content)
             done = self.run_tool(source, "-", "--size=3x", "--format=bmp")
             self.assertRegex(done.stderr, rf"\Afourtap: warning: in: [^\n]*{words}[^\n]*\n\Z")
