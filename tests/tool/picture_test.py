@@ -417,6 +417,7 @@ class PictureTest(ToolCase):
 
         for name, content in (("in.ppm", pnm(900, 600, 24)), ("in.bmp", bitmap(900, 600, 24))):
             command = self.write(name, content), "-", "--format", "ppm", "--size", "50%"
+            copied = name, "-", "--size", "100%"
             whole = self.scale(*command)
             done = threading.Event()
             growing = threading.Thread(target=grow, args=(name, done))
@@ -424,6 +425,7 @@ class PictureTest(ToolCase):
             try:
                 for _ in range(5):
                     self.assertEqual(self.scale(*command), whole, name)
+                    self.assertTrue(self.scale(*copied).startswith(content), name)
             finally:
                 done.set()
                 growing.join()
