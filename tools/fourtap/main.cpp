@@ -105,7 +105,8 @@ int Run(Options const& options) {
 void TakeStandardDescriptors() {
   for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) >= 0) continue;
-    open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    // Where there are no devices, the root serves as well.
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) open("/", O_PATH);
   }
 }
 
