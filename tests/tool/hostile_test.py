@@ -145,7 +145,7 @@ class HostileTest(ToolCase):
                 self.assertIn("stdin: can't be read: Bad file descriptor", done.stderr)
 
     def test_what_is_printed_is_written_or_refused(self):
-        for option in "--info", "--help", "--version", "--selftest":
+        for option in ("--info", "--help", "--version", *([] if SANITIZED else ["--selftest"])):
             with open("/dev/full", "wb") as full:
                 done = subprocess.run([FOURTAP, option], stdout=full, stderr=subprocess.PIPE, timeout=60)
             self.assertEqual(done.returncode, BAD_OUTPUT, option)
