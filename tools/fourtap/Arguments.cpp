@@ -137,7 +137,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--force", options.force, "Overwrite files that are there");
   AddNamedOption<Progress>(app, "--progress", options.progress, {{"text", Progress::text}, {"json", Progress::json}},
                            "Report progress on stderr, as text or as lines of JSON; text is the default on a terminal");
-  app.add_flag("--quiet", options.quiet, "No progress on a terminal");
+  app.add_flag("--quiet", options.quiet, "No progress on a terminal, and no warnings");
   app.add_flag("--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
   app.add_flag("--info", options.info,
                "Print the processor and its instruction sets and, of an input, its size, the way to --size and the "

@@ -92,8 +92,16 @@ void EndAsUnread() {
 // Renames, but not to a name that something has; sets errno when that can't be done.
 bool RenameToNew(char const* from, char const* to) {
   if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return true;
-  // File systems that know nothing of it mostly know of links.
-  return errno == EINVAL && link(from, to) == 0 && unlink(from) == 0;
+  if (errno == EEXIST) return false;
+  // File systems that know nothing of it mostly know of links, and else a last look must do.
+  if (link(from, to) == 0) return unlink(from) == 0;
+  if (errno == EEXIST) return false;
+  struct stat status;
+  if (lstat(to, &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return std::rename(from, to) == 0;
 }
 
 template <class WriteSome>

@@ -8,6 +8,7 @@
 #include <exception>
 #include <new>
 #include <optional>
+#include <utility>
 
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
@@ -135,7 +136,7 @@ struct PngReader : PictureReader {
   int y = 0;
 
   size_t textBytes = 0;
-  bool headerIsRead = false;
+  bool headerIsRead = false, hasExif = false;
 
   PngReader(InputFile& from, int64_t maxPixels)
       : file(from),
@@ -227,8 +228,11 @@ struct PngReader : PictureReader {
 
   void TakeText(PngChunk const& chunk) {
     // What else it takes is counted too.
-    if (textBytes + chunk.content.size() + sizeof chunk > mostTextBytes) return;
-    textBytes += chunk.content.size() + sizeof chunk;
+    size_t const before = std::exchange(textBytes, textBytes + chunk.content.size() + sizeof chunk);
+    if (textBytes > mostTextBytes) {
+      if (before <= mostTextBytes) remarks.push_back("text beyond 1 MiB is left out");
+      return;
+    }
     auto const comment = TextUnder(commentKeyword, chunk), xmp = TextUnder(xmpKeyword, chunk);
     if (!headerIsRead && comment && notes.comment.empty()) {
       notes.comment = *comment;
@@ -247,7 +251,8 @@ struct PngReader : PictureReader {
     headerIsRead = true;
     if (png_get_iCCP(png, info, &name, &compression, &bytes, &length)) notes.icc.assign(bytes, bytes + length);
     if (errors.refusesProfile && notes.icc.empty()) remarks.push_back("the ICC profile is odd, and left out");
-    if (png_get_eXIf_1(png, info, &length, &bytes)) notes.exif.assign(bytes, bytes + length);
+    hasExif = png_get_eXIf_1(png, info, &length, &bytes) != 0;
+    if (hasExif) notes.exif.assign(bytes, bytes + length);
   }
 
   void ReadWhole() {
@@ -273,7 +278,12 @@ struct PngReader : PictureReader {
   }
 
   void Finish() override {
-    Try([this] { png_read_end(png, nullptr); });
+    Try([this] { png_read_end(png, info); });
+    png_bytep bytes;
+    png_uint_32 length;
+    if (!hasExif && png_get_eXIf_1(png, info, &length, &bytes)) {
+      warnings.push_back("its EXIF comes behind the pixels, too late to be heeded");
+    }
   }
 };
 

@@ -273,11 +273,14 @@ void CopyPicture(PictureJob& job, InputFile& input, std::vector<unsigned char>& 
   }
   job.reader->Finish();
   passOn();
-  std::vector<unsigned char> rest(1 << 16);
-  int64_t offset = 0;
-  for (size_t count = 1; wholeFile && count > 0; offset += static_cast<int64_t>(count)) {
-    count = input.HasPlaces() ? input.ReadAt(offset, rest.data(), rest.size()) : input.Read(rest.data(), rest.size());
-    if (input.HasPlaces()) file.Write(rest.data(), count);
+  if (!wholeFile) return;
+  // Of a file that grows, what was there.
+  int64_t left = input.HasPlaces() ? input.length : INT64_MAX;
+  std::vector<unsigned char> bytes(1 << 16);
+  for (size_t count = 1; count > 0; left -= static_cast<int64_t>(count)) {
+    size_t const most = static_cast<size_t>(std::min(left, std::ssize(bytes)));
+    count = input.HasPlaces() ? input.ReadAt(input.length - left, bytes.data(), most) : input.Read(bytes.data(), most);
+    if (input.HasPlaces()) file.Write(bytes.data(), count);
     passOn();
   }
 }

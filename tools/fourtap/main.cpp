@@ -46,6 +46,19 @@ std::string OutputFor(Options const& options, std::string const& input) {
   return output;
 }
 
+// Reports what `work` throws.
+template <class Work>
+int StatusOf(Work const& work) {
+  try {
+    return work();
+  } catch (Failure const& failure) {
+    return tool::Report("fourtap", failure);
+  } catch (std::exception const& fault) {
+    return tool::Report("fourtap", {tool::badUsage, std::string("the system doesn't give what this takes: ") +
+                                                        fault.what() + "; expected more memory"});
+  }
+}
+
 // Scales all inputs, whatever becomes of each; returns the highest status.
 int ScaleFiles(Options const& options) {
   std::set<std::string> outputs;
@@ -57,11 +70,10 @@ int ScaleFiles(Options const& options) {
   }
   int status = tool::succeeded;
   for (std::string const& input : options.inputs) {
-    try {
-      ScaleFile(options, input, OutputFor(options, input));
-    } catch (Failure const& failure) {
-      status = std::max(status, tool::Report("fourtap", failure));
-    }
+    status = std::max(status, StatusOf([&] {
+                        ScaleFile(options, input, OutputFor(options, input));
+                        return int{tool::succeeded};
+                      }));
   }
   return status;
 }
@@ -93,7 +105,8 @@ int Run(Options const& options) {
 void TakeStandardDescriptors() {
   for (int const descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) >= 0) continue;
-    open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    // Where there are no devices, the root serves as well.
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) < 0) open("/", O_PATH);
   }
 }
 
@@ -109,15 +122,10 @@ int main(int argc, char** argv) {
   // A file that may not grow is then met like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   TakeStandardDescriptors();
-  try {
+  return StatusOf([&] {
     auto const options = tool::ParseArguments(argc, argv);
     int const status = options ? Run(*options) : tool::succeeded;
     FlushStdout();
     return status;
-  } catch (Failure const& failure) {
-    return tool::Report("fourtap", failure);
-  } catch (std::exception const& fault) {
-    return tool::Report("fourtap", {tool::badUsage, std::string("the system doesn't give what this takes: ") +
-                                                        fault.what() + "; expected more memory"});
-  }
+  });
 }

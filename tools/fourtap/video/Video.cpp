@@ -257,7 +257,7 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
   PictureSize const asked = AskedSize(options, stream, toRaw).size;
   if (asked != plan.scaled) {
     Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.scaled) +
-                        ", so that pixels share their chroma evenly or as --even says");
+                        (options.even ? ", as --even says" : ", since pixels share their chroma"));
   }
   bool const sizeIsKnown = options.rect || !options.size || IsExact(*options.size);
   if (toRaw && !sizeIsKnown && plan.Out() != stream.size && !options.quiet) {
