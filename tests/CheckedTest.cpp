@@ -290,7 +290,7 @@ TEST(CheckedRefusals, NameTheArgumentAndChangeNothing) {
        }},
 
       {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_reset(nullptr); }},
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_use_set(nullptr, FOURTAP_SET_SSE2); }},
+      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_use_set(nullptr, FOURTAP_SET_PLAIN); }},
       {FOURTAP_INVALID, "widest: 0 given", [&] { return fourtap_use_set(s, 0); }},
       {FOURTAP_INVALID, "widest: 1000 given", [&] { return fourtap_use_set(s, 1000); }},
   };
@@ -317,7 +317,7 @@ TEST(CheckedRefusals, WithinAFrameThatIsBeingPushed) {
   ASSERT_EQ(fourtap_push(scaler.get(), source, 2, target, 6, &written), FOURTAP_OK);
   EXPECT_EQ(fourtap_scale(scaler.get(), source, nullptr, target, nullptr), FOURTAP_INVALID);
   EXPECT_STREQ(fourtap_error(), "scaler: a frame is being pushed, 2 of 6 lines so far; expected all or fourtap_reset");
-  EXPECT_EQ(fourtap_use_set(scaler.get(), FOURTAP_SET_SSE2), FOURTAP_INVALID);
+  EXPECT_EQ(fourtap_use_set(scaler.get(), FOURTAP_SET_PLAIN), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 5, target, 6, &written), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 4, target, 6, &written), FOURTAP_OK);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 1, target, 6, &written), FOURTAP_INVALID) << "the frame is complete";

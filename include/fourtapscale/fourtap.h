@@ -54,6 +54,8 @@ enum {
   FOURTAP_SET_SSE2 = 1,
   FOURTAP_SET_AVX2 = 2,
   FOURTAP_SET_AVX512 = 3,
+  FOURTAP_SET_PLAIN = 4, /* on every processor */
+  FOURTAP_SET_NEON = 5,
   FOURTAP_SET_WIDEST = 0x7fffffff,
 };
 

@@ -54,6 +54,8 @@ enum class InstructionSet : int {
   SSE2 = FOURTAP_SET_SSE2,
   AVX2 = FOURTAP_SET_AVX2,
   AVX512 = FOURTAP_SET_AVX512,
+  Plain = FOURTAP_SET_PLAIN,
+  NEON = FOURTAP_SET_NEON,
   Widest = FOURTAP_SET_WIDEST,
 };
 

@@ -22,7 +22,8 @@ constexpr Set sets[] = {FOURTAP_SETS(SET_OF, )};
 #undef SET_OF
 
 static_assert(FOURTAP_SET_SSE2 == +FourTapSetSSE2 && FOURTAP_SET_AVX2 == +FourTapSetAVX2 &&
-              FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_WIDEST == +FourTapSetWidest);
+              FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_PLAIN == +FourTapSetPlain &&
+              FOURTAP_SET_NEON == +FourTapSetNEON && FOURTAP_SET_WIDEST == +FourTapSetWidest);
 
 Set const* FindSet(int number) {
   for (Set const& set : sets) {
@@ -76,7 +77,8 @@ int LinesWritten(fourtap_scaler const& scaler, int cyInDone) {
 fourtap_status ChooseSet(fourtap_scaler& scaler, int widest) {
   int const set = FourTapSetFor(widest);
   if (set == FourTapSetNone) {
-    return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected SSE2 at least");
+    return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected %s at least",
+                  FindSet(FOURTAP_BASE_SET)->name);
   }
   scaler.set = set;
   scaler.frame = FourTapFrameScalerFor(scaler.layout, set);
@@ -220,7 +222,8 @@ int fourtap_most_written(fourtap_scaler const* scaler, int lines) {
 fourtap_status fourtap_use_set(fourtap_scaler* scaler, int widest) {
   if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   if (widest != FOURTAP_SET_WIDEST && !FindSet(widest)) {
-    return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
+    return Refuse(FOURTAP_INVALID,
+                  "widest: %d given, expected the number of a set of this processor's or FOURTAP_SET_WIDEST", widest);
   }
   if (IsWithinFrame(*scaler)) {
     return Refuse(FOURTAP_INVALID,

@@ -17,9 +17,11 @@ struct VertTaps {
 // MMX state is not cleared where it was not used: that counts on short lines.
 typedef void VertFilterLines(VertTaps const*, int lineCount, int firstByte, int count, unsigned char* const* dst);
 
+VertFilterLines FilterLinesVertically_c;
 VertFilterLines FilterLinesVertically_mmx;
 VertFilterLines FilterLinesVertically_sse2;
 VertFilterLines FilterLinesVertically_avx2;
 VertFilterLines FilterLinesVertically_avx512;
+VertFilterLines FilterLinesVertically_neon;
 
 }  // namespace fourtap

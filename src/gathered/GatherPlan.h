@@ -128,5 +128,6 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT&, GatherSet const&, GatherLayout con
 
 extern GatherSet const gatherSet_avx2;
 extern GatherSet const gatherSet_avx512;
+extern GatherSet const gatherSet_neon;
 
 }  // namespace fourtap

@@ -2,7 +2,7 @@
 //
 // A layout is a record with
 //   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), cleared (ClearedBytes: no filter writes them)
-//   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
+//   FourTapHorzFilterLine_c, and for each kind of block FourTapHorzFilter8Lines_sse2 or the like
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
 
@@ -15,7 +15,7 @@
 #include "core/ClearedBytes.h"
 #include "filters/FourTapSum.h"
 #include "scheme/Scaler.h"
-#include "turned/Rotate.h"
+#include "turned/Rotate_c.h"
 
 namespace fourtap {
 
@@ -99,10 +99,10 @@ void FilterPhase(Column const* in, ptrdiff_t advance, int count, Column* out, pt
 }
 
 template <SampleGrid grid, int samples, class Column, class Taps>
-void FilterAbreast(uint64_t const* positions, uint64_t origin, Column* out, Taps const (*coefs)[4]) {
+void FilterAbreast(uint64_t const* positions, uintptr_t origin, Column* out, Taps const (*coefs)[4]) {
   SampleSums<grid, Column, samples> sums;
   for (int s = 0; s < samples; ++s) {
-    uint64_t const at = origin + (positions[s] >> 4) * (grid.distance * sizeof(Column));
+    uintptr_t const at = origin + static_cast<uintptr_t>(positions[s] >> 4) * (grid.distance * sizeof(Column));
     sums.template Take<TapForm::general>(s, reinterpret_cast<Column const*>(at), coefs[positions[s] & 15]);
   }
   sums.Store(out, grid.distance);
@@ -115,7 +115,7 @@ void FilterPhases(SampleSteps const& steps, int count, Column const* in, Column*
   ptrdiff_t const step = ptrdiff_t{steps.period} * grid.distance;
   for (int first = 0; first < steps.period; ++first) {
     uint64_t const at = steps.positions[first];
-    Column const* const from = in + ((at >> 4) - (steps.positions[0] >> 4)) * grid.distance;
+    Column const* const from = in + static_cast<ptrdiff_t>((at >> 4) - (steps.positions[0] >> 4)) * grid.distance;
     int const ofPhase = (count - first + steps.period - 1) / steps.period;
     WithFormOf(coefs[at & 15], [&](auto form) {
       FilterPhase<grid, form>(from, advance, ofPhase, out + first * grid.distance, step, coefs[at & 15]);
@@ -135,7 +135,8 @@ void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column
   }
   uint64_t const* const positions = steps.positions;
   // Positions count from the line's first sample, `in` from the first tap: the difference is taken once, as an address.
-  uint64_t const origin = reinterpret_cast<uintptr_t>(in) - (positions[0] >> 4) * (grid.distance * sizeof(Column));
+  uintptr_t const origin =
+      reinterpret_cast<uintptr_t>(in) - static_cast<uintptr_t>(positions[0] >> 4) * (grid.distance * sizeof(Column));
   int constexpr abreast = grid.channels == 1 ? 2 : 1;
   ptrdiff_t i = 0;
   for (; i + abreast <= count; i += abreast)
@@ -143,31 +144,18 @@ void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column
   if (i < count) FilterAbreast<grid, 1>(positions + i, origin, out + i * grid.distance, coefs);
 }
 
-// The two kinds of blocks of lines: how many, their columns, and the layout's filter for them.
-struct Block8Lines_sse2 {
+// Eight lines in vectors of the compiler's. The context's buffers are named after the set that had such columns first.
+struct Block8Lines_c {
   static constexpr int lineCount = 8;
   typedef FourTapColumnOf8 Column;
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
   template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::cleared>;
+  static constexpr auto* const rotateIn = LinesToColumns_c;
   template <class Layout>
-  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::cleared>;
+  static constexpr auto* const rotateOut = ColumnsToLines_c<Layout::cleared>;
   template <class Layout>
-  static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
-};
-
-struct Block4Lines_mmx {
-  static constexpr int lineCount = 4;
-  typedef FourTapColumnOf4 Column;
-  static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_mmx; }
-  static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_mmx; }
-  template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_mmx;
-  template <class Layout>
-  static constexpr auto* const rotateOut = ColumnsToLines_mmx<Layout::cleared>;
-  template <class Layout>
-  static constexpr auto* const filter = Layout::FourTapHorzFilter4Lines_mmx;
+  static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_c;
 };
 
 // A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache. Where there
@@ -195,15 +183,9 @@ void ScaleBlock(_SCALE_CONTEXT& context, unsigned char const* const* lines, int 
 }
 
 template <class Layout>
-void FourTapHorzScale8Lines_sse2(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
-                                 unsigned char const*, unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block8Lines_sse2>(context, lines, Block8Lines_sse2::lineCount, range, dst, dstStride);
-}
-
-template <class Layout>
-void FourTapHorzScale4Lines_mmx(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
-                                unsigned char const*, unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block4Lines_mmx>(context, lines, Block4Lines_mmx::lineCount, range, dst, dstStride);
+void FourTapHorzScale8Lines_c(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
+                              unsigned char const*, unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block8Lines_c>(context, lines, Block8Lines_c::lineCount, range, dst, dstStride);
 }
 
 // An extended line, into a destination line.

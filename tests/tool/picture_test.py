@@ -50,7 +50,7 @@ class PictureTest(ToolCase):
                 source = self.write("in." + suffix, make(cx_in, cy_in, bits))
                 pixels = by_model(bits, noise(cx_in, cy_in, bits), (cx_in, cy_in), (cx_out, cy_out))
                 expected = make(cx_out, cy_out, bits, pixels)
-                for more in [], ["--set", "mmx"], ["--set", "sse2", "--progressive", "1"], ["--progressive", "7"]:
+                for more in [], ["--set", "c"], ["--set", "c", "--progressive", "1"], ["--progressive", "7"]:
                     with self.subTest(bits=bits, size=(cx_in, cy_in, cx_out, cy_out), more=more):
                         self.scale(source, "out." + suffix, "--size", f"{cx_out}x{cy_out}!", "--one-step", "--force",
                                    *more)
@@ -153,7 +153,7 @@ class PictureTest(ToolCase):
             for bits in 8, 24:
                 pixels = by_model(bits, noise(*size_in, bits), size_in, *(steps if size_in != steps[-1] else []))
                 size = "{}x{}!".format(*steps[-1])
-                for more in [], ["--progressive", "3"], ["--set", "sse2"]:
+                for more in [], ["--progressive", "3"], ["--set", "c"]:
                     result = self.scale("-", "-", "--size", size, *more, stdin=pnm(*size_in, bits))
                     self.assertEqual(result, pnm(*steps[-1], bits, pixels), (size_in, size, more))
 
@@ -236,7 +236,7 @@ class PictureTest(ToolCase):
                                           for c, a in zip(plane, alpha_out))
                         expected.append(plane)
                     expected += [alpha_out] if rule != "drop" else []
-                    for more in [], ["--set", "mmx"], ["--progressive", "1"]:
+                    for more in [], ["--set", "c"], ["--progressive", "1"]:
                         result = decoded(self.scale("-", "-", "--size", "{}x{}!".format(*sizes[-1]), "--alpha", rule,
                                                     *more, stdin=content))
                         self.assertEqual([plane.tobytes() for plane in result.split()], expected, (mode, sizes, rule))

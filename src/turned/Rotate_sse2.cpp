@@ -1,5 +1,5 @@
 // The rotations that leave the library: lines of any bytes, with nothing cleared.
-#include "turned/Rotate.h"
+#include "turned/Rotate_sse2.h"
 
 void fourtap::LinesToColumns_mmx(unsigned char const* const* lines, int count, FourTapColumnOf4* columns) {
   int at = 0;
