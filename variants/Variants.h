@@ -9,8 +9,10 @@
 //   FOURTAP_SETS(SET, with)   rows SET(with, name, FourTapSet, lines that a progressive scaler writes at a time while
 //                             both sizes change), narrowest first. A set that is FourTapSetNone is never chosen, and
 //                             runs wherever it is asked for by name
+//   FOURTAP_GATHERING_SETS    rows SET(with, name): those of them that gather
 //   FOURTAP_BASE_SET          the FourTapSet that every processor of the kind runs
 //   FOURTAP_FEATURES_<set>    what a set asks beyond that: the compilers' names, for flags and for detection
+//   FOURTAP_FLAGS_<set>       its compiler flags, where they are not -m<name>
 //   FOURTAP_PROCESSOR_HAS     (set): whether processor and system have all of them
 //   FOURTAP_SET_SCALERS       the header with scalerOf_<set>
 #include "ProcessorSets.h"

@@ -3,10 +3,12 @@
 
 #define FOURTAP_SETS(SET, with) SET(with, c, FourTapSetPlain, 8)
 
+#define FOURTAP_GATHERING_SETS(SET, with)
+
 #define FOURTAP_BASE_SET FourTapSetPlain
 
 #define FOURTAP_FEATURES_c(FEATURE)
 
 #define FOURTAP_PROCESSOR_HAS(set) true
 
-#define FOURTAP_SET_SCALERS "layouts/SetScalers.h"
+#define FOURTAP_SET_SCALERS "layouts/SetScalers_c.h"

@@ -8,6 +8,8 @@
   SET(with, avx2, FourTapSetAVX2, 1) \
   SET(with, avx512, FourTapSetAVX512, 1)
 
+#define FOURTAP_GATHERING_SETS(SET, with) SET(with, avx2) SET(with, avx512)
+
 #define FOURTAP_BASE_SET FourTapSetSSE2
 
 #define FOURTAP_FEATURES_mmx(FEATURE)

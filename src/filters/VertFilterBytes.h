@@ -216,3 +216,14 @@ void FilterLine(unsigned char* dst, unsigned char const* const (&lines)[4], int 
 }
 
 }  // namespace
+
+// The vertical filter of a set, as scalers use it and as it is exported.
+#define FOURTAP_DEFINE_VERT_FILTER(set, Ops)                                                                      \
+  void fourtap::FilterLinesVertically_##set(VertTaps const* taps, int lineCount, int firstByte, int count,        \
+                                            unsigned char* const* dst) {                                          \
+    FilterRuns<Ops>(taps, lineCount, firstByte, count, dst);                                                      \
+  }                                                                                                               \
+  void FourTapVertFilter_##set(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,        \
+                               unsigned char const* line2, unsigned char const* line3, int count, short* coefs) { \
+    FilterLine<Ops>(dst, {line0, line1, line2, line3}, count, coefs);                                             \
+  }

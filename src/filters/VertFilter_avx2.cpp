@@ -30,12 +30,4 @@ struct Avx2 {
 
 }  // namespace
 
-void fourtap::FilterLinesVertically_avx2(VertTaps const* taps, int lineCount, int firstByte, int count,
-                                         unsigned char* const* dst) {
-  FilterRuns<Avx2>(taps, lineCount, firstByte, count, dst);
-}
-
-void FourTapVertFilter_avx2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                            unsigned char const* line2, unsigned char const* line3, int count, short* coefs) {
-  FilterLine<Avx2>(dst, {line0, line1, line2, line3}, count, coefs);
-}
+FOURTAP_DEFINE_VERT_FILTER(avx2, Avx2)

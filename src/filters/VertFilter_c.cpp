@@ -55,12 +55,4 @@ struct Plain {
 
 }  // namespace
 
-void fourtap::FilterLinesVertically_c(VertTaps const* taps, int lineCount, int firstByte, int count,
-                                      unsigned char* const* dst) {
-  FilterRuns<Plain>(taps, lineCount, firstByte, count, dst);
-}
-
-void FourTapVertFilter_c(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
-                         unsigned char const* line2, unsigned char const* line3, int count, short* coefs) {
-  FilterLine<Plain>(dst, {line0, line1, line2, line3}, count, coefs);
-}
+FOURTAP_DEFINE_VERT_FILTER(c, Plain)

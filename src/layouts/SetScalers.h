@@ -39,4 +39,10 @@ inline constexpr Scaler gatheringScalerOf{
     .fillsWholeTable = false,
 };
 
+// scalerOf_<set> of a set that gathers.
+#define FOURTAP_GATHERING_SCALER(block, set) \
+  template <class Layout>                    \
+  inline constexpr Scaler scalerOf_##set =   \
+      gatheringScalerOf<Layout, gatherSet_##set, FilterLinesVertically_##set, block>;
+
 }  // namespace fourtap

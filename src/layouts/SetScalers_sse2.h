@@ -15,12 +15,6 @@ inline constexpr Scaler scalerOf_sse2 = TurningScaler<Layout>(
     FilterLinesVertically_sse2, {Block8Lines_sse2::lineCount, FourTapHorzScale8Lines_sse2<Layout>},
     {Block4Lines_mmx::lineCount, FourTapHorzScale4Lines_mmx<Layout>});
 
-template <class Layout>
-inline constexpr Scaler scalerOf_avx2 =
-    gatheringScalerOf<Layout, gatherSet_avx2, FilterLinesVertically_avx2, Block8Lines_sse2>;
-
-template <class Layout>
-inline constexpr Scaler scalerOf_avx512 =
-    gatheringScalerOf<Layout, gatherSet_avx512, FilterLinesVertically_avx512, Block8Lines_sse2>;
+FOURTAP_GATHERING_SETS(FOURTAP_GATHERING_SCALER, Block8Lines_sse2)
 
 }  // namespace fourtap
