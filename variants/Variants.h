@@ -10,6 +10,7 @@
 //                             both sizes change), narrowest first. A set that is FourTapSetNone is never chosen, and
 //                             runs wherever it is asked for by name
 //   FOURTAP_GATHERING_SETS    rows SET(with, name): those of them that gather
+//   FOURTAP_REDUCING_SETS     rows SET(with, name, FourTapSet): those with kernels for reductions; the plain one first
 //   FOURTAP_BASE_SET          the FourTapSet that every processor of the kind runs
 //   FOURTAP_FEATURES_<set>    what a set asks beyond that: the compilers' names, for flags and for detection
 //   FOURTAP_FLAGS_<set>       its compiler flags, where they are not -m<name>

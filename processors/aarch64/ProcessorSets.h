@@ -7,6 +7,8 @@
 
 #define FOURTAP_GATHERING_SETS(SET, with) SET(with, neon)
 
+#define FOURTAP_REDUCING_SETS(SET, with) SET(with, c, FourTapSetPlain)
+
 #define FOURTAP_BASE_SET FourTapSetNEON
 
 #define FOURTAP_FEATURES_c(FEATURE)

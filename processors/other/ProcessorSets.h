@@ -5,6 +5,8 @@
 
 #define FOURTAP_GATHERING_SETS(SET, with)
 
+#define FOURTAP_REDUCING_SETS(SET, with) SET(with, c, FourTapSetPlain)
+
 #define FOURTAP_BASE_SET FourTapSetPlain
 
 #define FOURTAP_FEATURES_c(FEATURE)

@@ -10,6 +10,12 @@
 
 #define FOURTAP_GATHERING_SETS(SET, with) SET(with, avx2) SET(with, avx512)
 
+#define FOURTAP_REDUCING_SETS(SET, with) \
+  SET(with, c, FourTapSetPlain)          \
+  SET(with, sse2, FourTapSetSSE2)        \
+  SET(with, avx2, FourTapSetAVX2)        \
+  SET(with, avx512, FourTapSetAVX512)
+
 #define FOURTAP_BASE_SET FourTapSetSSE2
 
 #define FOURTAP_FEATURES_mmx(FEATURE)

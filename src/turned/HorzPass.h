@@ -2,6 +2,7 @@
 //
 // A layout is a record with
 //   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), cleared (ClearedBytes: no filter writes them)
+//   keepsPixels       whether SSE2 turns its blocks by whole pixels; their filter then packs its sums
 //   FourTapHorzFilterLine_c, and for each kind of block FourTapHorzFilter8Lines_sse2 or the like
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
@@ -42,11 +43,16 @@ Column* RepeatEdges(Column* real, HorzRange const& range) {
   return unit;
 }
 
+// Two columns of sums as one of bytes. A set that packs brings it along.
+template <bool packs>
+FourTapColumnOf8 PackedSums(FourTapColumnOf8 first, FourTapColumnOf8 second);
+
 // Where the samples of a kind lie within a line.
 struct SampleGrid {
   int distance;         // from a sample to the next of its channel, columns
-  int channels;         // filtered alike
+  int channels;         // filtered alike; of whole pixels the columns, each of some lines
   int channelDistance;  // from one to the next
+  bool packs = false;   // sums leave as bytes, those of two channels in a column
 };
 
 // Where samples of a kind lie in the source, from a first one on.
@@ -76,7 +82,11 @@ struct SampleSums {
   void Store(Column* out, ptrdiff_t step) const {
     for (int s = 0; s < samples; ++s) {
       Column* const to = out + s * step;
-      for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+      if constexpr (grid.packs) {
+        for (int c = 0; c < grid.channels / 2; ++c) to[c] = PackedSums<grid.packs>(sums[s][2 * c], sums[s][2 * c + 1]);
+      } else {
+        for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+      }
     }
   }
 };

@@ -6,6 +6,11 @@
 
 namespace fourtap {
 
+template <bool packs>
+FourTapColumnOf8 PackedSums(FourTapColumnOf8 first, FourTapColumnOf8 second) {
+  return _mm_packus_epi16(first, second);
+}
+
 // How many lines, their columns, and the layout's filter for them.
 struct Block8Lines_sse2 {
   static constexpr int lineCount = 8;
@@ -13,9 +18,11 @@ struct Block8Lines_sse2 {
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
   template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::cleared>;
+  static constexpr auto* const rotateIn =
+      Layout::keepsPixels ? LinesToPixelColumns_sse2 : LinesToColumns_sse2<Layout::cleared>;
   template <class Layout>
-  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::cleared>;
+  static constexpr auto* const rotateOut =
+      Layout::keepsPixels ? PixelColumnsToLines_sse2 : ByteColumnsToLines_sse2<Layout::cleared>;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
 };

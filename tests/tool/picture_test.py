@@ -43,7 +43,7 @@ def crop(pixels, bytes_per_pixel, cx, x, y, cx_part, cy_part):
 class PictureTest(ToolCase):
     def test_one_step_gives_the_bytes_of_the_model_in_any_slices(self):
         cases = [(37, 23, 20, 11), (20, 11, 37, 23), (16, 9, 16, 9), (16, 9, 16, 30), (5, 40, 50, 40), (1, 1, 7, 5),
-                 (7, 5, 1, 1), (120, 3, 3, 120), (9, 100, 31, 7)]
+                 (7, 5, 1, 1), (120, 3, 3, 120), (9, 100, 31, 7), (2, 900, 3, 2000), (19, 300, 40, 700)]
         for cx_in, cy_in, cx_out, cy_out in cases:
             for bits, suffix in (8, "pgm"), (24, "ppm"), (32, "bmp"):
                 make = bitmap if bits == 32 else pnm

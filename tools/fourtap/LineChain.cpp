@@ -14,15 +14,22 @@ namespace tool {
 
 namespace {
 
-// Output lines that are made at once where the scaler works by rectangles; fewer when they are very long.
-int const mostLinesPerBand = 16;
-int const bandBytes = 1 << 20;
-int LinesPerBand(int lineBytes) { return std::clamp(bandBytes / lineBytes, 1, mostLinesPerBand); }
+// Lines that a band of so many output lines is made of, at most.
+int64_t SourceLinesOfBand(PictureSize in, PictureSize out, int lines) {
+  return (lines - 1) * int64_t{in.cy} / out.cy + 5;
+}
 
-// Source lines that an output line is made of.
-int const tapLines = 4;
+// Output lines that are made at once where the scaler works by rectangles: some, or of a tall and narrow picture so
+// many that they take as much memory as the table of source lines, since a scaler may fill that at each call. But fewer
+// when they, or what they are made of, are very long.
+int LinesPerBand(PictureSize in, PictureSize out, int strideIn, int strideOut) {
+  int const someLines = 16, bandBytes = 1 << 20;
+  int64_t const tableBytes = in.cy * int64_t{sizeof(unsigned char*)};
+  int64_t const fit = std::min(int64_t{bandBytes / strideOut}, int64_t{bandBytes / strideIn} * out.cy / in.cy);
+  return static_cast<int>(std::clamp<int64_t>(fit, 1, std::max<int64_t>(someLines, tableBytes / strideOut)));
+}
 
-size_t LinesBytes(int count, int stride) { return static_cast<size_t>(count) * static_cast<size_t>(stride); }
+size_t LinesBytes(int64_t count, int stride) { return static_cast<size_t>(count) * static_cast<size_t>(stride); }
 
 bool IsWhole(PictureRect const& rect, PictureSize size) { return rect.cx == size.cx && rect.cy == size.cy; }
 
@@ -115,10 +122,11 @@ struct ChainStep {
         strideIn(neededIn.cx * BytesPerPixel(plan.kindOut)),
         strideOut(neededOut.cx * BytesPerPixel(plan.kindOut)),
         byBands(out.cy > in.cy || !IsWhole(neededOut, out)),
-        linesAtOnce(byBands ? LinesPerBand(strideOut) : FourTapScaleMostLinesWritten(in.cy, out.cy, linesPerPush)),
+        linesAtOnce(byBands ? LinesPerBand(in, out, strideIn, strideOut)
+                            : FourTapScaleMostLinesWritten(in.cy, out.cy, linesPerPush)),
         scaler(ScalersOf(LayoutOf(plan.kindOut))),
         context(InitScaleContext(in.cx, in.cy, out.cx, out.cy, 8 * BytesPerPixel(plan.kindOut))),
-        kept(byBands ? Bytes(LinesBytes(tapLines - 1 + linesPerPush, strideIn)) : nullptr),
+        kept(byBands ? Bytes(LinesBytes(SourceLinesOfBand(in, out, linesAtOnce) + linesPerPush, strideIn)) : nullptr),
         made(Bytes(LinesBytes(linesAtOnce, strideOut))),
         window{neededIn.y, neededIn.y},
         yOut(neededOut.y) {
@@ -142,12 +150,8 @@ struct ChainStep {
     MoveWindow(lines);
     int const yEnd = neededOut.y + neededOut.cy;
     for (;;) {
-      int count = 0;
-      while (count < linesAtOnce && yOut + count < yEnd &&
-             FourTapScaleLinesNeeded(in.cy, out.cy, yOut + count) <= window.end) {
-        ++count;
-      }
-      if (count == 0) return;
+      int const count = std::min(linesAtOnce, yEnd - yOut);
+      if (count == 0 || FourTapScaleLinesNeeded(in.cy, out.cy, yOut + count - 1) > window.end) return;
       FourTapScaleSourceOrigin(context.get(), neededIn.x, window.first);
       scaler.frame(context.get(), kept.get(), strideIn, made.get(), strideOut, neededOut.x, yOut, neededOut.cx, count);
       yOut += count;
@@ -159,7 +163,9 @@ struct ChainStep {
   void MoveWindow(PixelLines const& lines) {
     int const first = std::min(FourTapScaleFirstLineNeeded(in.cy, out.cy, yOut), window.end);
     size_t const bytesKept = LinesBytes(window.end - first, strideIn);
-    std::memmove(kept.get(), kept.get() + LinesBytes(first - window.first, strideIn), bytesKept);
+    if (first > window.first) {
+      std::memmove(kept.get(), kept.get() + LinesBytes(first - window.first, strideIn), bytesKept);
+    }
     for (int line = 0; line < lines.count; ++line) {
       std::memcpy(kept.get() + bytesKept + LinesBytes(line, strideIn), lines.pixels + LinesBytes(line, lines.stride),
                   LinesBytes(1, strideIn));

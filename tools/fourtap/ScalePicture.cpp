@@ -17,12 +17,12 @@ namespace tool {
 
 namespace {
 
-size_t const batchBytes = 1 << 18;
-int const mostLinesPerBatch = 64;
-
+// Small enough for three threads to be at work on one picture, and with tall, narrow ones large enough for that to pay.
 int LinesPerBatch(PictureSize size, PixelKind kind) {
+  size_t const batchBytes = 1 << 18;
+  int const someLines = 64, leastBatches = 16;
   size_t const lines = batchBytes / std::max<size_t>(1, LineBytes(size, kind));
-  return std::clamp(static_cast<int>(lines), 1, std::min(mostLinesPerBatch, size.cy));
+  return std::clamp(static_cast<int>(lines), 1, std::min(std::max(someLines, size.cy / leastBatches), size.cy));
 }
 
 PictureFormat const& OutputFormat(Options const& options, PictureFormat const& input, std::string const& output) {
