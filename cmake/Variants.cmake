@@ -44,7 +44,7 @@ foreach(name ${FOURTAP_NAMES})
   string(REGEX MATCHALL "FEATURE\\([^)]+\\)" FOURTAP_FLAGS_${name} "${CMAKE_MATCH_1}")
   list(TRANSFORM FOURTAP_FLAGS_${name} REPLACE "FEATURE\\((.+)\\)" "-m\\1")
   if(VARIANTS MATCHES "#define FOURTAP_FLAGS_${name} \"([^\"]*)\"")
-    set(FOURTAP_FLAGS_${name} ${CMAKE_MATCH_1})
+    string(REPLACE " " ";" FOURTAP_FLAGS_${name} "${CMAKE_MATCH_1}")
   endif()
 endforeach()
 
