@@ -2,10 +2,12 @@
 add_library(FourTapFlags INTERFACE)
 target_compile_features(FourTapFlags INTERFACE cxx_std_20)
 target_compile_options(FourTapFlags INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+target_include_directories(FourTapFlags BEFORE INTERFACE ${FOURTAP_PROCESSOR_FOLDER})
 
-# The only files that use more than every x86-64 processor has: those that end in the name of a set that asks for more.
+# The only files that use more than every processor of the kind has: those that end in the name of a set, or of a part of
+# one, that asks for more.
 set(FOURTAP_FLAGGED_SETS)
-foreach(set ${FOURTAP_SETS})
+foreach(set ${FOURTAP_NAMES})
   if(FOURTAP_FLAGS_${set})
     list(APPEND FOURTAP_FLAGGED_SETS ${set})
   endif()

@@ -1,9 +1,7 @@
 #include "conformance/Cases.h"
 
-#include <mmintrin.h>
 #include <setjmp.h>
 #include <signal.h>
-#include <ucontext.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -11,9 +9,9 @@
 #include <functional>
 #include <optional>
 
+#include "ThisProcessor.h"
 #include "conformance/Calls.h"
 #include "conformance/CaseText.h"
-#include "conformance/MmxState.h"
 #include "conformance/OwnedContext.h"
 
 namespace conformance {
@@ -93,10 +91,10 @@ namespace {
 
 // A call that touches protected memory ends here instead of ending the program.
 thread_local sigjmp_buf beforeCall;
-thread_local bool faultWasWrite;
+thread_local char const* refusedAccess;
 
 void OnFault(int, siginfo_t*, void* context) {
-  faultWasWrite = (static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_ERR] & 2) != 0;
+  refusedAccess = processor::RefusedAccess(context);
   siglongjmp(beforeCall, 1);
 }
 
@@ -131,10 +129,10 @@ std::string CatchingFaults(Fences fences, std::function<std::string()> const& ch
 }
 
 std::string CallError(std::function<void()> const& call) {
-  if (Faults(call)) return faultWasWrite ? "writes where it must not" : "reads where it must not";
-  if (MmxStateIsEmpty()) return "";
-  _mm_empty();
-  return "leaves the MMX state in use";
+  if (Faults(call)) return std::string(refusedAccess) + " where it must not";
+  if (processor::StateIsClean()) return "";
+  processor::CleanState();
+  return processor::uncleanState;
 }
 
 std::string Difference(GuardedImage const& image, unsigned char const* expected, int firstLine, int lastLine) {

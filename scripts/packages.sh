@@ -8,7 +8,12 @@ benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
 reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
-ciPackages=("${testPackages[@]}" "${clangPackages[@]}" clang-format qemu-user shellcheck valgrind)
+everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu
+  libsimde-dev qemu-user)
+# Of other processors, for unpacking: what the tests link there, and the tool's tests.
+foreignPackages=(libgtest-dev)
+foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev zlib1g-dev)
+ciPackages=("${testPackages[@]}" "${clangPackages[@]}" "${everywherePackages[@]}" clang-format shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
 ListMissing() {

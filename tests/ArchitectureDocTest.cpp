@@ -47,10 +47,10 @@ std::string RoomOf(Rooms const& knows, fs::path folder) {
   return folder.string();
 }
 
-// The folder of an included file, where the include directories are the source folder, src and tools.
+// The folder of an included file, where the include directories are the source folder, src, tools and a processor's.
 fs::path FolderOfIncluded(std::string const& name, fs::path const& includer) {
-  for (fs::path const& base :
-       {fs::path(), fs::path("src"), fs::path("tools"), fs::path("include"), includer.parent_path()}) {
+  for (fs::path const& base : {fs::path(), fs::path("src"), fs::path("tools"), fs::path("include"),
+                               fs::path("processors/x86_64"), includer.parent_path()}) {
     if (fs::exists(SOURCE_FOLDER / base / name)) return (base / name).parent_path();
   }
   return {};
@@ -62,7 +62,8 @@ TEST(ArchitecturePage, IncludesGoTheWayItShows) {
   std::regex const include(R"(^\s*#\s*include\s*[<"]([^">]+))");
   std::set<std::string> const sources{".h", ".hpp", ".c", ".cpp"};
   std::set<std::string> roomsWithFiles;
-  for (char const* top : {"src", "conformance", "tools", "bench", "fuzz", "variants", "include", "examples"}) {
+  for (char const* top :
+       {"src", "conformance", "tools", "bench", "fuzz", "processors", "variants", "include", "examples"}) {
     for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(SOURCE_FOLDER) / top)) {
       if (!sources.contains(entry.path().extension().string())) continue;
       fs::path const file = fs::relative(entry.path(), SOURCE_FOLDER);

@@ -266,7 +266,7 @@ void ExpectWhatBothRefuse(Functions<Opened> const& call, char const* null, Opene
       {"source.bytes: 19", [&] { return push(from, 19, 1, 15); }},
       {"target: shares", [&] { return push(to, 200, 10, 15); }},
 
-      {null, [&] { return call.useSet(nullptr, FOURTAP_SET_SSE2); }},
+      {null, [&] { return call.useSet(nullptr, FOURTAP_SET_PLAIN); }},
       {"widest: 0 given", [&] { return call.useSet(s, 0); }},
       {"widest: 1000 given", [&] { return call.useSet(s, 1000); }},
   };
@@ -349,10 +349,11 @@ TEST(CheckedRefusals, OfPicturesNameTheArgumentAndChangeNothing) {
       fourtap_picture_use_set};
   ExpectWhatBothRefuse(call, "picture: null given, expected an address", p, packed.get(), with);
   // Pushing has begun one.
-  char const* const underWay = "picture: one is under way, 0 of 15 lines written so far; expected all of them";
+  char const* const underWay =
+      "picture: one is under way, 0 of 15 lines written so far; expected all of them or fourtap_picture_reset";
   std::vector<Refused> const withinOne = {
       {underWay, [&] { return scale(plane, 200, 450); }},
-      {underWay, [&] { return fourtap_picture_use_set(p, FOURTAP_SET_SSE2); }},
+      {underWay, [&] { return fourtap_picture_use_set(p, FOURTAP_SET_PLAIN); }},
       {"taken: null", [&] { return push(1, 15, nullptr); }},
       {"out: 0x1 pixels", [&] { return fourtap_picture_begin(p, with.Rectangle(0, 0, 0, 1)); }},
   };
@@ -374,7 +375,7 @@ TEST(CheckedRefusals, WithinAFrameThatIsBeingPushed) {
   ASSERT_EQ(fourtap_push(scaler.get(), source, 2, target, 6, &written), FOURTAP_OK);
   EXPECT_EQ(fourtap_scale(scaler.get(), source, nullptr, target, nullptr), FOURTAP_INVALID);
   EXPECT_STREQ(fourtap_error(), "scaler: a frame is being pushed, 2 of 6 lines so far; expected all or fourtap_reset");
-  EXPECT_EQ(fourtap_use_set(scaler.get(), FOURTAP_SET_SSE2), FOURTAP_INVALID);
+  EXPECT_EQ(fourtap_use_set(scaler.get(), FOURTAP_SET_PLAIN), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 5, target, 6, &written), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 4, target, 6, &written), FOURTAP_OK);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 1, target, 6, &written), FOURTAP_INVALID) << "the frame is complete";
@@ -399,15 +400,21 @@ TEST(CheckedRefusals, OfPicturesEndWithTheLastLineWritten) {
                                 {scaled.data() + out, std::size_t(room), 0}, room, &written);
   };
   for (; out < top.cy; in += taken, out += written) {
-    EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_SSE2), FOURTAP_INVALID);
+    EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_PLAIN), FOURTAP_INVALID);
     ASSERT_EQ(push(needed.cy - in, 1), FOURTAP_OK);
     ASSERT_EQ(written, 1);
   }
-  EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_SSE2), FOURTAP_OK);
+  EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_PLAIN), FOURTAP_OK);
   EXPECT_EQ(push(needed.cy - in + 1, 0), FOURTAP_INVALID);
   ASSERT_EQ(push(needed.cy - in, 0), FOURTAP_OK);
   EXPECT_TRUE(taken == needed.cy - in && written == 0);
   EXPECT_EQ(scaled, (std::vector<unsigned char>{9, 9, 9, 9, 9, 0, 0, 0, 0, 0, 0, 0}));
+
+  ASSERT_EQ(fourtap_picture_begin(picture.get(), nullptr), FOURTAP_OK);
+  ASSERT_EQ(fourtap_picture_reset(picture.get()), FOURTAP_OK);
+  EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_WIDEST), FOURTAP_OK);
+  EXPECT_EQ(push(1, 1), FOURTAP_INVALID);
+  EXPECT_EQ(fourtap_picture_reset(nullptr), FOURTAP_INVALID);
 }
 
 TEST(CheckedRefusals, AreToldToTheThreadThatMadeThem) {

@@ -4,8 +4,10 @@
 
 #include <cstdio>
 #include <cstring>
+#include <regex>
 #include <string>
 
+#include "ThisProcessor.h"
 #include "conformance/CaseText.h"
 #include "conformance/Cases.h"
 #include "conformance/Model.h"
@@ -49,8 +51,8 @@ unsigned char Read(unsigned char const* byte) { return *static_cast<unsigned cha
 #define SLICE_ARGUMENTS                                                                                             \
   _SCALE_CONTEXT *context, unsigned char const *src, int srcStride, int cySlice, unsigned char *dst, int dstStride, \
       int &cyWritten
-#define SCALE_FRAME FourTapScalePlane_sse2(context, src, srcStride, dst, dstStride, xDest, yDest, cxDest, cyDest)
-#define SCALE_SLICE FourTapScalePlaneProgressive_sse2(context, src, srcStride, cySlice, dst, dstStride, cyWritten)
+#define SCALE_FRAME FourTapScalePlane_c(context, src, srcStride, dst, dstStride, xDest, yDest, cxDest, cyDest)
+#define SCALE_SLICE FourTapScalePlaneProgressive_c(context, src, srcStride, cySlice, dst, dstStride, cyWritten)
 
 constexpr int cxIn = 20, cyIn = 12, cxOut = 30, cyOut = 20;
 
@@ -101,12 +103,6 @@ struct Fault {
        Read(src + (cyIn - 1) * srcStride + cxIn - 1);
      },
      nullptr},
-    {"whole frame: leaves the MMX state in use",
-     [](FRAME_ARGUMENTS) {
-       SCALE_FRAME;
-       asm volatile("pxor %%mm0, %%mm0" ::: "mm0");
-     },
-     nullptr},
     {"progressive frame, slice 1: reads where it must not", nullptr,
      [](SLICE_ARGUMENTS) {
        if (firstSlice) Read(firstSlice);
@@ -150,11 +146,15 @@ TEST(Checks, EveryFaultIsReported) {
   Trial const trial(what);
   conformance::Set const set{"wrong", FourTapSetNone, 8, true};
   for (Fault const& fault : faults) {
-    Variant const wrong{Layout::Plane, &set, fault.frame ? fault.frame : FourTapScalePlane_sse2,
-                        fault.slice ? fault.slice : FourTapScalePlaneProgressive_sse2};
+    Variant const wrong{Layout::Plane, &set, fault.frame ? fault.frame : FourTapScalePlane_c,
+                        fault.slice ? fault.slice : FourTapScalePlaneProgressive_c};
     firstSlice = nullptr;
     std::string const report = RunTrial(wrong, trial);
-    EXPECT_NE(report.find(fault.report), std::string::npos) << "expected: " << fault.report << "\nreported: " << report;
+    std::string expected = fault.report;
+    if (!processor::refusalsTellWrites) {
+      expected = std::regex_replace(expected, std::regex("(reads|writes) where"), "reads or writes where");
+    }
+    EXPECT_NE(report.find(expected), std::string::npos) << "expected: " << expected << "\nreported: " << report;
   }
 }
 
@@ -204,7 +204,7 @@ TEST(Checks, WhatIsWrittenBesideAnImageIsFoundWithoutFences) {
                         SCALE_FRAME;
                         dst[(cyOut - 1) * dstStride + cxOut] = 0;
                       },
-                      FourTapScalePlaneProgressive_sse2};
+                      FourTapScalePlaneProgressive_c};
   EXPECT_NE(RunTrial(wrong, trial, conformance::Fences::none).find("writes between or around the lines"),
             std::string::npos);
 }

@@ -299,12 +299,12 @@ TEST_F(CppWrapperRefusals, OfLinesWithoutRoom) {
 TEST_F(CppWrapperRefusals, OfOtherCallsWithinAFrame) {
   EXPECT_EQ(scaler.Push(Source({4, 1}), To({8, 1})), 0);
   EXPECT_EQ(RefusedFor([&] { scaler.Scale(Source({4, 6}), To({8, 4})); }), "scaler");
-  EXPECT_EQ(RefusedFor([&] { scaler.UseSet(InstructionSet::SSE2); }), "scaler");
+  EXPECT_EQ(RefusedFor([&] { scaler.UseSet(InstructionSet::Plain); }), "scaler");
   EXPECT_EQ(RefusedFor([&] { scaler.Push(Source({4, 6}), To({8, 4})); }), "lines");
   scaler.Reset();
   EXPECT_EQ(RefusedFor([&] { scaler.UseSet(static_cast<InstructionSet>(77)); }), "widest");
-  scaler.UseSet(InstructionSet::SSE2);
-  EXPECT_EQ(scaler.Set(), InstructionSet::SSE2);
+  scaler.UseSet(InstructionSet::Plain);
+  EXPECT_EQ(scaler.Set(), InstructionSet::Plain);
 }
 
 TEST_F(CppWrapperRefusals, OfScalersThatWereMovedFrom) {

@@ -29,8 +29,9 @@ void Scale(conformance::Variant const& variant, Case const& sizes, int cyIn, int
 // Of the filters that a set brings along, the one whose block is full first.
 std::string FirstFilter(conformance::Set const& set, int cyDest) {
   if (set.blockLines == 1) return "FourTapHorzFilterLines_[a-z0-9]+";
-  if (set.blockLines == 8 && cyDest >= 8) return "FourTapHorzFilter8Lines_sse2";
-  return cyDest >= 4 ? "FourTapHorzFilter4Lines_mmx" : "FourTapHorzFilterLine_c";
+  std::string const name = set.name;
+  if (set.blockLines == 8 && cyDest >= 8) return "FourTapHorzFilter8Lines_" + name;
+  return cyDest >= 4 && name != "c" ? "FourTapHorzFilter4Lines_mmx" : "FourTapHorzFilterLine_c";
 }
 
 std::vector<conformance::Variant> PackedVariants() {

@@ -7,7 +7,9 @@
 #include "Scaling.h"
 #include "conformance/Cases.h"
 #include "layouts/PixelLayout.h"
-#include "layouts/SetScalers.h"
+#include "variants/Variants.h"
+
+#include FOURTAP_SET_SCALERS
 
 namespace {
 

@@ -25,7 +25,7 @@ TEST(Queries, LinesNeededAreAllThatIsRead) {
       ASSERT_LE(end, cyIn);
       ASSERT_LE(end - first, 4);
       source.AllowOnly(Access::read, first, end);
-      FourTapScalePlane_sse2(context.get(), source.Top(), cx, line, 2, 0, y, 2, 1);
+      FourTapScalePlane_c(context.get(), source.Top(), cx, line, 2, 0, y, 2, 1);
     }
   }
   EXPECT_EQ(FourTapScaleFirstLineNeeded(480, 270, 0), 0);

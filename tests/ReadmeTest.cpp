@@ -79,8 +79,7 @@ TEST(Readme, FiguresOfMemoryAreTheLibrarys) {
 
 TEST(ReductionsPage, FigureOfMemoryIsTheLibrarys) {
   std::string const page = ReadPage("docs/reductions.md");
-  auto const lines =
-      Matches(page, R"(scaling: (\d+)x(\d+) -> (\d+)x(\d+), by the wide filter\n *memory: (\d+) bytes)");
+  auto const lines = Matches(page, R"(scaling: (\d+)x(\d+) -> (\d+)x(\d+), by the wide filter\n *memory: (\d+) bytes)");
   ASSERT_EQ(lines.size(), 1u);
   auto const number = [&](std::size_t i) { return std::stoi(lines[0][i]); };
   fourtap_rules const rules{FOURTAP_RGB24, FOURTAP_REDUCE_WIDELY, FOURTAP_ALPHA_MULTIPLY, {}};

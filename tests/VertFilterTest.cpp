@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "ThisProcessor.h"
 #include "conformance/Cases.h"
 #include "conformance/GuardedImage.h"
-#include "conformance/MmxState.h"
 #include "conformance/Variants.h"
 #include "core/FilterCoefs.h"
 
@@ -42,7 +42,7 @@ std::vector<Taps> TapsToTry() {
   return taps;
 }
 
-typedef decltype(FourTapVertFilter_sse2) VertFilterOfLine;
+typedef decltype(FourTapVertFilter_c) VertFilterOfLine;
 
 #define FILTER_OF(with, set, ...) FourTapVertFilter_##set,
 VertFilterOfLine* const filterOfSet[] = {FOURTAP_SETS(FILTER_OF, )};
@@ -96,7 +96,7 @@ class VertFilter : public testing::Test {
     ASSERT_EQ(std::memcmp(dst.Data(), want, pageSize), 0)
         << filter.set << " count " << count << " dst " << at.dst << " lines " << testing::PrintToString(at.line)
         << " taps " << testing::PrintToString(taps.tap);
-    ASSERT_TRUE(conformance::MmxStateIsEmpty()) << filter.set << " count " << count;
+    ASSERT_TRUE(processor::StateIsClean()) << filter.set << " count " << count;
   }
 
   void Run(Filter const& filter, Offsets const& at, int count, Taps const& taps) {

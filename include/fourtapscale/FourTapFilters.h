@@ -1,5 +1,5 @@
-// Building blocks of the scalers: the vertical filter of one line, and the turning of a block of lines into column
-// vectors and back. All of them are reentrant, check nothing, and touch not one byte beyond `count`.
+// Building blocks of the scalers: the vertical filter of one line, and on x86-64 the turning of a block of lines into
+// column vectors and back. All of them are reentrant, check nothing, and touch not one byte beyond `count`.
 #pragma once
 
 #include <fourtapscale/FourTapExport.h>
@@ -18,20 +18,31 @@ typedef long long FourTapColumnOf8 __attribute__((vector_size(16), may_alias));
 //   coefs         four taps; may be read even when `count` is 0
 // The formula holds for every input when 255 * (sum of the positive taps) <= 32767 and 255 * (sum of the negative taps)
 // >= -32768. Beyond that, bytes filtered in vector lanes wrap in 16 bits, and which bytes those are depends on `count`
-// and on the alignment of the pointers.
+// and on the alignment of the pointers (MMX, SSE2); else every byte wraps.
+//
+// Each is there where its set is, and the plain one everywhere. AVX2 and AVX-512 (F, BW, VL, VBMI and VNNI) need a
+// processor that has them.
+FOURTAP_API void FourTapVertFilter_c(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                     unsigned char const* line2, unsigned char const* line3, int count, short* coefs);
+#if defined(__x86_64__)
 FOURTAP_API void FourTapVertFilter_mmx(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                        unsigned char const* line2, unsigned char const* line3, int count, short* coefs);
 FOURTAP_API void FourTapVertFilter_sse2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                         unsigned char const* line2, unsigned char const* line3, int count,
                                         short* coefs);
-// The same for processors with AVX2, or with AVX-512 F, BW, VL, VBMI and VNNI. Beyond the range above every byte wraps.
 FOURTAP_API void FourTapVertFilter_avx2(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                         unsigned char const* line2, unsigned char const* line3, int count,
                                         short* coefs);
 FOURTAP_API void FourTapVertFilter_avx512(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                           unsigned char const* line2, unsigned char const* line3, int count,
                                           short* coefs);
+#elif defined(__aarch64__)
+FOURTAP_API void FourTapVertFilter_neon(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                        unsigned char const* line2, unsigned char const* line3, int count,
+                                        short* coefs);
+#endif
 
+#if defined(__x86_64__)
 // Lines to columns: lane k of columns[c] becomes byte c of lines[k], for c below `count`.
 //   lines    8 (SSE2) or 4 (MMX) pointers to `count` readable bytes each, any alignment; neither table nor bytes change
 //   columns  written, `count` vectors; 16-byte aligned for SSE2
@@ -44,3 +55,4 @@ FOURTAP_API void Rotate4LinesClockwise_mmx(unsigned char** lines, int count, Fou
 //   lines    8 (SSE2) or 4 (MMX) pointers to `count` writable bytes each, any alignment; the table does not change
 FOURTAP_API void Rotate8LinesCounterClockwise_sse2(FourTapColumnOf8 const* columns, unsigned char** lines, int count);
 FOURTAP_API void Rotate4LinesCounterClockwise_mmx(FourTapColumnOf4 const* columns, unsigned char** lines, int count);
+#endif

@@ -73,10 +73,11 @@ typedef void FourTapFrameScaler(_SCALE_CONTEXT*, unsigned char const* src, int s
 //   dst        where the next unwritten output line goes: advance it by cyWritten * dstStride after each call
 //   dstStride  bytes from one destination line to the next
 //   cyWritten  out: output lines written by this call
-// While both sizes change, lines are written in blocks of 8 (SSE2) or 4 (MMX), or as soon as they can be (AVX2,
-// AVX-512); the call that hands in the last source line writes all that remain. FourTapScaleMostLinesWritten tells how
-// many a call may write. A complete frame takes further calls and writes nothing; FourTapScaleProgressiveReset starts
-// the next one. Keep to one instruction set within a frame: their blocks differ.
+// While both sizes change, lines are written in blocks of 8 (SSE2, the plain set) or 4 (MMX), or as soon as they can
+// be (AVX2, AVX-512, NEON); the call that hands in the last source line writes all that remain.
+// FourTapScaleMostLinesWritten tells how many a call may write. A complete frame takes further calls and writes
+// nothing; FourTapScaleProgressiveReset starts the next one. Keep to one instruction set within a frame: their blocks
+// differ.
 typedef void FourTapSliceScaler(_SCALE_CONTEXT*, unsigned char const* src, int srcStride, int cySlice,
                                 unsigned char* dst, int dstStride, int& cyWritten);
 
@@ -91,21 +92,23 @@ enum FourTapLayout {
   FourTapLayoutRGBA32 = 6,
 };
 
-// Instruction sets. A number keeps its meaning for good, and tells nothing of a set's rank; more sets may follow. MMX
-// is never chosen and has none.
+// Instruction sets. A number keeps its meaning for good on all processors, and tells nothing of a set's rank; more sets
+// may follow. MMX is never chosen and has none.
 enum FourTapSet {
   FourTapSetNone = 0,
   FourTapSetSSE2 = 1,
   FourTapSetAVX2 = 2,
   FourTapSetAVX512 = 3,           // F, BW, VL, VBMI and VNNI
+  FourTapSetPlain = 4,            // on every processor, narrower than all others
+  FourTapSetNEON = 5,             // with the dot products of bytes where they are
   FourTapSetWidest = 0x7fffffff,  // the widest that library and processor have, whatever comes
 };
 
 // The scalers of a layout (FourTapLayout), of the widest set that the processor and the system support and that is not
-// wider than `widest` (FourTapSet). A positive number that is no set counts as FourTapSetWidest. Null where there is
-// none: for a number that is no layout, for FourTapSetNone, and where cpuid_detect_accel answers 0. They set nothing
-// and depend on nothing that others set, so that users of the library in one process never meet; what they return is
-// the same at each call, and never to be released.
+// wider than `widest` (FourTapSet). A positive number that is no set of this kind of processor counts as
+// FourTapSetWidest. Null where there is none: for a number that is no layout, for FourTapSetNone, and where
+// cpuid_detect_accel answers 0. They set nothing and depend on nothing that others set, so that users of the library in
+// one process never meet; what they return is the same at each call, and never to be released.
 FOURTAP_API FourTapFrameScaler* FourTapFrameScalerFor(int layout, int widest);
 FOURTAP_API FourTapSliceScaler* FourTapSliceScalerFor(int layout, int widest);
 
@@ -129,8 +132,8 @@ extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveXYXY;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveUV16;
 extern FOURTAP_API FourTapSliceScaler* FourTapScaleProgressiveRGBA32;
 
-// Answers whether the SSE2 scalers may run: not 0 if so. What chooses scalers asks it, each time. The definition in the
-// library is weak, so that a host's own takes its place.
+// Answers whether scalers may run: not 0 if so. What chooses scalers asks it, each time. The definition in the library
+// tells on x86-64 whether SSE2 is there, elsewhere 1; it is weak, so that a host's own takes its place.
 FOURTAP_API int cpuid_detect_accel(void);
 }
 
@@ -139,8 +142,8 @@ FOURTAP_API int cpuid_detect_accel(void);
 // them.
 FOURTAP_API int InitFourTapScaleBest(int widest);
 
-// The same for the SSE2 scalers: returns 1; or, where cpuid_detect_accel answers 0, leaves the pointers alone and
-// returns 0.
+// The same for the set that every processor of the kind has, which is SSE2 on x86-64, NEON on aarch64, and elsewhere
+// the plain one: returns 1; or, where cpuid_detect_accel answers 0, leaves the pointers alone and returns 0.
 FOURTAP_API int InitFourTapScale();
 
 // Makes a context for pictures of cxIn x cyIn pixels to be scaled to cxOut x cyOut.
@@ -169,7 +172,8 @@ FOURTAP_API long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, in
 
 // Which source lines output line `line`, 0 to cyOut - 1, is made of, for heights of at least 1: those from
 // FourTapScaleFirstLineNeeded on that lie before FourTapScaleLinesNeeded. A progressive frame must have been handed so
-// many lines before it can be written: AVX2 and AVX-512 write it by that call; SSE2 and MMX when its block is full.
+// many lines before it can be written: AVX2, AVX-512 and NEON write it by that call; the
+// others when its block is full.
 FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
 
@@ -184,8 +188,15 @@ FOURTAP_API void FourTapScaleSourceNeeded(int layout, int cxIn, int cyIn, int cx
 // was handed in before; 0 for an empty slice. Room for so many lines at `dst` is enough.
 FOURTAP_API int FourTapScaleMostLinesWritten(int cyIn, int cyOut, int cySlice);
 
-// The scalers by name. All instruction sets give the same bytes; MMX is never chosen by itself, and is there for hosts
-// that want it and for comparison. AVX2 and AVX-512 need a processor that has them.
+// The scalers by name, as far as the kind of processor has the set. All instruction sets give the same bytes. MMX is
+// never chosen by itself, and is there for hosts that want it and for comparison. AVX2 and AVX-512 need a processor
+// that has them.
+FOURTAP_API FourTapFrameScaler FourTapScalePlane_c, FourTapScaleRGB24_c, FourTapScaleRGB32_c, FourTapScaleXYXY_c,
+    FourTapScaleYXYX_c, FourTapScaleUV16_c, FourTapScaleRGBA32_c;
+FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_c, FourTapScaleRGB24Progressive_c,
+    FourTapScaleRGB32Progressive_c, FourTapScaleXYXYProgressive_c, FourTapScaleYXYXProgressive_c,
+    FourTapScaleUV16Progressive_c, FourTapScaleRGBA32Progressive_c;
+#if defined(__x86_64__)
 FOURTAP_API FourTapFrameScaler FourTapScalePlane_sse2, FourTapScalePlane_mmx, FourTapScalePlane_avx2,
     FourTapScalePlane_avx512;
 FOURTAP_API FourTapFrameScaler FourTapScaleRGB24_sse2, FourTapScaleRGB24_mmx, FourTapScaleRGB24_avx2,
@@ -214,3 +225,10 @@ FOURTAP_API FourTapFrameScaler FourTapScaleRGBA32_sse2, FourTapScaleRGBA32_mmx, 
     FourTapScaleRGBA32_avx512;
 FOURTAP_API FourTapSliceScaler FourTapScaleRGBA32Progressive_sse2, FourTapScaleRGBA32Progressive_mmx,
     FourTapScaleRGBA32Progressive_avx2, FourTapScaleRGBA32Progressive_avx512;
+#elif defined(__aarch64__)
+FOURTAP_API FourTapFrameScaler FourTapScalePlane_neon, FourTapScaleRGB24_neon, FourTapScaleRGB32_neon,
+    FourTapScaleXYXY_neon, FourTapScaleYXYX_neon, FourTapScaleUV16_neon, FourTapScaleRGBA32_neon;
+FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_neon, FourTapScaleRGB24Progressive_neon,
+    FourTapScaleRGB32Progressive_neon, FourTapScaleXYXYProgressive_neon, FourTapScaleYXYXProgressive_neon,
+    FourTapScaleUV16Progressive_neon, FourTapScaleRGBA32Progressive_neon;
+#endif

@@ -54,6 +54,8 @@ enum {
   FOURTAP_SET_SSE2 = 1,
   FOURTAP_SET_AVX2 = 2,
   FOURTAP_SET_AVX512 = 3,
+  FOURTAP_SET_PLAIN = 4, /* on every processor */
+  FOURTAP_SET_NEON = 5,
   FOURTAP_SET_WIDEST = 0x7fffffff,
 };
 
@@ -209,6 +211,9 @@ FOURTAP_API fourtap_status fourtap_picture_begin(fourtap_picture* picture, fourt
  *   written  gets the number of lines that were written */
 FOURTAP_API fourtap_status fourtap_picture_push(fourtap_picture* picture, fourtap_source source, int lines, int* taken,
                                                 fourtap_target target, int room, int* written);
+
+/* Gives up what is under way. */
+FOURTAP_API fourtap_status fourtap_picture_reset(fourtap_picture* picture);
 
 /* What is known of a picture; 0 for null. Bytes per pixel of the output, memory that it takes, and the set in use. */
 FOURTAP_API int fourtap_picture_pixel_bytes(fourtap_picture const* picture);

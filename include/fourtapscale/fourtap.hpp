@@ -57,6 +57,8 @@ enum class InstructionSet : int {
   SSE2 = FOURTAP_SET_SSE2,
   AVX2 = FOURTAP_SET_AVX2,
   AVX512 = FOURTAP_SET_AVX512,
+  Plain = FOURTAP_SET_PLAIN,
+  NEON = FOURTAP_SET_NEON,
   Widest = FOURTAP_SET_WIDEST,
 };
 
@@ -395,6 +397,9 @@ class PictureScaler : public detail::PictureScaling {
   // With the widest set that the processor has. Refuses rules that can't be, and sizes as Scaler does.
   PictureScaler(Rules const& rules, Size in, Size out)
       : Scaling(Open(rules, in, out), LayoutIn(rules), LayoutOut(rules), in, out), cxLines(in.cx), cxWritten(out.cx) {}
+
+  // Gives up what is under way.
+  void Reset() { detail::Check(fourtap_picture_reset(opened.get())); }
 
   // Begins a picture line by line, whatever became of the one before; or a rectangle of the output, from the part of
   // the source that it needs, which comes back. Until all its lines are written the other ways to scale are refused.

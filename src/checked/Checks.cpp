@@ -110,11 +110,13 @@ fourtap_status fourtap::CheckApart(HandedLines const& source, HandedLines const&
 
 fourtap_status fourtap::CheckSet(int widest) {
   if (widest == FOURTAP_SET_WIDEST || *fourtap_set_name(widest) != '\0') return FOURTAP_OK;
-  return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
+  return Refuse(FOURTAP_INVALID,
+                "widest: %d given, expected the number of a set of this processor's or FOURTAP_SET_WIDEST", widest);
 }
 
 fourtap_status fourtap::FindSet(int widest, int& set) {
   set = FourTapSetFor(widest);
   if (set != FourTapSetNone) return FOURTAP_OK;
-  return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected SSE2 at least");
+  return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected %s at least",
+                fourtap_set_name(FOURTAP_BASE_SET));
 }

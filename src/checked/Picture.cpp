@@ -77,8 +77,10 @@ void ChooseScalers(Picture& picture, int set) {
 fourtap_status CheckNotUnderWay(fourtap_picture const& opened) {
   Picture const& picture = opened.picture;
   if (!opened.began || picture.written == picture.out.cy) return FOURTAP_OK;
-  return Refuse(FOURTAP_INVALID, "picture: one is under way, %d of %d lines written so far; expected all of them",
-                picture.written, picture.out.cy);
+  return Refuse(
+      FOURTAP_INVALID,
+      "picture: one is under way, %d of %d lines written so far; expected all of them or fourtap_picture_reset",
+      picture.written, picture.out.cy);
 }
 
 // The part of the output that is asked for.
@@ -262,6 +264,12 @@ fourtap_status fourtap_picture_push(fourtap_picture* picture, fourtap_source sou
   }
   if (fourtap_status const status = CheckApart(from, to)) return status;
   RunPicture(pushed, {TopOf(source, from), from.stride, lines}, {TopOf(target, to), to.stride, room}, *taken, *written);
+  return FOURTAP_OK;
+}
+
+fourtap_status fourtap_picture_reset(fourtap_picture* picture) {
+  if (fourtap_status const status = CheckThere("picture", picture)) return status;
+  picture->began = false;
   return FOURTAP_OK;
 }
 

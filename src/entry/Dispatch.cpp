@@ -84,4 +84,4 @@ int InitFourTapScaleBest(int widest) {
   return set->number;
 }
 
-int InitFourTapScale() { return InitFourTapScaleBest(FourTapSetSSE2) != FourTapSetNone; }
+int InitFourTapScale() { return InitFourTapScaleBest(FOURTAP_BASE_SET) != FourTapSetNone; }

@@ -1,7 +1,5 @@
 #include "core/ScaleContext.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <climits>
 #include <cstddef>
@@ -70,9 +68,10 @@ void FillCoefs(_SCALE_CONTEXT& context) {
   fourtap::ComputeFilterCoefs(1, context.vertCoef[0]);
   for (int phase = 0; phase < 16; ++phase) {
     for (int tap = 0; tap < 4; ++tap) {
-      FourTapColumnOf8 const lanes = _mm_set1_epi16(context.horzCoef[phase][tap]);
-      context.horzCoef_sse2[phase][tap] = lanes;
-      context.horzCoef_mmx[phase][tap] = FourTapColumnOf4{lanes[0]};
+      short const coef = context.horzCoef[phase][tap];
+      short const lanes[8] = {coef, coef, coef, coef, coef, coef, coef, coef};
+      std::memcpy(&context.horzCoef_sse2[phase][tap], lanes, sizeof(FourTapColumnOf8));
+      std::memcpy(&context.horzCoef_mmx[phase][tap], lanes, sizeof(FourTapColumnOf4));
     }
   }
 }

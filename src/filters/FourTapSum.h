@@ -1,13 +1,18 @@
 // The weighted sum of four samples a fixed distance apart, for a byte of one line and for a column of a block of lines.
 #pragma once
 
-#include <emmintrin.h>
 #include <fourtapscale/FourTapFilters.h>
 
 #include <algorithm>
 #include <type_traits>
 
 namespace fourtap {
+
+// The words of a column. Their sums and products wrap.
+typedef unsigned short FourTapWordsOf4 __attribute__((vector_size(8), may_alias));
+typedef unsigned short FourTapWordsOf8 __attribute__((vector_size(16), may_alias));
+typedef short FourTapSignedWordsOf4 __attribute__((vector_size(8), may_alias));
+typedef short FourTapSignedWordsOf8 __attribute__((vector_size(16), may_alias));
 
 inline unsigned char ClampToByte(int value) { return static_cast<unsigned char>(std::clamp(value, 0, 255)); }
 
@@ -59,21 +64,21 @@ void WithFormOf(Taps const*, Use const& use) {
 }
 
 template <TapForm form>
-__m128i WeighedSum(__m128i const (&v)[4], __m128i const (&taps)[4]) {
-  auto const product = [&](int t) { return _mm_mullo_epi16(v[t], taps[t]); };
-  if constexpr (form == TapForm::symmetric) {
-    return _mm_add_epi16(_mm_mullo_epi16(_mm_add_epi16(v[0], v[3]), taps[0]),
-                         _mm_mullo_epi16(_mm_add_epi16(v[1], v[2]), taps[1]));
-  }
-  if constexpr (form == TapForm::general) {
-    return _mm_add_epi16(_mm_add_epi16(product(0), product(1)), _mm_add_epi16(product(2), product(3)));
-  }
-  __m128i const inner = _mm_add_epi16(product(1), product(2));
-  if constexpr (form == TapForm::zeroFirst) return _mm_add_epi16(inner, product(3));
-  if constexpr (form == TapForm::zeroLast) return _mm_add_epi16(product(0), inner);
-  __m128i const first = form == TapForm::oneFirst ? v[0] : product(0);
-  __m128i const last = form == TapForm::oneLast ? v[3] : product(3);
-  return _mm_add_epi16(_mm_add_epi16(first, last), inner);
+FourTapColumnOf8 WeighedSum(FourTapColumnOf8 const (&columns)[4], FourTapColumnOf8 const (&taps)[4]) {
+  auto const words = [&](int t) { return reinterpret_cast<FourTapWordsOf8>(columns[t]); };
+  auto const tap = [&](int t) { return reinterpret_cast<FourTapWordsOf8>(taps[t]); };
+  auto const product = [&](int t) { return words(t) * tap(t); };
+  auto const sum = [&] {
+    if constexpr (form == TapForm::symmetric) return (words(0) + words(3)) * tap(0) + (words(1) + words(2)) * tap(1);
+    if constexpr (form == TapForm::general) return (product(0) + product(1)) + (product(2) + product(3));
+    FourTapWordsOf8 const inner = product(1) + product(2);
+    if constexpr (form == TapForm::zeroFirst) return inner + product(3);
+    if constexpr (form == TapForm::zeroLast) return product(0) + inner;
+    FourTapWordsOf8 const first = form == TapForm::oneFirst ? words(0) : product(0);
+    FourTapWordsOf8 const last = form == TapForm::oneLast ? words(3) : product(3);
+    return (first + last) + inner;
+  };
+  return reinterpret_cast<FourTapColumnOf8>(sum());
 }
 
 template <TapForm>
@@ -87,17 +92,17 @@ unsigned char FourTapSum(unsigned char const* in, int distance, short const* tap
 template <TapForm>
 FourTapColumnOf4 FourTapSum(FourTapColumnOf4 const* in, int distance, FourTapColumnOf4 const* taps) {
   auto const product = [&](int t) {
-    return _mm_mullo_pi16(reinterpret_cast<__m64>(in[t * distance]), reinterpret_cast<__m64>(taps[t]));
+    return reinterpret_cast<FourTapWordsOf4>(in[t * distance]) * reinterpret_cast<FourTapWordsOf4>(taps[t]);
   };
-  __m64 const sum = _mm_add_pi16(_mm_add_pi16(product(0), product(1)), _mm_add_pi16(product(2), product(3)));
-  return reinterpret_cast<FourTapColumnOf4>(_mm_srai_pi16(sum, 6));
+  FourTapWordsOf4 const sum = (product(0) + product(1)) + (product(2) + product(3));
+  return reinterpret_cast<FourTapColumnOf4>(reinterpret_cast<FourTapSignedWordsOf4>(sum) >> 6);
 }
 
 template <TapForm form>
 FourTapColumnOf8 FourTapSum(FourTapColumnOf8 const* in, int distance, FourTapColumnOf8 const* taps) {
-  __m128i const v[4] = {in[0], in[distance], in[2 * distance], in[3 * distance]};
-  __m128i const t[4] = {taps[0], taps[1], taps[2], taps[3]};
-  return _mm_srai_epi16(WeighedSum<form>(v, t), 6);
+  FourTapColumnOf8 const v[4] = {in[0], in[distance], in[2 * distance], in[3 * distance]};
+  FourTapColumnOf8 const t[4] = {taps[0], taps[1], taps[2], taps[3]};
+  return reinterpret_cast<FourTapColumnOf8>(reinterpret_cast<FourTapSignedWordsOf8>(WeighedSum<form>(v, t)) >> 6);
 }
 
 }  // namespace fourtap

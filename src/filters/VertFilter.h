@@ -5,6 +5,8 @@
 
 #include <fourtapscale/FourTapFilters.h>
 
+#include "ProcessorSets.h"
+
 namespace fourtap {
 
 // Where a line that is filtered vertically comes from: four source lines, and their taps.
@@ -17,9 +19,8 @@ struct VertTaps {
 // MMX state is not cleared where it was not used: that counts on short lines.
 typedef void VertFilterLines(VertTaps const*, int lineCount, int firstByte, int count, unsigned char* const* dst);
 
-VertFilterLines FilterLinesVertically_mmx;
-VertFilterLines FilterLinesVertically_sse2;
-VertFilterLines FilterLinesVertically_avx2;
-VertFilterLines FilterLinesVertically_avx512;
+#define FOURTAP_DECLARE_FILTER(with, set, ...) VertFilterLines FilterLinesVertically_##set;
+FOURTAP_SETS(FOURTAP_DECLARE_FILTER, )
+#undef FOURTAP_DECLARE_FILTER
 
 }  // namespace fourtap

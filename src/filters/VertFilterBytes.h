@@ -1,8 +1,8 @@
-// How the wide sets filter bytes vertically. Included by files compiled for newer processors, so all of it stays
+// How registers of bytes are filtered vertically. Included by files compiled for newer processors, so all of it stays
 // theirs.
 //
 // Ops is the vocabulary of an instruction set: Register, and what is called below, lane by lane or within 128-bit
-// lanes.
+// lanes. ByteTaps is the quick way for the taps of a context, BytePairs or BytesByBytes.
 #pragma once
 
 #include <cstddef>
@@ -13,23 +13,23 @@
 
 namespace {
 
-// Whether a byte multiply-add of two lines at once gives the 16-bit sums: taps fit a byte, and no pair of products
-// leaves 16 bits. Otherwise bytes have to be widened first.
-inline bool FitBytePairs(short const* coefs) {
-  for (int pair = 0; pair < 4; pair += 2) {
-    int positive = 0, negative = 0;
-    for (int t = pair; t < pair + 2; ++t) {
-      if (coefs[t] < -128 || coefs[t] > 127) return false;
-      (coefs[t] > 0 ? positive : negative) += coefs[t];
-    }
-    if (positive > 128 || negative < -128) return false;
-  }
-  return true;
-}
-
+// Byte multiply-adds of two lines at once.
 template <class Ops>
 struct BytePairs {
   typedef typename Ops::Register Register;
+
+  // Whether they give the 16-bit sums: taps fit a byte, and no pair of products leaves 16 bits.
+  static bool Fit(short const* coefs) {
+    for (int pair = 0; pair < 4; pair += 2) {
+      int positive = 0, negative = 0;
+      for (int t = pair; t < pair + 2; ++t) {
+        if (coefs[t] < -128 || coefs[t] > 127) return false;
+        (coefs[t] > 0 ? positive : negative) += coefs[t];
+      }
+      if (positive > 128 || negative < -128) return false;
+    }
+    return true;
+  }
 
   // Lines 0 and 1, and lines 2 and 3, byte by byte in turn: as every filter of these lines wants them.
   struct Source {
@@ -60,6 +60,46 @@ struct BytePairs {
   }
 };
 
+// Bytes times bytes, which are words, the lower half of a register and the upper one.
+template <class Ops>
+struct BytesByBytes {
+  typedef typename Ops::Register Register;
+
+  // Whether no sum, shifted down, leaves a byte.
+  static bool Fit(short const* coefs) {
+    int sum = 0;
+    for (int t = 0; t < 4; ++t) {
+      if (coefs[t] < 0 || coefs[t] > 64) return false;
+      sum += coefs[t];
+    }
+    return sum <= 64;
+  }
+
+  struct Source {
+    Register bytes[4];
+
+    Source(Register a, Register b, Register c, Register d) : bytes{a, b, c, d} {}
+  };
+
+  Register taps[4];
+
+  BytesByBytes() = default;
+  explicit BytesByBytes(short const* coefs) {
+    for (int t = 0; t < 4; ++t) taps[t] = Ops::BroadcastByte(static_cast<unsigned char>(coefs[t]));
+  }
+
+  Register Filter(Source const& source) const {
+    auto low = Ops::MultiplyLow(source.bytes[0], taps[0]);
+    auto high = Ops::MultiplyHigh(source.bytes[0], taps[0]);
+    for (int t = 1; t < 4; ++t) {
+      low = Ops::MultiplyAddLow(low, source.bytes[t], taps[t]);
+      high = Ops::MultiplyAddHigh(high, source.bytes[t], taps[t]);
+    }
+    return Ops::NarrowBy6(low, high);
+  }
+};
+
+// Any taps: bytes are widened first, and sums wrap.
 template <class Ops>
 struct Words {
   typedef typename Ops::Register Register;
@@ -70,7 +110,7 @@ struct Words {
     Source(Register a, Register b, Register c, Register d) : bytes{a, b, c, d} {}
   };
 
-  Register taps[4];
+  decltype(Ops::Broadcast(0)) taps[4];
 
   Words() = default;
   explicit Words(short const* coefs) {
@@ -78,15 +118,17 @@ struct Words {
   }
 
   Register Filter(Source const& source) const {
-    Register const zero = Ops::Broadcast(0);
-    Register low = zero, high = zero;
+    auto low = Ops::Broadcast(0), high = low;
     for (int t = 0; t < 4; ++t) {
-      low = Ops::Add(low, Ops::Multiply(Ops::InterleaveLow(source.bytes[t], zero), taps[t]));
-      high = Ops::Add(high, Ops::Multiply(Ops::InterleaveHigh(source.bytes[t], zero), taps[t]));
+      low = Ops::Add(low, Ops::Multiply(Ops::WidenLow(source.bytes[t]), taps[t]));
+      high = Ops::Add(high, Ops::Multiply(Ops::WidenHigh(source.bytes[t]), taps[t]));
     }
     return Ops::Pack(Ops::ShiftBy6(low), Ops::ShiftBy6(high));
   }
 };
+
+template <class Ops>
+using ByteTaps = typename Ops::template ByteTaps<Ops>;
 
 // Filters lines that come from the same four: whole vectors, then one that ends with the line.
 template <class Ops, class Taps, int lineCount>
@@ -111,7 +153,7 @@ template <class Ops, class Taps, int lineCount>
     typename Ops::Register bytes[4];
     for (int t = 0; t < 4; ++t) {
       bytes[t] = Ops::Load(source[t] + at);
-      HoldInVector(bytes[t]);
+      Ops::Hold(bytes[t]);
     }
     typename Taps::Source const interleaved(bytes[0], bytes[1], bytes[2], bytes[3]);
     for (int k = 0; k < lineCount; ++k) Ops::Store(filtered[k] + at, filters[k].Filter(interleaved));
@@ -144,15 +186,15 @@ template <class Ops, class Taps>
 template <class Ops>
 void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int count, unsigned char* const* dst) {
   if (count < static_cast<int>(sizeof(typename Ops::Register))) {
-    for (int k = 0; k < lineCount; ++k) FilterShort<Ops, BytePairs<Ops>>(taps[k], firstByte, count, dst[k]);
+    for (int k = 0; k < lineCount; ++k) FilterShort<Ops, ByteTaps<Ops>>(taps[k], firstByte, count, dst[k]);
     return;
   }
   for (int k = 0; k < lineCount; ++k) {
     if (k + 1 < lineCount && taps[k + 1].lines == taps[k].lines) {
-      FilterVectors<Ops, BytePairs<Ops>, 2>(taps + k, firstByte, count, dst + k);
+      FilterVectors<Ops, ByteTaps<Ops>, 2>(taps + k, firstByte, count, dst + k);
       ++k;
     } else {
-      FilterVectors<Ops, BytePairs<Ops>, 1>(taps + k, firstByte, count, dst + k);
+      FilterVectors<Ops, ByteTaps<Ops>, 1>(taps + k, firstByte, count, dst + k);
     }
   }
 }
@@ -161,16 +203,27 @@ void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int
 template <class Ops>
 void FilterLine(unsigned char* dst, unsigned char const* const (&lines)[4], int count, short* coefs) {
   fourtap::VertTaps const taps{lines, coefs};
-  bool const fit = FitBytePairs(coefs);
+  bool const fit = ByteTaps<Ops>::Fit(coefs);
   if (count >= static_cast<int>(sizeof(typename Ops::Register))) {
     if (fit) {
-      FilterVectors<Ops, BytePairs<Ops>, 1>(&taps, 0, count, &dst);
+      FilterVectors<Ops, ByteTaps<Ops>, 1>(&taps, 0, count, &dst);
     } else {
       FilterVectors<Ops, Words<Ops>, 1>(&taps, 0, count, &dst);
     }
   } else if (count > 0) {
-    (fit ? FilterShort<Ops, BytePairs<Ops>> : FilterShort<Ops, Words<Ops>>)(taps, 0, count, dst);
+    (fit ? FilterShort<Ops, ByteTaps<Ops>> : FilterShort<Ops, Words<Ops>>)(taps, 0, count, dst);
   }
 }
 
 }  // namespace
+
+// The vertical filter of a set, as scalers use it and as it is exported.
+#define FOURTAP_DEFINE_VERT_FILTER(set, Ops)                                                                      \
+  void fourtap::FilterLinesVertically_##set(VertTaps const* taps, int lineCount, int firstByte, int count,        \
+                                            unsigned char* const* dst) {                                          \
+    FilterRuns<Ops>(taps, lineCount, firstByte, count, dst);                                                      \
+  }                                                                                                               \
+  void FourTapVertFilter_##set(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,        \
+                               unsigned char const* line2, unsigned char const* line3, int count, short* coefs) { \
+    FilterLine<Ops>(dst, {line0, line1, line2, line3}, count, coefs);                                             \
+  }

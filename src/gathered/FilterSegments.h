@@ -6,8 +6,6 @@
 // not whole, by `filterGroup(group, to, store)`.
 #pragma once
 
-#include <immintrin.h>
-
 #include <cstddef>
 #include <iterator>
 
@@ -32,7 +30,7 @@ void FilterLines(fourtap::GatherPlan const& plan, fourtap::GatherSegment const& 
   ptrdiff_t const comingBytes = plan.comingBytes;
   for (int group = segment.firstGroup; group < end; ++group) {
     for (ptrdiff_t at = 0; fetchesAhead && at < comingBytes; at += 64) {
-      _mm_prefetch(reinterpret_cast<char const*>(comingLine + group * comingBytes + at), _MM_HINT_T0);
+      __builtin_prefetch(comingLine + group * comingBytes + at);
     }
     filterGroup(groups[group], dst + ptrdiff_t{group} * Kernel::groupBytes,
                 [](unsigned char* to, auto bytes) { Kernel::StoreWhole(to, bytes); });

@@ -203,13 +203,16 @@ GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, La
 
 // Makes the tables for the first scheme that fits, and for the ends of the line for the first one that fits there.
 void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan) {
+  auto const runsHere = [](GatherScheme const& scheme) { return !scheme.runsHere || scheme.runsHere(); };
   GatherScheme const* const end = set.schemes + set.schemeCount;
   for (GatherScheme const* scheme = set.schemes; scheme != end; ++scheme) {
+    if (!runsHere(*scheme)) continue;
     GatherSegment const middle = MakeMiddle(maker, *scheme, MapLanes(*scheme));
     int const groupCount = GroupCount(*scheme, maker.dstBytes);
     int const endGroups = groupCount - (middle.endGroup - middle.firstGroup);
     bool const mayDiffer = endGroups * worthAnotherScheme <= groupCount;
     for (GatherScheme const* atEnds = scheme; atEnds != (mayDiffer ? end : scheme + 1); ++atEnds) {
+      if (!runsHere(*atEnds)) continue;
       LaneMap const map = MapLanes(*atEnds);
       if (MakeGroups(maker, *atEnds, map, 0, middle.firstGroup) < middle.firstGroup ||
           MakeGroups(maker, *atEnds, map, middle.endGroup, groupCount) < groupCount) {

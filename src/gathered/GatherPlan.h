@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ProcessorSets.h"
 #include "core/ClearedBytes.h"
 #include "core/ScaleContext.h"
 
@@ -41,6 +42,12 @@ struct GatherItem {
 struct GatherPlan;
 struct GatherSegment;
 
+// Filters a segment of lines, wideBlockLines at most, each at its first needed byte and equally far apart, into
+// destination lines. Reads a whole window where a line is shorter. Fetches the coming line ahead, if there is one and
+// the lines are a block.
+typedef void GatherFilter(GatherPlan const&, GatherSegment const&, unsigned char const* const* lines, int lineCount,
+                          unsigned char const* comingLine, unsigned char* dst, int dstStride);
+
 // How a kernel reads its tables. A group is `groupBytes` neighbouring output bytes; its tables are vectors of byte
 // numbers within a window, counted from an item's offset, then as many of taps.
 struct GatherScheme {
@@ -53,11 +60,8 @@ struct GatherScheme {
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
   GatherItem (*itemAt)(int vector, int lane);
 
-  // Filters a segment of lines, wideBlockLines at most, each at its first needed byte and equally far apart, into
-  // destination lines. Reads a whole window where a line is shorter. Fetches the coming line ahead, if there is one and
-  // the lines are a block.
-  void (*filter)(GatherPlan const&, GatherSegment const&, unsigned char const* const* lines, int lineCount,
-                 unsigned char const* comingLine, unsigned char* dst, int dstStride);
+  GatherFilter* filter;
+  bool (*runsHere)() = nullptr;  // whether the processor has what it takes; null: wherever the set runs
 };
 
 // Neighbouring groups of one scheme.
@@ -126,7 +130,8 @@ void LayOutGatherBuf(_SCALE_CONTEXT&, int64_t srcBytes);
 // The context's plan for these columns, made anew if it was for others.
 GatherPlan const& PlanGather(_SCALE_CONTEXT&, GatherSet const&, GatherLayout const&, HorzRange const&);
 
-extern GatherSet const gatherSet_avx2;
-extern GatherSet const gatherSet_avx512;
+#define FOURTAP_DECLARE_GATHER_SET(with, set) extern GatherSet const gatherSet_##set;
+FOURTAP_GATHERING_SETS(FOURTAP_DECLARE_GATHER_SET, )
+#undef FOURTAP_DECLARE_GATHER_SET
 
 }  // namespace fourtap

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "filters/Hold.h"
+#include "HoldInVector.h"
 #include "gathered/FilterSegments.h"
 #include "gathered/GatherPlan.h"
 

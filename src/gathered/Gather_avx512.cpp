@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <iterator>
 
+#include "HoldInVector.h"
 #include "filters/Hold.h"
 #include "gathered/FilterSegments.h"
 #include "gathered/GatherPlan.h"

@@ -1,9 +1,10 @@
 // The exported scalers of a layout: what they all are, but for name and record.
 #pragma once
 
-#include "layouts/SetScalers.h"
 #include "scheme/Scaler.h"
 #include "variants/Variants.h"
+
+#include FOURTAP_SET_SCALERS
 
 // Defines FourTapScale<layout>_<set> and FourTapScale<layout>Progressive_<set> for every set, by the record
 // <layout>Layout. A macro, since only names differ.

@@ -59,12 +59,16 @@ struct PixelLayout {
   static void FourTapHorzFilter4Lines_mmx(_SCALE_CONTEXT const& context, HorzRange const& range,
                                           FourTapColumnOf4 const* in, FourTapColumnOf4* out) {
     FilterPixels<false>(context, range, in, out, context.horzCoef_mmx);
-    _mm_empty();
   }
 
   static void FourTapHorzFilter8Lines_sse2(_SCALE_CONTEXT const& context, HorzRange const& range,
                                            FourTapColumnOf8 const* in, FourTapColumnOf8* out) {
     FilterPixels<keepsPixels>(context, range, in, out, context.horzCoef_sse2);
+  }
+
+  static void FourTapHorzFilter8Lines_c(_SCALE_CONTEXT const& context, HorzRange const& range,
+                                        FourTapColumnOf8 const* in, FourTapColumnOf8* out) {
+    FilterPixels<false>(context, range, in, out, context.horzCoef_sse2);
   }
 };
 

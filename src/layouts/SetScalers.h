@@ -1,4 +1,5 @@
-// What each set makes of a layout: a Scaler. The narrow sets turn blocks of lines into columns, the wide ones gather.
+// What a set makes of a layout: a Scaler. Some sets turn blocks of lines into columns, others gather. This is the plain
+// set's, which is everywhere; what else a processor has comes with FOURTAP_SET_SCALERS.
 #pragma once
 
 #include "gathered/GatherLines.h"
@@ -20,35 +21,28 @@ consteval Scaler TurningScaler(VertFilterLines* filterVertically, BlockPass cons
 }
 
 template <class Layout>
-inline constexpr Scaler scalerOf_mmx = TurningScaler<Layout>(
-    FilterLinesVertically_mmx, {Block4Lines_mmx::lineCount, FourTapHorzScale4Lines_mmx<Layout>}, {});
+inline constexpr Scaler scalerOf_c = TurningScaler<Layout>(FilterLinesVertically_c,
+                                                           {Block8Lines_c::lineCount, FourTapHorzScale8Lines_c<Layout>},
+                                                           {});
 
-template <class Layout>
-inline constexpr Scaler scalerOf_sse2 = TurningScaler<Layout>(
-    FilterLinesVertically_sse2, {Block8Lines_sse2::lineCount, FourTapHorzScale8Lines_sse2<Layout>},
-    {Block4Lines_mmx::lineCount, FourTapHorzScale4Lines_mmx<Layout>});
-
-// At reductions beyond a wide set's reach the vertical filter dominates: the turning pass does for the rest.
-template <class Layout>
-inline constexpr HorzScaleSrcLines* beyondReach = ScaleBlock<Layout, Block8Lines_sse2>;
-
-template <class Layout, GatherSet const& set, VertFilterLines* filterVertically>
+// At reductions beyond a gathering set's reach the vertical filter dominates: turning a block does for the rest.
+template <class Layout, GatherSet const& set, VertFilterLines* filterVertically, class Block>
 inline constexpr Scaler gatheringScalerOf{
     .bytesPerPixel = Layout::bytesPerPixel,
     .neededRange = Layout::Needed,
     .filterVertically = filterVertically,
-    .passes = {{wideBlockLines, GatherBlock<Layout, set, beyondReach<Layout>>}, {}},
-    .scaleLines = GatherIntermediateLines<Layout, set, beyondReach<Layout>>,
-    .scaleSrcLines = GatherSrcLines<Layout, set, beyondReach<Layout>>,
+    .passes = {{wideBlockLines, GatherBlock<Layout, set, ScaleBlock<Layout, Block>>}, {}},
+    .scaleLines = GatherIntermediateLines<Layout, set, ScaleBlock<Layout, Block>>,
+    .scaleSrcLines = GatherSrcLines<Layout, set, ScaleBlock<Layout, Block>>,
     .intermediateLines = IntermediateLines::wide,
     .holdsLinesBack = false,
     .fillsWholeTable = false,
 };
 
-template <class Layout>
-inline constexpr Scaler scalerOf_avx2 = gatheringScalerOf<Layout, gatherSet_avx2, FilterLinesVertically_avx2>;
-
-template <class Layout>
-inline constexpr Scaler scalerOf_avx512 = gatheringScalerOf<Layout, gatherSet_avx512, FilterLinesVertically_avx512>;
+// scalerOf_<set> of a set that gathers.
+#define FOURTAP_GATHERING_SCALER(block, set) \
+  template <class Layout>                    \
+  inline constexpr Scaler scalerOf_##set =   \
+      gatheringScalerOf<Layout, gatherSet_##set, FilterLinesVertically_##set, block>;
 
 }  // namespace fourtap

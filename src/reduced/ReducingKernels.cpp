@@ -5,16 +5,11 @@
 namespace fourtap {
 
 ReducingKernels const& ReducingKernelsFor(int set) {
-  switch (set) {
-    case FourTapSetSSE2:
-      return reducingKernels_sse2;
-    case FourTapSetAVX2:
-      return reducingKernels_avx2;
-    case FourTapSetAVX512:
-      return reducingKernels_avx512;
-    default:
-      return reducingKernels_c;
-  }
+#define KERNELS_OF(with, name, number) \
+  if (set == number) return reducingKernels_##name;
+  FOURTAP_REDUCING_SETS(KERNELS_OF, )
+#undef KERNELS_OF
+  return reducingKernels_c;
 }
 
 }  // namespace fourtap

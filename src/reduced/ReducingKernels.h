@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ProcessorSets.h"
+
 namespace fourtap {
 
 // Bytes behind the lines that kernels write which they may overwrite, and behind those that ReduceColumns reads which
@@ -46,9 +48,11 @@ struct ReducingKernels {
   ReduceColumns* reduceColumns[mostChannels];
 };
 
-extern ReducingKernels const reducingKernels_c, reducingKernels_sse2, reducingKernels_avx2, reducingKernels_avx512;
+#define FOURTAP_DECLARE_KERNELS(with, set, ...) extern ReducingKernels const reducingKernels_##set;
+FOURTAP_REDUCING_SETS(FOURTAP_DECLARE_KERNELS, )
+#undef FOURTAP_DECLARE_KERNELS
 
-// Of a FourTapSet.
+// Of a FourTapSet; the plain ones for one that has none.
 ReducingKernels const& ReducingKernelsFor(int set);
 
 }  // namespace fourtap

@@ -1,6 +1,4 @@
 // Whole frames, and rectangles of them.
-#include <mmintrin.h>
-
 #include <algorithm>
 #include <cstddef>
 
@@ -57,7 +55,6 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   LineBlock block = StartBlock(dst, dstStride, 0);
   ScaleLines(scaler, context, range, yDest, cyDest, -1, lastEntry + 1, block);
   FlushLines(scaler, context, range, block);
-  _mm_empty();
 }
 
 }  // namespace fourtap

@@ -1,6 +1,4 @@
 // Progressive frames: lines come in slices, output lines leave as soon as their taps are at hand.
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -21,7 +19,7 @@ void FetchSlots(Scaler const& scaler, _SCALE_CONTEXT const& context) {
   if (LineBytes(scaler, context) > mostBytes) return;
   for (unsigned char const* slot : context.savedLines) {
     for (int at = 0; at < LineBytes(scaler, context); at += 64) {
-      _mm_prefetch(reinterpret_cast<char const*>(slot + at), _MM_HINT_T0);
+      __builtin_prefetch(slot + at);
     }
   }
 }
@@ -99,7 +97,6 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   if (!last) KeepLastLines(scaler, context, src, srcStride, added);
   cyWritten = block.written;
   context.cyInDone += added;
-  _mm_empty();
 }
 
 }  // namespace fourtap

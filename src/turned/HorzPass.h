@@ -2,8 +2,8 @@
 //
 // A layout is a record with
 //   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), cleared (ClearedBytes: no filter writes them)
-//   keepsPixels       whether its blocks of 8 lines are turned by whole pixels; their filter then packs its sums
-//   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
+//   keepsPixels       whether SSE2 turns its blocks by whole pixels; their filter then packs its sums
+//   FourTapHorzFilterLine_c, and for each kind of block FourTapHorzFilter8Lines_sse2 or the like
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
 
@@ -16,7 +16,7 @@
 #include "core/ClearedBytes.h"
 #include "filters/FourTapSum.h"
 #include "scheme/Scaler.h"
-#include "turned/Rotate.h"
+#include "turned/Rotate_c.h"
 
 namespace fourtap {
 
@@ -42,6 +42,10 @@ Column* RepeatEdges(Column* real, HorzRange const& range) {
   }
   return unit;
 }
+
+// Two columns of sums as one of bytes. A set that packs brings it along.
+template <bool packs>
+FourTapColumnOf8 PackedSums(FourTapColumnOf8 first, FourTapColumnOf8 second);
 
 // Where the samples of a kind lie within a line.
 struct SampleGrid {
@@ -79,7 +83,7 @@ struct SampleSums {
     for (int s = 0; s < samples; ++s) {
       Column* const to = out + s * step;
       if constexpr (grid.packs) {
-        for (int c = 0; c < grid.channels / 2; ++c) to[c] = _mm_packus_epi16(sums[s][2 * c], sums[s][2 * c + 1]);
+        for (int c = 0; c < grid.channels / 2; ++c) to[c] = PackedSums<grid.packs>(sums[s][2 * c], sums[s][2 * c + 1]);
       } else {
         for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
       }
@@ -105,10 +109,10 @@ void FilterPhase(Column const* in, ptrdiff_t advance, int count, Column* out, pt
 }
 
 template <SampleGrid grid, int samples, class Column, class Taps>
-void FilterAbreast(uint64_t const* positions, uint64_t origin, Column* out, Taps const (*coefs)[4]) {
+void FilterAbreast(uint64_t const* positions, uintptr_t origin, Column* out, Taps const (*coefs)[4]) {
   SampleSums<grid, Column, samples> sums;
   for (int s = 0; s < samples; ++s) {
-    uint64_t const at = origin + (positions[s] >> 4) * (grid.distance * sizeof(Column));
+    uintptr_t const at = origin + static_cast<uintptr_t>(positions[s] >> 4) * (grid.distance * sizeof(Column));
     sums.template Take<TapForm::general>(s, reinterpret_cast<Column const*>(at), coefs[positions[s] & 15]);
   }
   sums.Store(out, grid.distance);
@@ -121,7 +125,7 @@ void FilterPhases(SampleSteps const& steps, int count, Column const* in, Column*
   ptrdiff_t const step = ptrdiff_t{steps.period} * grid.distance;
   for (int first = 0; first < steps.period; ++first) {
     uint64_t const at = steps.positions[first];
-    Column const* const from = in + ((at >> 4) - (steps.positions[0] >> 4)) * grid.distance;
+    Column const* const from = in + static_cast<ptrdiff_t>((at >> 4) - (steps.positions[0] >> 4)) * grid.distance;
     int const ofPhase = (count - first + steps.period - 1) / steps.period;
     WithFormOf(coefs[at & 15], [&](auto form) {
       FilterPhase<grid, form>(from, advance, ofPhase, out + first * grid.distance, step, coefs[at & 15]);
@@ -141,7 +145,8 @@ void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column
   }
   uint64_t const* const positions = steps.positions;
   // Positions count from the line's first sample, `in` from the first tap: the difference is taken once, as an address.
-  uint64_t const origin = reinterpret_cast<uintptr_t>(in) - (positions[0] >> 4) * (grid.distance * sizeof(Column));
+  uintptr_t const origin =
+      reinterpret_cast<uintptr_t>(in) - static_cast<uintptr_t>(positions[0] >> 4) * (grid.distance * sizeof(Column));
   int constexpr abreast = grid.channels == 1 ? 2 : 1;
   ptrdiff_t i = 0;
   for (; i + abreast <= count; i += abreast)
@@ -149,33 +154,18 @@ void FilterSamples(SampleSteps const& steps, int count, Column const* in, Column
   if (i < count) FilterAbreast<grid, 1>(positions + i, origin, out + i * grid.distance, coefs);
 }
 
-// The two kinds of blocks of lines: how many, their columns, and the layout's filter for them.
-struct Block8Lines_sse2 {
+// Eight lines in vectors of the compiler's. The context's buffers are named after the set that had such columns first.
+struct Block8Lines_c {
   static constexpr int lineCount = 8;
   typedef FourTapColumnOf8 Column;
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
   template <class Layout>
-  static constexpr auto* const rotateIn =
-      Layout::keepsPixels ? LinesToPixelColumns_sse2 : LinesToColumns_sse2<Layout::cleared>;
+  static constexpr auto* const rotateIn = LinesToColumns_c;
   template <class Layout>
-  static constexpr auto* const rotateOut =
-      Layout::keepsPixels ? PixelColumnsToLines_sse2 : ByteColumnsToLines_sse2<Layout::cleared>;
+  static constexpr auto* const rotateOut = ColumnsToLines_c<Layout::cleared>;
   template <class Layout>
-  static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
-};
-
-struct Block4Lines_mmx {
-  static constexpr int lineCount = 4;
-  typedef FourTapColumnOf4 Column;
-  static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_mmx; }
-  static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_mmx; }
-  template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_mmx;
-  template <class Layout>
-  static constexpr auto* const rotateOut = ColumnsToLines_mmx<Layout::cleared>;
-  template <class Layout>
-  static constexpr auto* const filter = Layout::FourTapHorzFilter4Lines_mmx;
+  static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_c;
 };
 
 // A block of lines, in strips of output columns: so the columns on their way stay in the first-level cache. Where there
@@ -203,15 +193,9 @@ void ScaleBlock(_SCALE_CONTEXT& context, unsigned char const* const* lines, int 
 }
 
 template <class Layout>
-void FourTapHorzScale8Lines_sse2(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
-                                 unsigned char const*, unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block8Lines_sse2>(context, lines, Block8Lines_sse2::lineCount, range, dst, dstStride);
-}
-
-template <class Layout>
-void FourTapHorzScale4Lines_mmx(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
-                                unsigned char const*, unsigned char* dst, int dstStride) {
-  ScaleBlock<Layout, Block4Lines_mmx>(context, lines, Block4Lines_mmx::lineCount, range, dst, dstStride);
+void FourTapHorzScale8Lines_c(_SCALE_CONTEXT& context, unsigned char const* const* lines, HorzRange const& range,
+                              unsigned char const*, unsigned char* dst, int dstStride) {
+  ScaleBlock<Layout, Block8Lines_c>(context, lines, Block8Lines_c::lineCount, range, dst, dstStride);
 }
 
 // An extended line, into a destination line.

@@ -26,7 +26,7 @@ int main() {
 
   unsigned char filtered[2] = {};
   short coefs[4] = {0, 64, 0, 0};
-  FourTapVertFilter_sse2(filtered, planes[0], planes[1], planes[2], planes[2], 2, coefs);
+  FourTapVertFilter_c(filtered, planes[0], planes[1], planes[2], planes[2], 2, coefs);
 
   if (scaled[0] == (50 * 10 + 14 * 40) / 64 && scaled[1] == (14 * 10 + 50 * 40) / 64 && filtered[0] == 20 &&
       filtered[1] == 50 && checked[0] == scaled[0] && checked[1] == scaled[1]) {

@@ -1,7 +1,7 @@
 // Scales pixels without padding from stdin to stdout as the model says:
 // ModelFrame PIXELS CX_IN CY_IN CX_OUT CY_OUT REDUCTION ALPHA
-// PIXELS is a layout's name or its bits per pixel, or a number of the public header for pixels with alpha; REDUCTION and
-// ALPHA are numbers from there.
+// PIXELS is a layout's name or its bits per pixel, or a number of the public header for pixels with alpha; REDUCTION
+// and ALPHA are numbers from there.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -78,7 +78,7 @@ class PictureTest(ToolCase):
                 source = self.write("in." + suffix, make(cx_in, cy_in, bits))
                 pixels = by_model(bits, noise(cx_in, cy_in, bits), (cx_in, cy_in), (cx_out, cy_out), one_step=True)
                 expected = make(cx_out, cy_out, bits, pixels)
-                for more in [], ["--set", "sse2", "--progressive", "1"], ["--progressive", "7"]:
+                for more in [], ["--set", "c", "--progressive", "1"], ["--progressive", "7"]:
                     with self.subTest(bits=bits, size=(cx_in, cy_in, cx_out, cy_out), more=more):
                         self.scale(source, "out." + suffix, "--size", f"{cx_out}x{cy_out}!", "--one-step", "--force",
                                    *more)
@@ -411,7 +411,7 @@ class PictureTest(ToolCase):
             for bits in 8, 24:
                 pixels = by_model(bits, noise(*size_in, bits), size_in, size_out)
                 size = "{}x{}!".format(*size_out)
-                for more in [], ["--progressive", "3"], ["--set", "sse2"]:
+                for more in [], ["--progressive", "3"], ["--set", "c"]:
                     result = self.scale("-", "-", "--size", size, *more, stdin=pnm(*size_in, bits))
                     self.assertEqual(result, pnm(*size_out, bits, pixels), (size_in, size, more))
 
@@ -483,7 +483,7 @@ class PictureTest(ToolCase):
             for size_out in (13, 11), (55, 77), (40, 17), (91, 30):
                 for number, rule in enumerate(("multiply", "straight", "drop")):
                     expected = by_model(100 if mode == "LA" else 101, picture.tobytes(), (40, 30), size_out, alpha=number)
-                    for more in [], ["--set", "sse2"], ["--progressive", "1"]:
+                    for more in [], ["--set", "c"], ["--progressive", "1"]:
                         result = decoded(self.scale("-", "-", "--size", "{}x{}!".format(*size_out), "--alpha", rule,
                                                     *more, stdin=content))
                         self.assertEqual(result.tobytes(), expected, (mode, size_out, rule))

@@ -1,14 +1,14 @@
 // Threads that do a job together, again and again, each its own share of it.
 #pragma once
 
-#include <emmintrin.h>
-
 #include <atomic>
 #include <cstddef>
 #include <functional>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "ThisProcessor.h"
 
 namespace crew {
 
@@ -46,7 +46,7 @@ struct Crew {
   // small share does.
   template <class Condition>
   static void LookFor(Condition const& happened) {
-    for (int looks = 0; looks < 1000 && !happened(); ++looks) _mm_pause();
+    for (int looks = 0; looks < 1000 && !happened(); ++looks) processor::Pause();
   }
 
   void NextRound() {

@@ -37,16 +37,19 @@ struct Headers {
   int64_t Cy() const { return cy < 0 ? -int64_t{cy} : cy; }
 };
 
+// The lowest byte comes first.
 template <class Value>
 Value Field(unsigned char const* at, size_t offset) {
-  Value value;
-  std::memcpy(&value, at + offset, sizeof value);
-  return value;
+  uint32_t value = 0;
+  for (size_t i = 0; i < sizeof(Value); ++i) value |= uint32_t{at[offset + i]} << 8 * i;
+  return static_cast<Value>(value);
 }
 
 template <class Value>
 void PutField(unsigned char* at, size_t offset, Value value) {
-  std::memcpy(at + offset, &value, sizeof value);
+  for (size_t i = 0; i < sizeof(Value); ++i) {
+    at[offset + i] = static_cast<unsigned char>(static_cast<uint32_t>(value) >> 8 * i);
+  }
 }
 
 [[noreturn]] void Fail(InputFile const& file, std::string const& fault) {
@@ -282,7 +285,10 @@ struct BitmapWriter : PictureWriter {
     }
     if (gray) PutField(at, 46, 256);
     if (alpha) {
-      PutField(at, 54, masks8888);
+      PutField(at, 54, masks8888.red);
+      PutField(at, 58, masks8888.green);
+      PutField(at, 62, masks8888.blue);
+      PutField(at, 66, masks8888.alpha);
       std::memcpy(at + 70, "BGRs", 4);  // sRGB, as the other kinds have without saying
     }
     for (size_t i = 0; gray && i < 256; ++i) PutField(at, headersEnd + 4 * i, static_cast<uint32_t>(i * 0x010101));

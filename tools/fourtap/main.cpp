@@ -11,11 +11,11 @@
 #include <set>
 #include <system_error>
 
+#include "ThisProcessor.h"
 #include "conformance/SelfTest.h"
 #include "fourtap/Arguments.h"
 #include "fourtap/Failure.h"
 #include "fourtap/InputFile.h"
-#include "fourtap/Processor.h"
 #include "fourtap/ScalePicture.h"
 #include "fourtap/Scalers.h"
 #include "fourtap/video/Video.h"
@@ -79,7 +79,7 @@ int ScaleFiles(Options const& options) {
 }
 
 void PrintInfo(Options const& options) {
-  std::printf("processor: %s\nsets:", tool::ProcessorName().c_str());
+  std::printf("processor: %s\nsets:", processor::Name().c_str());
   for (std::string const& set : tool::AvailableSets()) std::printf(" %s", set.c_str());
   std::printf("\nin use: %s\n", tool::ChooseSet(options.set).c_str());
   if (options.inputs.empty() && options.raw.empty()) return;

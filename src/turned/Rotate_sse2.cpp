@@ -1,5 +1,5 @@
 // The rotations that leave the library, of lines of any bytes, with nothing cleared; and those of whole pixels.
-#include "turned/Rotate.h"
+#include "turned/Rotate_sse2.h"
 
 #include <cstring>
 

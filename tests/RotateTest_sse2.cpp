@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "ThisProcessor.h"
 #include "conformance/Cases.h"
 #include "conformance/GuardedImage.h"
-#include "conformance/MmxState.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ void CheckRotations(void (*clockwise)(unsigned char**, int, Column*),
       short lanes[40][lineCount];
       allow(Access::read);
       clockwise(lines, n, columns);
-      EXPECT_TRUE(conformance::MmxStateIsEmpty());
+      EXPECT_TRUE(processor::StateIsClean());
       std::memcpy(lanes, columns, size * sizeof(Column));
       for (int c = 0; c < n; ++c) {
         for (int k = 0; k < lineCount; ++k) ASSERT_EQ(lanes[c][k], lines[k][c]) << "column " << c << " line " << k;
@@ -60,7 +60,7 @@ void CheckRotations(void (*clockwise)(unsigned char**, int, Column*),
       columnBytes.Allow(Access::read);
       allow(Access::readWrite);
       counterClockwise(columns, lines, n);
-      EXPECT_TRUE(conformance::MmxStateIsEmpty());
+      EXPECT_TRUE(processor::StateIsClean());
       for (int c = 0; c < n; ++c) {
         for (int k = 0; k < lineCount; ++k) {
           ASSERT_EQ(lines[k][c], std::clamp<int>(lanes[c][k], 0, 255)) << "column " << c << " line " << k;

@@ -1,6 +1,4 @@
 // The vertical filter of one line of bytes: front ends that look at alignment, block loops, and the scalar line.
-#include "filters/VertFilter.h"
-
 #include <emmintrin.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 
 #include "filters/FourTapSum.h"
 #include "filters/MmxBytes.h"
+#include "filters/VertFilter.h"
 
 namespace {
 

@@ -1,0 +1,1 @@
+#include "../x86_64/ThisProcessor.h"
