@@ -18,9 +18,12 @@ namespace {
 
 using namespace bench;
 
+// What is timed.
+enum class Timed { scalers, threads, pictures };
+
 struct Options {
   std::string csv;
-  bool threadsOnly = false;
+  Timed timed = Timed::scalers;
 };
 
 // Takes the options that are this program's own out of the arguments; the rest is the benchmark library's.
@@ -32,7 +35,9 @@ Options TakeOptions(std::vector<char*>& arguments) {
       if (i + 1 == arguments.size()) throw std::runtime_error("--csv: expected a file name behind it");
       options.csv = arguments[++i];
     } else if (std::strcmp(arguments[i], "--threads-only") == 0) {
-      options.threadsOnly = true;
+      options.timed = Timed::threads;
+    } else if (std::strcmp(arguments[i], "--pictures-only") == 0) {
+      options.timed = Timed::pictures;
     } else {
       rest.push_back(arguments[i]);
     }
@@ -43,13 +48,16 @@ Options TakeOptions(std::vector<char*>& arguments) {
 
 void PrintUsage() {
   std::puts(
-      "usage: fourtap_bench [--csv FILE] [--threads-only] [--benchmark_filter=REGEX] [--benchmark_repetitions=N]\n"
+      "usage: fourtap_bench [--csv FILE] [--threads-only | --pictures-only]\n"
+      "                     [--benchmark_filter=REGEX] [--benchmark_repetitions=N]\n"
       "\n"
       "Prints ns per output pixel, and the ratio to a memcpy of (input + output bytes) / 2 in the same run. Pin it to\n"
       "one core, with taskset for instance.\n"
       "\n"
-      "  --csv FILE      writes the table to FILE too\n"
-      "  --threads-only  times one frame in bands on one and on two threads instead; don't pin that\n"
+      "  --csv FILE       writes the table to FILE too\n"
+      "  --threads-only   times one frame in bands on one and on two threads instead; don't pin that\n"
+      "  --pictures-only  times reductions of a large picture line by line instead, and the same in steps of 2:1 at "
+      "most\n"
       "\n"
       "The filter goes over LAYOUT/SIZES/SCALER/MODE, such as Plane/1920x1080-1280x720/fourtap-sse2/frame. Let copy\n"
       "through too, or there are no ratios. Google Benchmark's other options hold as well.");
@@ -105,6 +113,22 @@ Rows ThreadRowsOf(Job const& job) {
   return rows;
 }
 
+Rows PictureRowsOf(std::vector<Job> const& jobs) {
+  Rows rows;
+  int const cyPush = 8;
+  for (Job const& job : jobs) {
+    for (conformance::Variant const& variant : RunnableVariants(job.layout)) {
+      Scale picture = PictureScale(job, *variant.set, cyPush);
+      if (!picture) continue;
+      Row const& steps = rows.emplace_back(
+          Row{&job, ScalerOf(variant), "steps", "4", StepsScale(job, variant, cyPush), Row::Kind::steps, nullptr, {}});
+      char const* const taps = job.in.cx > 2 * job.out.cx ? "wider" : "4";
+      rows.push_back({&job, ScalerOf(variant), "picture", taps, std::move(picture), Row::Kind::variant, &steps, {}});
+    }
+  }
+  return rows;
+}
+
 std::vector<unsigned char> OutputOf(Row const& row) {
   Frame const& out = row.job->out;
   std::memset(out.bytes.get(), 0, out.capacity);
@@ -124,7 +148,8 @@ void ExpectSameBytes(Row const& reference, Row const& row, std::vector<unsigned 
                            std::to_string(at / lineBytes) + ", byte " + std::to_string(at % lineBytes));
 }
 
-// Peers filter differently, but a smooth picture must look the same; RGB32's fourth byte does not count.
+// Peers filter differently, but a smooth picture must look the same; RGB32's fourth byte does not count. Each of
+// several steps rounds down.
 void ExpectSamePicture(Row const& row, std::vector<unsigned char> const& expected) {
   std::vector<unsigned char> const actual = OutputOf(row);
   bool const fourthIgnored = row.job->layout == conformance::Layout::RGB32;
@@ -133,7 +158,7 @@ void ExpectSamePicture(Row const& row, std::vector<unsigned char> const& expecte
     if (!fourthIgnored || i % 4 != 3) sum += std::abs(expected[i] - actual[i]);
   }
   double const mean = sum / static_cast<double>(expected.size());
-  if (mean > 2)
+  if (mean > (row.kind == Row::Kind::steps ? 5 : 2))
     throw std::runtime_error(row.Name() + " does not scale the picture: mean error " + std::to_string(mean));
 }
 
@@ -144,7 +169,7 @@ void Check(std::vector<Job> const& jobs, Rows const& rows) {
     for (Row const& row : rows) {
       if (row.job != &job) continue;
       if (row.kind == Row::Kind::variant) variants.push_back(&row);
-      if (row.kind == Row::Kind::peer) peers.push_back(&row);
+      if (row.kind == Row::Kind::peer || row.kind == Row::Kind::steps) peers.push_back(&row);
     }
     if (variants.empty()) continue;
 
@@ -196,9 +221,12 @@ int Run(std::vector<char*> arguments) {
   std::optional<CsvFile> csv;
   if (!options.csv.empty()) csv.emplace(options.csv);
 
-  std::vector<Job> jobs = Jobs();
-  if (options.threadsOnly) jobs.resize(1);
-  Rows rows = options.threadsOnly ? ThreadRowsOf(jobs[0]) : RowsOf(jobs);
+  bool const wallTime = options.timed == Timed::threads;
+  std::vector<Job> jobs = options.timed == Timed::pictures ? PictureJobs() : Jobs();
+  if (options.timed == Timed::threads) jobs.resize(1);
+  Rows rows = options.timed == Timed::pictures  ? PictureRowsOf(jobs)
+              : options.timed == Timed::threads ? ThreadRowsOf(jobs[0])
+                                                : RowsOf(jobs);
   Check(jobs, rows);
   for (Row const& row : rows) {
     auto* const timed = benchmark::RegisterBenchmark(row.Name().c_str(), [&row](benchmark::State& state) {
@@ -208,16 +236,16 @@ int Run(std::vector<char*> arguments) {
       }
     });
     // Processor time of the whole process: it counts threads that a peer may start, and not what else runs on the core.
-    if (options.threadsOnly) {
+    if (wallTime) {
       timed->UseRealTime();
     } else {
       timed->MeasureProcessCPUTime();
     }
   }
 
-  RoundCollector collector(rows, options.threadsOnly);
+  RoundCollector collector(rows, wallTime);
   if (benchmark::RunSpecifiedBenchmarks(&collector) == 0) return 1;
-  Ratio const ratio = options.threadsOnly ? Ratio::timesAsFast : Ratio::timesAsLong;
+  Ratio const ratio = options.timed == Timed::scalers ? Ratio::timesAsLong : Ratio::timesAsFast;
   if (std::ranges::all_of(rows, [](Row const& row) { return row.rounds.empty(); })) return 0;  // they were listed only
   PrintTable(rows, ratio);
   if (csv) WriteCsv(*csv, rows, ratio);

@@ -28,30 +28,37 @@ constexpr Sizes up{1280, 720, 1920, 1080};
 
 int RoundedUp(int bytes) { return (bytes + 63) / 64 * 64; }
 
-Frame FrameOf(int cx, int cy, int bytesPerPixel) {
-  Frame frame{cx, cy, cx * bytesPerPixel, RoundedUp(cx * bytesPerPixel), 0, nullptr};
-  frame.capacity = static_cast<std::size_t>(frame.stride) * static_cast<std::size_t>(cy);
+Frame FrameOf(int cx, int cy, int cyHeld, int bytesPerPixel) {
+  Frame frame{cx, cy, cyHeld, cx * bytesPerPixel, RoundedUp(cx * bytesPerPixel), 0, nullptr};
+  frame.capacity = static_cast<std::size_t>(frame.stride) * static_cast<std::size_t>(cyHeld);
   return frame;
+}
+
+void Allocate(Frame& frame) {
+  frame.bytes = AlignedBytes(frame.capacity);
+  std::memset(frame.bytes.get(), 0, frame.capacity);
 }
 
 // The copy row goes through the same frames as the others, and so both must hold what it moves.
 Job JobOf(Layout layout, Sizes const& sizes, bool slices) {
   int const bytesPerPixel = conformance::Traits(layout).BytesPerPixel();
-  Job job{layout, FrameOf(sizes.cxIn, sizes.cyIn, bytesPerPixel), FrameOf(sizes.cxOut, sizes.cyOut, bytesPerPixel),
-          slices};
+  Job job{layout, FrameOf(sizes.cxIn, sizes.cyIn, sizes.cyIn, bytesPerPixel),
+          FrameOf(sizes.cxOut, sizes.cyOut, sizes.cyOut, bytesPerPixel), slices};
   for (Frame* frame : {&job.in, &job.out}) {
     frame->capacity = std::max(frame->capacity, job.CopyBytes());
-    frame->bytes = AlignedBytes(frame->capacity);
-    std::memset(frame->bytes.get(), 0, frame->capacity);
+    Allocate(*frame);
   }
   return job;
 }
 
-std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job) {
+std::shared_ptr<_SCALE_CONTEXT> ContextOf(Layout layout, Sizes const& sizes) {
   conformance::OwnedContext context(
-      InitScaleContext(job.in.cx, job.in.cy, job.out.cx, job.out.cy, conformance::Traits(job.layout).bitsPerPixel));
-  if (!context) throw std::runtime_error("no memory for a context for " + SizesOf(job));
+      InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, conformance::Traits(layout).bitsPerPixel));
+  if (!context) throw std::bad_alloc();
   return context;
+}
+std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job) {
+  return ContextOf(job.layout, {job.in.cx, job.in.cy, job.out.cx, job.out.cy});
 }
 
 }  // namespace
@@ -75,6 +82,19 @@ std::vector<Job> Jobs() {
   return jobs;
 }
 
+std::vector<Job> PictureJobs() {
+  constexpr int cx = 10000, cy = 8000, cyHeld = 64, bytesPerPixel = 3;
+  std::vector<Job> jobs;
+  for (int const percent : {50, 40, 25, 10}) {
+    int const cxOut = cx * percent / 100, cyOut = cy * percent / 100;
+    Job& job = jobs.emplace_back(
+        Job{Layout::RGB24, FrameOf(cx, cy, cyHeld, bytesPerPixel), FrameOf(cxOut, cyOut, cyOut, bytesPerPixel), false});
+    Allocate(job.in);
+    Allocate(job.out);
+  }
+  return jobs;
+}
+
 std::string SizesOf(Job const& job) {
   return std::to_string(job.in.cx) + "x" + std::to_string(job.in.cy) + "-" + std::to_string(job.out.cx) + "x" +
          std::to_string(job.out.cy);
@@ -93,7 +113,7 @@ void FillSmoothly(Layout layout, Frame const& frame) {
   conformance::LayoutTraits const& traits = conformance::Traits(layout);
   int const period = traits.pairs ? 4 : traits.BytesPerPixel();
   bool const lumaFirst = layout == Layout::YXYX;
-  for (int y = 0; y < frame.cy; ++y) {
+  for (int y = 0; y < frame.cyHeld; ++y) {
     for (int i = 0; i < frame.lineBytes; ++i) {
       int channel = i % period;
       if (traits.pairs && (channel % 2 == 0) == lumaFirst) channel = 4;
@@ -146,6 +166,68 @@ Scale SliceScale(Job const& job, conformance::Variant const& variant, int cySlic
       int cyWritten = 0;
       scale(context.get(), in.Line(y), in.stride, std::min(cySlice, in.cy - y), out.Line(yOut), out.stride, cyWritten);
       yOut += cyWritten;
+    }
+  };
+}
+
+Scale PictureScale(Job const& job, conformance::Set const& set, int cyPush) {
+  fourtap_rules const rules{static_cast<int>(job.layout), FOURTAP_REDUCE_WIDELY, FOURTAP_ALPHA_MULTIPLY, {}};
+  fourtap_picture* opened = nullptr;
+  fourtap_status const status = fourtap_picture_open(&opened, &rules, job.in.cx, job.in.cy, job.out.cx, job.out.cy);
+  if (status != FOURTAP_OK) throw std::runtime_error(fourtap_error());
+  std::shared_ptr<fourtap_picture> const picture(opened, fourtap_picture_close);
+  if (fourtap_picture_use_set(opened, set.number) != FOURTAP_OK) return {};
+  return [=, in = job.in, out = job.out] {
+    fourtap_picture_begin(picture.get(), nullptr);
+    auto const sizeOf = [](Frame const& frame, int lines) {
+      return static_cast<std::size_t>(frame.stride) * static_cast<std::size_t>(lines);
+    };
+    for (int y = 0, yOut = 0; yOut < out.cy;) {
+      int const lines = std::min(cyPush, in.cy - y), room = out.cy - yOut;
+      int taken = 0, written = 0;
+      fourtap_picture_push(picture.get(), {in.Line(y), sizeOf(in, lines), in.stride}, lines, &taken,
+                           {out.Line(yOut), sizeOf(out, room), out.stride}, room, &written);
+      y += taken;
+      yOut += written;
+    }
+  };
+}
+
+Scale StepsScale(Job const& job, conformance::Variant const& variant, int cySlice) {
+  struct Step {
+    std::shared_ptr<_SCALE_CONTEXT> context;
+    Frame lines;  // what a call gives
+  };
+  std::vector<Step> steps;
+  int const bytesPerPixel = job.in.lineBytes / job.in.cx;
+  auto const halved = [](int n, int nOut) { return n > 2 * nOut ? (n + 1) / 2 : n; };
+  int cx = job.in.cx, cy = job.in.cy, most = cySlice;
+  for (bool isLast = false; !isLast;) {
+    isLast = cx <= 2 * job.out.cx && cy <= 2 * job.out.cy;
+    int const cxNext = isLast ? job.out.cx : halved(cx, job.out.cx),
+              cyNext = isLast ? job.out.cy : halved(cy, job.out.cy);
+    most = FourTapScaleMostLinesWritten(cy, cyNext, most);
+    Step& step = steps.emplace_back(
+        Step{ContextOf(job.layout, {cx, cy, cxNext, cyNext}), FrameOf(cxNext, cyNext, most, bytesPerPixel)});
+    Allocate(step.lines);
+    cx = cxNext;
+    cy = cyNext;
+  }
+  return [=, in = job.in, out = job.out, scale = variant.slice] {
+    for (Step const& step : steps) FourTapScaleProgressiveReset(step.context.get());
+    for (int y = 0, yOut = 0; y < in.cy; y += cySlice) {
+      unsigned char const* lines = in.Line(y);
+      int stride = in.stride, count = std::min(cySlice, in.cy - y);
+      for (Step const& step : steps) {
+        Frame const& to = &step == &steps.back() ? out : step.lines;
+        unsigned char* const first = to.Line(&to == &out ? yOut : 0);
+        int cyWritten = 0;
+        if (count > 0) scale(step.context.get(), lines, stride, count, first, to.stride, cyWritten);
+        lines = first;
+        stride = to.stride;
+        count = cyWritten;
+      }
+      yOut += count;
     }
   };
 }

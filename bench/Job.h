@@ -18,12 +18,13 @@ std::shared_ptr<unsigned char[]> AlignedBytes(std::size_t capacity);
 // no more than the frame needs.
 struct Frame {
   int cx, cy;
+  int cyHeld;  // lines in memory, which come again and again where the frame has more
   int lineBytes;
   int stride;
   std::size_t capacity;
   std::shared_ptr<unsigned char[]> bytes;
 
-  unsigned char* Line(int y) const { return bytes.get() + static_cast<std::ptrdiff_t>(y) * stride; }
+  unsigned char* Line(int y) const { return bytes.get() + static_cast<std::ptrdiff_t>(y % cyHeld) * stride; }
   std::size_t PixelBytes() const { return static_cast<std::size_t>(lineBytes) * static_cast<std::size_t>(cy); }
 };
 
@@ -41,6 +42,9 @@ struct Job {
 using Scale = std::function<void()>;
 
 std::vector<Job> Jobs();
+// Reductions of a large picture, of which 64 lines are in memory: lines are read as they are when a decoder has just
+// written them.
+std::vector<Job> PictureJobs();
 
 // "1920x1080-1280x720"
 std::string SizesOf(Job const&);
@@ -57,6 +61,10 @@ Scale TileScale(Job const&, conformance::Variant const&, int tile);
 Scale CheckedScale(Job const&, conformance::Set const&);
 // Scales the frame progressively, cySlice source lines a call.
 Scale SliceScale(Job const&, conformance::Variant const&, int cySlice);
+// Scales a picture by the functions for C, cyPush source lines a call; empty where they don't know the set.
+Scale PictureScale(Job const&, conformance::Set const&, int cyPush);
+// The same by several progressive frames, each of which makes the picture at most half as large.
+Scale StepsScale(Job const&, conformance::Variant const&, int cySlice);
 // Moves as much memory as reading the source once and writing the output once does.
 Scale CopyScale(Job const&);
 

@@ -11,11 +11,11 @@
 namespace bench {
 
 struct Row {
-  enum class Kind { copy, variant, peer };
+  enum class Kind { copy, variant, peer, steps };
 
   Job const* job;
   std::string scaler;  // copy, fourtap-SET, or a peer's name
-  std::string mode;    // frame, checked, slices-N, tiles-N, threads-N
+  std::string mode;    // frame, checked, slices-N, tiles-N, threads-N, picture, steps
   std::string taps;    // source samples per direction
   Scale scale;
   Kind kind;

@@ -14,7 +14,7 @@ list(JOIN FOURTAP_FLAGGED_SETS "|" NAMES)
 set(FOURTAP_FLAGGED_FILES "_(${NAMES})\\.cpp$")
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # g++ 12 finds fault with its own header of these intrinsics.
-  list(APPEND FOURTAP_FLAGS_avx512 "-Wno-maybe-uninitialized")
+  list(APPEND FOURTAP_FLAGS_avx512 "-Wno-maybe-uninitialized" "-Wno-uninitialized")
 endif()
 # Their loops begin where a cache line does: else what a build puts before them costs or saves some 3 %.
 foreach(set ${FOURTAP_FLAGGED_SETS})

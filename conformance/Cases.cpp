@@ -11,6 +11,7 @@
 #include <functional>
 #include <optional>
 
+#include "conformance/Calls.h"
 #include "conformance/CaseText.h"
 #include "conformance/MmxState.h"
 #include "conformance/OwnedContext.h"
@@ -72,6 +73,8 @@ Placement RandomPlacement(Random& random, int lineBytes) {
   return {gap, random.OneIn(3), random.OneIn(3) ? Flush::start : Flush::end, shift};
 }
 
+}  // namespace
+
 Bytes PictureOf(Case const& what) {
   std::size_t const size = static_cast<std::size_t>(what.sizes.cxIn) * static_cast<std::size_t>(what.sizes.cyIn) *
                            static_cast<std::size_t>(Traits(what.layout).BytesPerPixel());
@@ -85,6 +88,8 @@ Bytes PictureOf(Case const& what) {
   }
   return picture;
 }
+
+namespace {
 
 // A call that touches protected memory ends here instead of ending the program.
 thread_local sigjmp_buf beforeCall;
@@ -117,7 +122,14 @@ bool Faults(std::function<void()> const& call) {
   return false;
 }
 
-// A finished call's error, or an empty string.
+}  // namespace
+
+std::string CatchingFaults(Fences fences, std::function<std::string()> const& checks) {
+  std::optional<FaultHandler> handler;
+  if (fences == Fences::pages) handler.emplace();
+  return checks();
+}
+
 std::string CallError(std::function<void()> const& call) {
   if (Faults(call)) return faultWasWrite ? "writes where it must not" : "reads where it must not";
   if (MmxStateIsEmpty()) return "";
@@ -125,7 +137,6 @@ std::string CallError(std::function<void()> const& call) {
   return "leaves the MMX state in use";
 }
 
-// The first byte of `image` from line firstLine on that is not as in `expected`.
 std::string Difference(GuardedImage const& image, unsigned char const* expected, int firstLine, int lastLine) {
   for (int y = firstLine; y < lastLine; ++y) {
     unsigned char const* const line = image.Contents(y);
@@ -139,8 +150,7 @@ std::string Difference(GuardedImage const& image, unsigned char const* expected,
   return "";
 }
 
-// What an output byte holds before it is written.
-constexpr unsigned char untouched = 0x5a;
+namespace {
 
 // One variant at work on one case, in one context.
 struct Workplace {
@@ -281,8 +291,6 @@ std::string RunTrial(Variant const& variant, Trial const& trial, Fences fences) 
   if (!context) return name + "no context";
 
   Workplace const at{variant, trial, context.get(), fences};
-  std::optional<FaultHandler> handler;
-  if (fences == Fences::pages) handler.emplace();
   std::vector<int> const& second = what.slices[1];
   std::vector<int> const givenUp(second.begin(), second.begin() + static_cast<std::ptrdiff_t>(second.size() / 2));
   std::pair<char const*, std::function<std::string()>> const steps[] = {
@@ -298,7 +306,7 @@ std::string RunTrial(Variant const& variant, Trial const& trial, Fences fences) 
   };
   for (auto const& [step, check] : steps) {
     FourTapScaleProgressiveReset(context.get());
-    std::string const error = check();
+    std::string const error = CatchingFaults(fences, check);
     if (!error.empty()) return name + step + error;
   }
   return "";

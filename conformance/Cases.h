@@ -59,6 +59,9 @@ Case RandomCase(Layout layout, uint64_t seed);
 // A case of these sizes: the rest is drawn from the seed.
 Case CaseOfSizes(Layout layout, Sizes const& sizes, uint64_t seed);
 
+// The picture of a case, lines without gaps between them.
+Bytes PictureOf(Case const& what);
+
 // Slices for a picture of cyIn lines.
 std::vector<int> RandomSlices(Random& random, int cyIn);
 

@@ -17,8 +17,9 @@ struct SelfTest {
   Fences fences = Fences::pages;
 };
 
-// Runs every variant that this processor can run against the model. Says a line per variant and, when all agree, a
-// digest of all output, which is the same on every machine: of the five first layouts, and if there are more, of all.
+// Runs every variant that this processor can run, and every set of the picture scaler, against their models. Says a line
+// for each and, when all agree, digests of all output, which are the same on every machine: of the five first layouts, of
+// pictures, and, as the last, of all layouts.
 // Returns whether all agree; not if it was ended.
 bool RunSelfTest(SelfTest const& test);
 

@@ -19,6 +19,9 @@ echo
 echo "ns per output pixel on one core; taps: wider than four where a scaler widens its kernel to shrink"
 taskset -c "$lastCore" "$build/bench/fourtap_bench" --csv "$results/scalers.csv" "$@"
 echo
+echo "A picture of 80 megapixels made smaller, by the picture scaler and by steps of at most 2:1"
+taskset -c "$lastCore" "$build/bench/fourtap_bench" --pictures-only --csv "$results/pictures.csv"
+echo
 echo "One frame in bands, not pinned"
 "$build/bench/fourtap_bench" --threads-only --csv "$results/threads.csv"
 /usr/bin/python3 bench/plot.py "$results/scalers.csv" "$results/scalers.svg" --title "One core of an $processor"

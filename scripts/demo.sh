@@ -40,8 +40,8 @@ for percent in 50 25; do "$fourtap" chart.jpg "chart-$percent.jpg" --size "$perc
 "$fourtap" cut-out.png cut-out-200-part.png --size 200% --rect 480,380,320,200
 
 pnmcat -topbottom -jleft -white \
-  <(Row chart.jpg "640x480, JPEG" chart-50.jpg "50%" chart-25.jpg "25%, in two steps" \
-    chart-25-one-step.jpg "25% in one step" chart-150-part.png "150%, part of it") \
+  <(Row chart.jpg "640x480, JPEG" chart-50.jpg "50%" chart-25.jpg "25%" \
+    chart-25-one-step.jpg "25% by four taps" chart-150-part.png "150%, part of it") \
   <(Row cut-out.png "640x480, PNG with alpha, on white" cut-out-50.png "50%" \
     cut-out-50-straight.png "50%, alpha straight: green fringes" cut-out-200-part.png "200%, part of it") |
   pnmtopng -quiet >side-by-side.png

@@ -6,6 +6,7 @@ demoPackages=("${buildPackages[@]}" netpbm)
 testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-pil)
 benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
+reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
 ciPackages=("${testPackages[@]}" "${clangPackages[@]}" clang-format qemu-user shellcheck valgrind)
 

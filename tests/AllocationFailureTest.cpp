@@ -93,22 +93,36 @@ TEST(Allocation, IsWhatTheQuerySays) {
   EXPECT_EQ(FourTapScaleContextBytes(1 << 30, 10, 10, 10, 32), -1);
 }
 
-TEST(Allocation, ScalersForCSayThatThereIsNone) {
-  auto const openRefused = [](std::size_t refused, fourtap_status& status) {
-    return RequestsOf(refused, [&status] {
-      fourtap_scaler* scaler = nullptr;
-      status = fourtap_open(&scaler, FOURTAP_RGBA32, 30, 20, 50, 10);
-      fourtap_close(scaler);
+// Whatever request is refused; `words` begin the sentence, `least` requests there are.
+template <class Opened, class Open>
+void ExpectMemoryToBeMissed(char const* words, std::size_t least, Open open, void (*close)(Opened*)) {
+  auto const openRefused = [&](std::size_t refused, fourtap_status& status) {
+    return RequestsOf(refused, [&] {
+      Opened* opened = nullptr;
+      status = open(&opened);
+      close(opened);
     });
   };
   fourtap_status status;
   std::size_t const requests = openRefused(0, status).size();
   ASSERT_EQ(status, FOURTAP_OK);
+  EXPECT_GE(requests, least);
   for (std::size_t refused = 1; refused <= requests; ++refused) {
     openRefused(refused, status);
     EXPECT_EQ(status, FOURTAP_MEMORY) << refused;
-    EXPECT_NE(std::strstr(fourtap_error(), "memory: none for a scaler of "), nullptr) << fourtap_error();
+    EXPECT_EQ(std::strstr(fourtap_error(), words), fourtap_error()) << fourtap_error();
   }
+}
+
+TEST(Allocation, FunctionsForCSayThatThereIsNone) {
+  auto const openScaler = [](fourtap_scaler** scaler) { return fourtap_open(scaler, FOURTAP_RGBA32, 30, 20, 50, 10); };
+  ExpectMemoryToBeMissed("memory: none for a scaler of ", 9, openScaler, fourtap_close);
+  // Columns are reduced, and lines filtered by four taps.
+  auto const openPicture = [](fourtap_picture** picture) {
+    fourtap_rules const rules{FOURTAP_RGB_ALPHA, FOURTAP_REDUCE_WIDELY, FOURTAP_ALPHA_MULTIPLY, {}};
+    return fourtap_picture_open(picture, &rules, 300, 20, 50, 30);
+  };
+  ExpectMemoryToBeMissed("memory: none for a picture of ", 10, openPicture, fourtap_picture_close);
 }
 
 TEST(Allocation, EveryRefusalGivesNullAndLeavesNothing) {
@@ -133,7 +147,7 @@ TEST(Allocation, RefusalsReachTheClassesAsBadAlloc) {
     bool made = false;
     RequestsOf(refused, [&made] {
       try {
-        fourtapscale::Scaler const scaler(fourtapscale::Layout::XYXY, {30, 20}, {50, 10});
+        fourtapscale::FrameScaler const scaler("uyvy", {30, 20}, {50, 10});
         made = true;
       } catch (std::bad_alloc const&) {
       }

@@ -1,4 +1,5 @@
 // The arithmetic page tells the truth: its table of weights, and its worked samples by every scaler of their layout.
+#include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -81,6 +82,23 @@ TEST(ArithmeticPage, WorkedSamplesAreWhatTheLibraryComputes) {
     }
   }
   EXPECT_GE(checked, 6) << "three samples, two sets or more";
+}
+
+TEST(ArithmeticPage, WorkedPicturesAreWhatTheLibraryComputes) {
+  auto const lines = PageLines();
+  auto const fence = std::find(lines.begin(), lines.end(), "```picture");
+  ASSERT_NE(fence, lines.end());
+  Sample const sample = ReadSample(fence + 1);
+  ASSERT_EQ(sample.layout, "Plane");
+  fourtap_rules const rules{FOURTAP_PLANE, FOURTAP_REDUCE_WIDELY, FOURTAP_ALPHA_MULTIPLY, {}};
+  fourtap_picture* picture = nullptr;
+  ASSERT_EQ(fourtap_picture_open(&picture, &rules, sample.cxIn, sample.cyIn, sample.cxOut, sample.cyOut), FOURTAP_OK);
+  std::vector<unsigned char> scaled(sample.pixels.size());
+  EXPECT_EQ(fourtap_picture_scale(picture, {sample.picture.data(), sample.picture.size(), 0}, nullptr,
+                                  {scaled.data(), scaled.size(), 0}, nullptr),
+            FOURTAP_OK);
+  fourtap_picture_close(picture);
+  EXPECT_EQ(scaled, sample.pixels);
 }
 
 TEST(ArithmeticPage, TableOfWeightsIsTheLibrarys) {

@@ -134,177 +134,234 @@ std::vector<Layout> AllLayouts() {
 INSTANTIATE_TEST_SUITE_P(, Checked, testing::ValuesIn(AllLayouts()),
                          [](auto const& one) { return std::string(Traits(one.param).name); });
 
+struct ClosePicture {
+  void operator()(fourtap_picture* picture) const { fourtap_picture_close(picture); }
+};
+typedef std::unique_ptr<fourtap_picture, ClosePicture> OwnedPicture;
+
+OwnedPicture OpenPicture(fourtap_rules const& rules, Sizes const& sizes) {
+  fourtap_picture* picture = nullptr;
+  EXPECT_EQ(fourtap_picture_open(&picture, &rules, sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut), FOURTAP_OK)
+      << fourtap_error();
+  return OwnedPicture(picture);
+}
+
+fourtap_rules RulesOf(int pixels, int reduction, int alpha) { return {pixels, reduction, alpha, {}}; }
+
+// What calls are given that scale 20x10 pixels of a plane to 30x15, and what they leave alone if they refuse.
+struct Arguments {
+  std::vector<unsigned char> picture = std::vector<unsigned char>(200, 7);
+  std::vector<unsigned char> scaled = std::vector<unsigned char>(450, 0x5a);
+  fourtap_source source{picture.data(), 200, 0};
+  fourtap_target target{scaled.data(), 450, 0};
+  fourtap_rect rect{}, given{-1, -1, -1, -1};
+  bool opened = false;
+  int taken = -1, written = -1;
+
+  fourtap_rect const* Rectangle(int x, int y, int cx, int cy) { return rect = {x, y, cx, cy}, &rect; }
+};
+
 struct Refused {
-  fourtap_status status;
   char const* words;
   std::function<fourtap_status()> call;
 };
 
-// Each says the argument's name, what it was, and what was expected; nothing is written, and the scaler goes on.
-TEST(CheckedRefusals, NameTheArgumentAndChangeNothing) {
-  fourtap_scaler* const untouched = reinterpret_cast<fourtap_scaler*>(16);
-  fourtap_scaler* opened = untouched;
-  OwnedScaler const plane = Open(Layout::Plane, {20, 10, 30, 15});
-  OwnedScaler const packed = Open(Layout::XYXY, {20, 10, 30, 15});
-  fourtap_scaler* const s = plane.get();
-  std::vector<unsigned char> const picture(200, 7);
-  std::vector<unsigned char> scaled(450, 0x5a);
-  fourtap_source const source{picture.data(), 200, 0};
-  fourtap_target const target{scaled.data(), 450, 0};
-  fourtap_rect rect{}, given{-1, -1, -1, -1};
-  int written = -1;
-  auto const scale = [&](fourtap_source from, fourtap_target to) {
-    return fourtap_scale(s, from, nullptr, to, nullptr);
-  };
-  auto const scaleRect = [&](fourtap_rect out) { return rect = out, fourtap_scale(s, source, nullptr, target, &rect); };
-  auto const scalePart = [&](fourtap_rect part) {
-    return rect = part, fourtap_scale(s, source, &rect, target, nullptr);
-  };
-  auto const open = [&](int layout, int cxIn, int cyIn, int cxOut, int cyOut) {
-    return fourtap_open(&opened, layout, cxIn, cyIn, cxOut, cyOut);
-  };
-  auto const push = [&](fourtap_source from, int lines, fourtap_target to, int room) {
-    return fourtap_push(s, from, lines, to, room, &written);
-  };
-  Refused const refusals[] = {
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_open(nullptr, 0, 1, 1, 1, 1); }},
-      {FOURTAP_INVALID, "layout: -1 given, expected 0 to 6", [&] { return open(-1, 1, 1, 1, 1); }},
-      {FOURTAP_INVALID, "layout: 7 given", [&] { return open(7, 1, 1, 1, 1); }},
-      {FOURTAP_INVALID, "sizes: 0x1 to 1x1 given, expected at least 1x1", [&] { return open(0, 0, 1, 1, 1); }},
-      {FOURTAP_INVALID, "sizes: 1x-1 to 1x1", [&] { return open(0, 1, -1, 1, 1); }},
-      {FOURTAP_INVALID, "sizes: 1x1 to 0x1", [&] { return open(0, 1, 1, 0, 1); }},
-      {FOURTAP_INVALID, "sizes: 1x1 to 1x-2147483648", [&] { return open(0, 1, 1, 1, INT_MIN); }},
-      {FOURTAP_INVALID, "below 2 GiB", [&] { return open(FOURTAP_RGB32, 1 << 29, 1, 1, 1); }},
-      {FOURTAP_INVALID, "below 2 GiB", [&] { return open(FOURTAP_PLANE, 1, INT_MAX, 1, 1); }},
-      {FOURTAP_INVALID, "sizes: 3 and 2 pixels wide", [&] { return open(FOURTAP_XYXY, 3, 2, 2, 2); }},
-      {FOURTAP_INVALID, "sizes: 3 and 3 pixels wide", [&] { return open(FOURTAP_YXYX, 3, 2, 3, 2); }},
-
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_needed(nullptr, nullptr, &given); }},
-      {FOURTAP_INVALID, "source: null", [&] { return fourtap_needed(s, nullptr, nullptr); }},
-      {FOURTAP_INVALID, "out: 31x1 pixels at 0,0 given, expected at least one and all of them inside 30x15",
-       [&] {
-         return rect = {0, 0, 31, 1}, fourtap_needed(s, &rect, &given);
-       }},
-      {FOURTAP_INVALID, "out: columns 1 and 2 more given, expected even",
-       [&] {
-         return rect = {1, 0, 2, 1}, fourtap_needed(packed.get(), &rect, &given);
-       }},
-      {FOURTAP_INVALID, "out: columns 2 and 3 more",
-       [&] {
-         return rect = {2, 0, 3, 1}, fourtap_needed(packed.get(), &rect, &given);
-       }},
-
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_scale(nullptr, source, nullptr, target, nullptr); }},
-      {FOURTAP_INVALID, "out: 1x1 pixels at -1,0",
-       [&] {
-         return scaleRect({-1, 0, 1, 1});
-       }},
-      {FOURTAP_INVALID, "out: 1x1 pixels at 0,15",
-       [&] {
-         return scaleRect({0, 15, 1, 1});
-       }},
-      {FOURTAP_INVALID, "out: 0x1 pixels",
-       [&] {
-         return scaleRect({0, 0, 0, 1});
-       }},
-      {FOURTAP_INVALID, "out: 2147483647x1 pixels at 2147483647,0",
-       [&] {
-         return scaleRect({INT_MAX, 0, INT_MAX, 1});
-       }},
-      {FOURTAP_INVALID, "part: 20x11 pixels at 0,0",
-       [&] {
-         return scalePart({0, 0, 20, 11});
-       }},
-      {FOURTAP_INVALID, "part: 19x10 pixels at 0,0 given, expected at least 20x10 at 0,0",
-       [&] {
-         return scalePart({0, 0, 19, 10});
-       }},
-      {FOURTAP_INVALID, "source.data: null",
-       [&] {
-         return scale({nullptr, 200, 0}, target);
-       }},
-      {FOURTAP_INVALID, "source.bytes: 199 given, expected at least 200 for 10 lines of 20 bytes",
-       [&] {
-         return scale({picture.data(), 199, 0}, target);
-       }},
-      {FOURTAP_INVALID, "source.bytes: 200 given, expected at least 209",
-       [&] {
-         return scale({picture.data(), 200, -21}, target);
-       }},
-      {FOURTAP_INVALID, "source.stride: 19 given, expected 0, or 20 to 2147483647",
-       [&] {
-         return scale({picture.data(), 200, 19}, target);
-       }},
-      {FOURTAP_INVALID, "source.stride: -19",
-       [&] {
-         return scale({picture.data(), 200, -19}, target);
-       }},
-      {FOURTAP_INVALID, "source.stride: 2147483648",
-       [&] {
-         return scale({picture.data(), SIZE_MAX, ptrdiff_t{1} << 31}, target);
-       }},
-      {FOURTAP_INVALID, "source.stride: -9223372036854775808",
-       [&] {
-         return scale({picture.data(), SIZE_MAX, PTRDIFF_MIN}, target);
-       }},
-      {FOURTAP_INVALID, "source.bytes: 18446744073709551615 given, expected memory that does not wrap",
-       [&] {
-         return scale({reinterpret_cast<void*>(UINTPTR_MAX - 100), SIZE_MAX, 0}, target);
-       }},
-      {FOURTAP_INVALID, "target.data: null",
-       [&] {
-         return scale(source, {nullptr, 450, 0});
-       }},
-      {FOURTAP_INVALID, "target.bytes: 449",
-       [&] {
-         return scale(source, {scaled.data(), 449, 0});
-       }},
-      {FOURTAP_INVALID, "target.stride: 29",
-       [&] {
-         return scale(source, {scaled.data(), 450, 29});
-       }},
-      {FOURTAP_INVALID, "target: shares memory with the source",
-       [&] {
-         return scale({scaled.data() + 250, 200, 0}, target);
-       }},
-      {FOURTAP_INVALID, "target: shares memory",
-       [&] {
-         return rect = {0, 0, 1, 1},
-                fourtap_scale(s, {scaled.data(), 200, 0}, nullptr, {scaled.data() + 199, 1, 0}, &rect);
-       }},
-
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_push(nullptr, source, 1, target, 15, &written); }},
-      {FOURTAP_INVALID, "written: null", [&] { return fourtap_push(s, source, 1, target, 15, nullptr); }},
-      {FOURTAP_INVALID, "lines: -1 given, expected 0 to 10", [&] { return push(source, -1, target, 15); }},
-      {FOURTAP_INVALID, "lines: 11 given, expected 0 to 10", [&] { return push(source, 11, target, 15); }},
-      {FOURTAP_INVALID, "room: 14 lines given, expected at least 15", [&] { return push(source, 10, target, 14); }},
-      {FOURTAP_INVALID, "room: -1 lines", [&] { return push(source, 1, target, -1); }},
-      {FOURTAP_INVALID, "source.bytes: 19",
-       [&] {
-         return push({picture.data(), 19, 0}, 1, target, 15);
-       }},
-      {FOURTAP_INVALID, "target.bytes: 450 given, expected at least 480", [&] { return push(source, 1, target, 16); }},
-      {FOURTAP_INVALID, "target: shares",
-       [&] {
-         return push({scaled.data(), 200, 0}, 10, target, 15);
-       }},
-
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_reset(nullptr); }},
-      {FOURTAP_INVALID, "scaler: null", [&] { return fourtap_use_set(nullptr, FOURTAP_SET_SSE2); }},
-      {FOURTAP_INVALID, "widest: 0 given", [&] { return fourtap_use_set(s, 0); }},
-      {FOURTAP_INVALID, "widest: 1000 given", [&] { return fourtap_use_set(s, 1000); }},
-  };
+// Each says the argument's name, what it was, and what was expected.
+void ExpectRefused(Arguments const& with, std::vector<Refused> const& refusals) {
   for (Refused const& refused : refusals) {
-    EXPECT_EQ(refused.call(), refused.status) << refused.words;
+    EXPECT_EQ(refused.call(), FOURTAP_INVALID) << refused.words;
     EXPECT_NE(std::string(fourtap_error()).find(refused.words), std::string::npos)
         << "expected: " << refused.words << "\nsaid: " << fourtap_error();
-    EXPECT_EQ(opened, untouched);
-    EXPECT_EQ(given.x, -1);
-    EXPECT_EQ(written, -1);
-    EXPECT_TRUE(std::ranges::all_of(scaled, [](unsigned char byte) { return byte == 0x5a; })) << refused.words;
+    EXPECT_TRUE(!with.opened && with.given.x == -1 && with.taken == -1 && with.written == -1) << refused.words;
+    EXPECT_EQ(with.scaled, std::vector<unsigned char>(450, 0x5a)) << refused.words;
   }
-  ASSERT_EQ(scale(source, target), FOURTAP_OK);
-  EXPECT_EQ(scaled, std::vector<unsigned char>(450, 7));
+}
+
+// The functions that scalers and pictures both have.
+template <class Opened>
+struct Functions {
+  std::function<fourtap_status(Opened**, int layout, int cxIn, int cyIn, int cxOut, int cyOut)> open;
+  fourtap_status (*needed)(Opened const*, fourtap_rect const*, fourtap_rect*);
+  fourtap_status (*scale)(Opened*, fourtap_source, fourtap_rect const*, fourtap_target, fourtap_rect const*);
+  std::function<fourtap_status(Opened*, fourtap_source, int lines, fourtap_target, int room, int* written)> push;
+  fourtap_status (*useSet)(Opened*, int);
+};
+
+template <class Opened>
+void ExpectWhatBothRefuse(Functions<Opened> const& call, char const* null, Opened* s, Opened* packed, Arguments& with) {
+  auto const open = [&](int layout, int cxIn, int cyIn, int cxOut, int cyOut) {
+    Opened* opened = nullptr;
+    fourtap_status const status = call.open(&opened, layout, cxIn, cyIn, cxOut, cyOut);
+    with.opened = opened != nullptr;
+    return status;
+  };
+  auto const needed = [&](Opened* of, int x, int y, int cx, int cy) {
+    return call.needed(of, with.Rectangle(x, y, cx, cy), &with.given);
+  };
+  auto const scaleRect = [&](int x, int y, int cx, int cy) {
+    return call.scale(s, with.source, nullptr, with.target, with.Rectangle(x, y, cx, cy));
+  };
+  auto const scalePart = [&](int x, int y, int cx, int cy) {
+    return call.scale(s, with.source, with.Rectangle(x, y, cx, cy), with.target, nullptr);
+  };
+  auto const scaleFrom = [&](void const* data, std::size_t bytes, std::ptrdiff_t stride) {
+    return call.scale(s, {data, bytes, stride}, nullptr, with.target, nullptr);
+  };
+  auto const scaleTo = [&](void* data, std::size_t bytes, std::ptrdiff_t stride) {
+    return call.scale(s, with.source, nullptr, {data, bytes, stride}, nullptr);
+  };
+  auto const push = [&](void const* data, std::size_t bytes, int lines, int room) {
+    return call.push(s, {data, bytes, 0}, lines, with.target, room, &with.written);
+  };
+  unsigned char *const from = with.picture.data(), *const to = with.scaled.data();
+  fourtap_target const onePixel{to + 199, 1, 0};
+  std::vector<Refused> const refusals = {
+      {null, [&] { return call.open(nullptr, 0, 1, 1, 1, 1); }},
+      {"sizes: 0x1 to 1x1 given, expected at least 1x1", [&] { return open(0, 0, 1, 1, 1); }},
+      {"sizes: 1x-1 to 1x1", [&] { return open(0, 1, -1, 1, 1); }},
+      {"sizes: 1x1 to 0x1", [&] { return open(0, 1, 1, 0, 1); }},
+      {"sizes: 1x1 to 1x-2147483648", [&] { return open(0, 1, 1, 1, INT_MIN); }},
+      {"below 2 GiB", [&] { return open(FOURTAP_RGB32, 1 << 29, 1, 1, 1); }},
+      {"sizes: 3 and 2 pixels wide", [&] { return open(FOURTAP_XYXY, 3, 2, 2, 2); }},
+      {"sizes: 3 and 3 pixels wide", [&] { return open(FOURTAP_YXYX, 3, 2, 3, 2); }},
+
+      {null, [&] { return call.needed(nullptr, nullptr, &with.given); }},
+      {"source: null", [&] { return call.needed(s, nullptr, nullptr); }},
+      {"out: 31x1 pixels at 0,0 given, expected at least one and all of them inside 30x15",
+       [&] { return needed(s, 0, 0, 31, 1); }},
+      {"out: columns 1 and 2 more given, expected even", [&] { return needed(packed, 1, 0, 2, 1); }},
+      {"out: columns 2 and 3 more", [&] { return needed(packed, 2, 0, 3, 1); }},
+
+      {null, [&] { return call.scale(nullptr, with.source, nullptr, with.target, nullptr); }},
+      {"out: 1x1 pixels at -1,0", [&] { return scaleRect(-1, 0, 1, 1); }},
+      {"out: 1x1 pixels at 0,15", [&] { return scaleRect(0, 15, 1, 1); }},
+      {"out: 0x1 pixels", [&] { return scaleRect(0, 0, 0, 1); }},
+      {"out: 2147483647x1 pixels at 2147483647,0", [&] { return scaleRect(INT_MAX, 0, INT_MAX, 1); }},
+      {"part: 20x11 pixels at 0,0", [&] { return scalePart(0, 0, 20, 11); }},
+      {"part: 19x10 pixels at 0,0 given, expected at least 20x10 at 0,0", [&] { return scalePart(0, 0, 19, 10); }},
+      {"source.data: null", [&] { return scaleFrom(nullptr, 200, 0); }},
+      {"source.bytes: 199 given, expected at least 200 for 10 lines of 20 bytes",
+       [&] { return scaleFrom(from, 199, 0); }},
+      {"source.bytes: 200 given, expected at least 209", [&] { return scaleFrom(from, 200, -21); }},
+      {"source.stride: 19 given, expected 0, or 20 to 2147483647", [&] { return scaleFrom(from, 200, 19); }},
+      {"source.stride: -19", [&] { return scaleFrom(from, 200, -19); }},
+      {"source.stride: 2147483648", [&] { return scaleFrom(from, SIZE_MAX, ptrdiff_t{1} << 31); }},
+      {"source.stride: -9223372036854775808", [&] { return scaleFrom(from, SIZE_MAX, PTRDIFF_MIN); }},
+      {"source.bytes: 18446744073709551615 given, expected memory that does not wrap",
+       [&] { return scaleFrom(reinterpret_cast<void*>(UINTPTR_MAX - 100), SIZE_MAX, 0); }},
+      {"target.data: null", [&] { return scaleTo(nullptr, 450, 0); }},
+      {"target.bytes: 449", [&] { return scaleTo(to, 449, 0); }},
+      {"target.stride: 29", [&] { return scaleTo(to, 450, 29); }},
+      {"target: shares memory with the source", [&] { return scaleFrom(to + 250, 200, 0); }},
+      {"target: shares memory",
+       [&] {
+         return call.scale(s, {to, 200, 0}, nullptr, onePixel, with.Rectangle(0, 0, 1, 1));
+       }},
+
+      {null, [&] { return call.push(nullptr, with.source, 1, with.target, 15, &with.written); }},
+      {"written: null", [&] { return call.push(s, with.source, 1, with.target, 15, nullptr); }},
+      {"lines: -1 given, expected 0 to 10", [&] { return push(from, 200, -1, 15); }},
+      {"lines: 11 given, expected 0 to 10", [&] { return push(from, 200, 11, 15); }},
+      {"room: -1 ", [&] { return push(from, 200, 1, -1); }},
+      {"source.bytes: 19", [&] { return push(from, 19, 1, 15); }},
+      {"target: shares", [&] { return push(to, 200, 10, 15); }},
+
+      {null, [&] { return call.useSet(nullptr, FOURTAP_SET_SSE2); }},
+      {"widest: 0 given", [&] { return call.useSet(s, 0); }},
+      {"widest: 1000 given", [&] { return call.useSet(s, 1000); }},
+  };
+  ExpectRefused(with, refusals);
+}
+
+TEST(CheckedRefusals, OfScalersNameTheArgumentAndChangeNothing) {
+  OwnedScaler const plane = Open(Layout::Plane, {20, 10, 30, 15}), packed = Open(Layout::XYXY, {20, 10, 30, 15});
+  fourtap_scaler *const s = plane.get(), *opened = nullptr;
+  Arguments with;
+  auto const push = [&](int lines, int room) {
+    return fourtap_push(s, with.source, lines, with.target, room, &with.written);
+  };
+  Functions<fourtap_scaler> const call{fourtap_open, fourtap_needed, fourtap_scale, fourtap_push, fourtap_use_set};
+  ExpectWhatBothRefuse(call, "scaler: null given, expected an address", s, packed.get(), with);
+  std::vector<Refused> const refusals = {
+      {"layout: -1 given, expected 0 to 6", [&] { return fourtap_open(&opened, -1, 1, 1, 1, 1); }},
+      {"layout: 7 given", [&] { return fourtap_open(&opened, 7, 1, 1, 1, 1); }},
+      {"below 2 GiB", [&] { return fourtap_open(&opened, 0, 1, INT_MAX, 1, 1); }},
+      {"room: 14 lines given, expected at least 15", [&] { return push(10, 14); }},
+      {"target.bytes: 450 given, expected at least 480", [&] { return push(1, 16); }},
+      {"scaler: null", [] { return fourtap_reset(nullptr); }},
+  };
+  ExpectRefused(with, refusals);
+  EXPECT_EQ(opened, nullptr);
+  ASSERT_EQ(fourtap_scale(s, with.source, nullptr, with.target, nullptr), FOURTAP_OK);
+  EXPECT_EQ(with.scaled, std::vector<unsigned char>(450, 7));
+}
+
+TEST(CheckedRefusals, OfPicturesNameTheArgumentAndChangeNothing) {
+  OwnedPicture const plane = OpenPicture({}, {20, 10, 30, 15});
+  OwnedPicture const packed = OpenPicture(RulesOf(FOURTAP_XYXY, 0, 0), {20, 10, 30, 15});
+  OwnedPicture const reduced = OpenPicture({}, {20, 10, 2, 1});
+  OwnedPicture const laidOnto = OpenPicture(RulesOf(FOURTAP_GRAY_ALPHA, 0, FOURTAP_ALPHA_BACKGROUND), {10, 10, 30, 15});
+  fourtap_picture *const p = plane.get(), *opened = nullptr;
+  fourtap_rules rules{};
+  Arguments with;
+  auto const open = [&](int pixels, int reduction, int alpha) {
+    rules = RulesOf(pixels, reduction, alpha);
+    return fourtap_picture_open(&opened, &rules, 4, 4, 4, 4);
+  };
+  auto const scale = [&](OwnedPicture const& by, std::size_t bytesIn, std::size_t bytesOut) {
+    return fourtap_picture_scale(by.get(), {with.picture.data(), bytesIn, 0}, nullptr,
+                                 {with.scaled.data(), bytesOut, 0}, nullptr);
+  };
+  auto const push = [&](int lines, int room, int* taken) {
+    return fourtap_picture_push(p, with.source, lines, taken, with.target, room, &with.written);
+  };
+  std::vector<Refused> const beforeOne = {
+      {"picture: none is under way, expected fourtap_picture_begin", [&] { return push(1, 15, &with.taken); }},
+      {"rules: null", [&] { return fourtap_picture_open(&opened, nullptr, 4, 4, 4, 4); }},
+      {"rules.pixels: 7 given, expected a layout's number or", [&] { return open(7, 0, 0); }},
+      {"rules.pixels: 103 given", [&] { return open(103, 0, 0); }},
+      {"rules.pixels: -1 given", [&] { return open(-1, 0, 0); }},
+      {"rules.reduction: 2 given, expected FOURTAP_REDUCE_", [&] { return open(0, 2, 0); }},
+      {"rules.reduction: -1 given", [&] { return open(0, -1, 0); }},
+      {"rules.alpha: 4 given, expected FOURTAP_ALPHA_", [&] { return open(0, 0, 4); }},
+      {"rules.alpha: -1 given", [&] { return open(0, 0, -1); }},
+      {"part: 20x9 pixels at 0,0 given, expected at least 20x10",
+       [&] {
+         return fourtap_picture_scale(reduced.get(), with.source, with.Rectangle(0, 0, 20, 9), with.target, nullptr);
+       }},
+      {"source.bytes: 199 given, expected at least 200 for 10 lines of 20", [&] { return scale(laidOnto, 199, 450); }},
+      {"target.bytes: 449 given, expected at least 450 for 15 lines of 30", [&] { return scale(laidOnto, 200, 449); }},
+      {"picture: null", [] { return fourtap_picture_begin(nullptr, nullptr); }},
+      {"out: 1x16 pixels at 0,0", [&] { return fourtap_picture_begin(p, with.Rectangle(0, 0, 1, 16)); }},
+      {"picture: none is under way", [&] { return push(1, 15, &with.taken); }},
+  };
+  ExpectRefused(with, beforeOne);
+  Functions<fourtap_picture> const call{
+      [&](fourtap_picture** made, int layout, int cxIn, int cyIn, int cxOut, int cyOut) {
+        rules = RulesOf(layout, 0, 0);
+        return fourtap_picture_open(made, &rules, cxIn, cyIn, cxOut, cyOut);
+      },
+      fourtap_picture_needed, fourtap_picture_scale,
+      [&](fourtap_picture* picture, fourtap_source source, int lines, fourtap_target target, int room, int* written) {
+        fourtap_picture_begin(picture, nullptr);
+        return fourtap_picture_push(picture, source, lines, &with.taken, target, room, written);
+      },
+      fourtap_picture_use_set};
+  ExpectWhatBothRefuse(call, "picture: null given, expected an address", p, packed.get(), with);
+  // Pushing has begun one.
+  char const* const underWay = "picture: one is under way, 0 of 15 lines written so far; expected all of them";
+  std::vector<Refused> const withinOne = {
+      {underWay, [&] { return scale(plane, 200, 450); }},
+      {underWay, [&] { return fourtap_picture_use_set(p, FOURTAP_SET_SSE2); }},
+      {"taken: null", [&] { return push(1, 15, nullptr); }},
+      {"out: 0x1 pixels", [&] { return fourtap_picture_begin(p, with.Rectangle(0, 0, 0, 1)); }},
+  };
+  ExpectRefused(with, withinOne);
+  EXPECT_EQ(opened, nullptr);
+  ASSERT_EQ(push(10, 15, &with.taken), FOURTAP_OK);
+  EXPECT_TRUE(with.taken == 10 && with.written == 15);
+  EXPECT_EQ(with.scaled, std::vector<unsigned char>(450, 7));
+  EXPECT_EQ(scale(plane, 200, 450), FOURTAP_OK);
 }
 
 TEST(CheckedRefusals, WithinAFrameThatIsBeingPushed) {
@@ -324,6 +381,33 @@ TEST(CheckedRefusals, WithinAFrameThatIsBeingPushed) {
   EXPECT_EQ(fourtap_scale(scaler.get(), source, nullptr, target, nullptr), FOURTAP_OK);
   EXPECT_EQ(fourtap_reset(scaler.get()), FOURTAP_OK);
   EXPECT_EQ(fourtap_push(scaler.get(), source, 1, target, 6, &written), FOURTAP_OK);
+}
+
+// Lines that were not taken are handed over again; once all output lines are there, the rest is forgotten, and the
+// picture is free for other calls.
+TEST(CheckedRefusals, OfPicturesEndWithTheLastLineWritten) {
+  OwnedPicture const picture = OpenPicture({}, {1, 6, 1, 12});
+  std::vector<unsigned char> const lines(6, 9);
+  std::vector<unsigned char> scaled(12);
+  fourtap_rect const top{0, 0, 1, 5};
+  fourtap_rect needed;
+  ASSERT_EQ(fourtap_picture_needed(picture.get(), &top, &needed), FOURTAP_OK);
+  ASSERT_EQ(fourtap_picture_begin(picture.get(), &top), FOURTAP_OK);
+  int in = 0, out = 0, taken = 0, written = 0;
+  auto const push = [&](int count, int room) {
+    return fourtap_picture_push(picture.get(), {lines.data(), std::size_t(count), 0}, count, &taken,
+                                {scaled.data() + out, std::size_t(room), 0}, room, &written);
+  };
+  for (; out < top.cy; in += taken, out += written) {
+    EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_SSE2), FOURTAP_INVALID);
+    ASSERT_EQ(push(needed.cy - in, 1), FOURTAP_OK);
+    ASSERT_EQ(written, 1);
+  }
+  EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_SSE2), FOURTAP_OK);
+  EXPECT_EQ(push(needed.cy - in + 1, 0), FOURTAP_INVALID);
+  ASSERT_EQ(push(needed.cy - in, 0), FOURTAP_OK);
+  EXPECT_TRUE(taken == needed.cy - in && written == 0);
+  EXPECT_EQ(scaled, (std::vector<unsigned char>{9, 9, 9, 9, 9, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(CheckedRefusals, AreToldToTheThreadThatMadeThem) {
@@ -347,6 +431,26 @@ TEST(CheckedQueries, AnswerForAScalerAndForNone) {
   EXPECT_EQ(fourtap_set(nullptr) + fourtap_lines_needed(nullptr, 0) + fourtap_most_written(nullptr, 1), 0);
   EXPECT_STREQ(fourtap_set_name(0), "");
   fourtap_close(nullptr);
+}
+
+TEST(CheckedQueries, AnswerForAPictureAndForNone) {
+  struct {
+    int pixels, alpha, pixelBytes;
+  } const outputs[] = {
+      {FOURTAP_RGB24, FOURTAP_ALPHA_DROP, 3},         {FOURTAP_UV16, FOURTAP_ALPHA_DROP, 2},
+      {FOURTAP_GRAY_ALPHA, FOURTAP_ALPHA_DROP, 1},    {FOURTAP_GRAY_ALPHA, FOURTAP_ALPHA_STRAIGHT, 2},
+      {FOURTAP_RGB_ALPHA, FOURTAP_ALPHA_MULTIPLY, 4}, {FOURTAP_ALPHA_RGB, FOURTAP_ALPHA_BACKGROUND, 3}};
+  for (auto const& [pixels, alpha, pixelBytes] : outputs) {
+    OwnedPicture const picture = OpenPicture(RulesOf(pixels, 0, alpha), {1920, 1080, 800, 300});
+    EXPECT_EQ(fourtap_picture_pixel_bytes(picture.get()), pixelBytes) << pixels << " " << alpha;
+    EXPECT_EQ(fourtap_picture_set(picture.get()), FourTapSetFor(FourTapSetWidest));
+    // A few lines of what comes in.
+    EXPECT_GT(fourtap_picture_bytes(picture.get()), 17u * 800);
+    EXPECT_LT(fourtap_picture_bytes(picture.get()), 100u * 4 * 1920);
+  }
+  EXPECT_EQ(fourtap_picture_bytes(nullptr), 0u);
+  EXPECT_EQ(fourtap_picture_set(nullptr) + fourtap_picture_pixel_bytes(nullptr), 0);
+  fourtap_picture_close(nullptr);
 }
 
 TEST(CheckedFormats, HaveNamesOfTheirOwnAndPlanesThatCover) {

@@ -10,16 +10,22 @@
 #include <vector>
 
 #include "conformance/Cases.h"
+#include "conformance/PictureModel.h"
 
 namespace {
 
 using conformance::Bytes;
+using fourtapscale::AlphaRule;
 using fourtapscale::BasicView;
 using fourtapscale::FrameFormat;
 using fourtapscale::FrameScaler;
 using fourtapscale::InstructionSet;
 using fourtapscale::Layout;
+using fourtapscale::PictureScaler;
+using fourtapscale::Pixels;
 using fourtapscale::Rect;
+using fourtapscale::Reduction;
+using fourtapscale::Rules;
 using fourtapscale::Scaler;
 using fourtapscale::Size;
 using fourtapscale::SourceFrame;
@@ -174,6 +180,7 @@ static_assert(!IsConstant([] { fiveByFour.Part({1, 1, 5, 1}); }));
 
 static_assert(!std::is_copy_constructible_v<Scaler> && !std::is_copy_assignable_v<Scaler>);
 static_assert(std::is_nothrow_move_constructible_v<Scaler> && std::is_nothrow_move_assignable_v<Scaler>);
+static_assert(!std::is_copy_constructible_v<PictureScaler> && std::is_nothrow_move_assignable_v<PictureScaler>);
 static_assert(std::is_convertible_v<TargetView, SourceView> && !std::is_convertible_v<SourceView, TargetView>);
 
 // The sentence of the exception that it throws.
@@ -311,7 +318,7 @@ TEST_F(CppWrapperRefusals, OfScalersThatWereMovedFrom) {
 
   FrameScaler frames("gray", {4, 6}, {8, 4});
   FrameScaler const movedFrames = std::move(frames);
-  EXPECT_EQ(RefusedFor([&] { frames.Scale({Source({4, 6}, Layout::Plane)}, {To({8, 4}, Layout::Plane)}); }), "scaler");
+  EXPECT_EQ(RefusedFor([&] { frames.Scale({Source({4, 6}, Layout::Plane)}, {To({8, 4}, Layout::Plane)}); }), "picture");
   EXPECT_GT(movedFrames.Bytes(), 0u);
 }
 
@@ -329,12 +336,129 @@ TEST(CppWrapper, MovesTakeTheFrameAlong) {
   EXPECT_EQ(target.memory, trial.frame);
 }
 
-// A frame in one block, plane after plane.
-Bytes PlanesOfNoise(FrameFormat const& format, Size size) {
-  Bytes frame(format.FrameBytes(size));
-  conformance::Random random(static_cast<uint64_t>(size.cx));
-  for (unsigned char& byte : frame) byte = static_cast<unsigned char>(random.Next());
-  return frame;
+Bytes Noise(std::size_t count) {
+  Bytes noise(count);
+  conformance::Random random(count);
+  for (unsigned char& byte : noise) byte = static_cast<unsigned char>(random.Next());
+  return noise;
+}
+
+// The lines of a view without what lies between them.
+Bytes LinesOf(SourceView const& view) {
+  Bytes lines;
+  for (int y = 0; y < view.GetSize().cy; ++y) {
+    SourceView const line = view.Part({0, y, view.GetSize().cx, 1});
+    lines.insert(lines.end(), line.Data(), line.Data() + line.Bytes());
+  }
+  return lines;
+}
+
+// Pushes a few lines at a time into room for a few.
+void PushAll(PictureScaler& scaler, SourceView const& lines, TargetView const& target) {
+  Size const in = lines.GetSize(), out = target.GetSize();
+  int taken = 0, written = 0;
+  while (written < out.cy) {
+    TargetView const room = target.Part({0, written, out.cx, std::min(2, out.cy - written)});
+    if (taken == in.cy) {
+      written += scaler.Push(room);
+    } else {
+      auto const pushed = scaler.Push(lines.Part({0, taken, in.cx, std::min(5, in.cy - taken)}), room);
+      taken += pushed.taken;
+      written += pushed.written;
+    }
+  }
+}
+
+// By every rule, in every direction, whichever way they are asked for.
+TEST(CppWrapperPictures, AreTheModels) {
+  struct {
+    Rules rules;
+    Size in, out;
+    Layout source, target;
+  } const cases[] = {
+      {{Pixels::RGB24}, {50, 70}, {9, 8}, Layout::RGB24, Layout::RGB24},
+      {{Pixels::RGBAlpha}, {31, 20}, {9, 33}, Layout::RGBA32, Layout::RGBA32},
+      {{Pixels::AlphaRGB, AlphaRule::Straight}, {31, 20}, {40, 33}, Layout::RGBA32, Layout::RGBA32},
+      {{Pixels::GrayAlpha, AlphaRule::Drop}, {31, 20}, {31, 20}, Layout::UV16, Layout::Plane},
+      {{Pixels::AlphaRGB, AlphaRule::Background, Reduction::Widely, {9, 99, 200}},
+       {60, 41},
+       {22, 13},
+       Layout::RGBA32,
+       Layout::RGB24},
+      {{Pixels::XYXY}, {60, 41}, {10, 30}, Layout::XYXY, Layout::XYXY},
+      {{Pixels::Plane, AlphaRule::Drop, Reduction::ByFourTaps}, {60, 40}, {9, 9}, Layout::Plane, Layout::Plane},
+  };
+  for (auto const& [rules, in, out, source, target] : cases) {
+    SCOPED_TRACE(static_cast<int>(rules.pixels));
+    Bytes const picture = Noise(static_cast<std::size_t>(LineBytes(source, in.cx) * in.cy));
+    SourceView const whole = SourceView::Within(source, in, picture.data(), picture.size());
+    fourtap_rules const given{static_cast<int>(rules.pixels),
+                              static_cast<int>(rules.reduction),
+                              static_cast<int>(rules.alpha),
+                              {rules.background[0], rules.background[1], rules.background[2]}};
+    Bytes const expected = conformance::ModelPicture(given, {in.cx, in.cy, out.cx, out.cy}, picture);
+    Target scaled(target, out), pushed(target, out);
+    PictureScaler scaler(rules, in, out);
+    ASSERT_TRUE(scaler.SourceLayout() == source && scaler.TargetLayout() == target);
+    ASSERT_TRUE(scaler.SourceSize() == in && scaler.TargetSize() == out);
+    scaler.Scale(whole, scaled.view);
+    EXPECT_EQ(scaled.memory, expected);
+    scaler.Begin();
+    PushAll(scaler, whole, pushed.view);
+    EXPECT_EQ(pushed.memory, expected);
+
+    Rect const rect{2, 3, 6, 5};
+    Target ofWhole(target, {6, 5}), ofPart(target, {6, 5}, {7, true}), ofLines(target, {6, 5});
+    Bytes const cut = LinesOf(scaled.view.Part(rect));
+    scaler.Scale(whole, ofWhole.view, rect.x, rect.y);
+    EXPECT_EQ(ofWhole.memory, cut);
+    Rect const needed = scaler.Needed(rect);
+    scaler.ScalePart(whole.Part(needed), needed.x, needed.y, ofPart.view, rect.x, rect.y);
+    EXPECT_EQ(LinesOf(ofPart.view), cut);
+    PushAll(scaler, whole.Part(scaler.Begin(rect)), ofLines.view);
+    EXPECT_EQ(ofLines.memory, cut);
+  }
+}
+
+TEST(CppWrapperPictures, RefuseWhatDoesNotFitAndWriteNothing) {
+  EXPECT_EQ(RefusedFor([] { PictureScaler({static_cast<Pixels>(7)}, {4, 4}, {2, 2}); }), "rules.pixels");
+  EXPECT_EQ(RefusedFor([] {
+              PictureScaler({Pixels::Plane, static_cast<AlphaRule>(9)}, {4, 4}, {2, 2});
+            }),
+            "rules.alpha");
+  EXPECT_EQ(RefusedFor([] { PictureScaler({Pixels::Plane}, {4, 0}, {2, 2}); }), "sizes");
+
+  PictureScaler scaler({Pixels::GrayAlpha, AlphaRule::Drop}, {8, 8}, {2, 3});
+  Bytes const from(2 * 8 * 8);
+  Target to(Layout::Plane, {2, 3}), pairs(Layout::UV16, {2, 3});
+  auto const source = [&](Layout layout, Size size) {
+    return SourceView::Within(layout, size, from.data(), from.size());
+  };
+  SourceView const whole = source(Layout::UV16, {8, 8});
+  EXPECT_EQ(Refusal([&] { scaler.Scale(whole, pairs.view); }), "target: layout 5 given, expected 0");
+  EXPECT_EQ(RefusedFor([&] { scaler.Scale(source(Layout::Plane, {8, 8}), to.view); }), "source");
+  EXPECT_EQ(RefusedFor([&] { scaler.Scale(source(Layout::UV16, {8, 7}), to.view); }), "source");
+  EXPECT_EQ(RefusedFor([&] { scaler.Scale(whole, to.view, 1, 0); }), "out");
+  EXPECT_EQ(RefusedFor([&] { scaler.ScalePart(source(Layout::UV16, {8, 7}), 0, 0, to.view, 0, 0); }), "part");
+  EXPECT_EQ(RefusedFor([&] { scaler.Begin({0, 0, 2, 4}); }), "out");
+  EXPECT_EQ(RefusedFor([&] { scaler.Push(whole, to.view); }), "picture");
+  scaler.Begin();
+  EXPECT_EQ(RefusedFor([&] { scaler.Push(source(Layout::UV16, {7, 8}), to.view); }), "lines");
+  EXPECT_EQ(RefusedFor([&] { scaler.Push(whole, pairs.view); }), "target");
+  EXPECT_EQ(RefusedFor([&] { scaler.Push(whole, to.view.Part({0, 0, 1, 3})); }), "target");
+  EXPECT_EQ(RefusedFor([&] { scaler.Scale(whole, to.view); }), "picture");
+  EXPECT_EQ(RefusedFor([&] { scaler.UseSet(InstructionSet::SSE2); }), "picture");
+  EXPECT_EQ(to.memory, Bytes(6, untouched));
+
+  PictureScaler moved = std::move(scaler);
+  EXPECT_EQ(RefusedFor([&] { scaler.Push(to.view); }), "picture");
+  EXPECT_EQ(RefusedFor([&] { scaler.Begin(); }), "picture");
+  EXPECT_EQ(scaler.Bytes(), 0u);
+  EXPECT_GT(moved.Bytes(), 0u);
+  PushAll(moved, whole, to.view);
+  EXPECT_EQ(to.memory, Bytes(6));
+  moved.UseSet(InstructionSet::SSE2);
+  EXPECT_EQ(moved.Set(), InstructionSet::SSE2);
 }
 
 TEST(CppWrapperFrames, PlanesMeasureTheFrameDividedAndRoundedUp) {
@@ -354,19 +478,25 @@ TEST(CppWrapperFrames, EachPlaneIsScaledBetweenItsOwnSizes) {
     for (auto const& [in, out] : {std::pair{Size{21, 13}, Size{15, 17}}, {{8, 6}, {3, 3}}, {{7, 1}, {1, 5}}}) {
       FrameFormat const format(name);
       if (format.PlaneLayout(0) == Layout::XYXY && (in.cx % 2 != 0 || out.cx % 2 != 0)) continue;
-      Bytes const frame = PlanesOfNoise(format, in);
+      Bytes const frame = Noise(format.FrameBytes(in));
       Bytes scaled(format.FrameBytes(out), untouched);
-      FrameScaler scaler(format, in, out);
-      scaler.Scale(format.Within(in, frame.data(), frame.size()), format.Within(out, scaled.data(), scaled.size()));
+      SourceFrame const source = format.Within(in, frame.data(), frame.size());
+      FrameScaler(format, in, out, Reduction::ByFourTaps)
+          .Scale(source, format.Within(out, scaled.data(), scaled.size()));
 
-      Bytes expected;
+      Bytes expected, widely(scaled.size(), untouched);
+      TargetFrame const target = format.Within(out, widely.data(), widely.size());
+      FrameScaler(format, in, out).Scale(source, target);
       for (int plane = 0; plane < format.PlaneCount(); ++plane) {
+        Layout const layout = format.PlaneLayout(plane);
         Size const planeIn = format.PlaneSize(plane, in), planeOut = format.PlaneSize(plane, out);
-        auto const first = frame.begin() + static_cast<std::ptrdiff_t>(format.PlaneOffset(plane, in));
-        Bytes const picture(first, first + LineBytes(format.PlaneLayout(plane), planeIn.cx) * planeIn.cy);
-        Bytes const model = ModelFrame(static_cast<conformance::Layout>(format.PlaneLayout(plane)),
-                                       {planeIn.cx, planeIn.cy, planeOut.cx, planeOut.cy}, picture);
+        Bytes const model =
+            ModelFrame(static_cast<conformance::Layout>(layout), {planeIn.cx, planeIn.cy, planeOut.cx, planeOut.cy},
+                       LinesOf(source.Plane(plane)));
         expected.insert(expected.end(), model.begin(), model.end());
+        Target picture(layout, planeOut);
+        PictureScaler({static_cast<Pixels>(layout)}, planeIn, planeOut).Scale(source.Plane(plane), picture.view);
+        EXPECT_EQ(LinesOf(target.Plane(plane)), picture.memory) << name << " " << plane;
       }
       EXPECT_EQ(scaled, expected) << name << " " << in.cx << "x" << in.cy;
     }
@@ -434,7 +564,8 @@ TEST(CppWrapperFrames, RefuseWhatDoesNotFitAndWriteNothing) {
 TEST(CppWrapperFrames, PlanesOfOneSizeShareAScaler) {
   std::size_t const gray = FrameScaler("gray", {40, 30}, {20, 10}).Bytes();
   EXPECT_EQ(FrameScaler("i444", {40, 30}, {20, 10}).Bytes(), gray);
-  EXPECT_EQ(FrameScaler("i420", {40, 30}, {20, 10}).Bytes(), gray + Scaler(Layout::Plane, {20, 15}, {10, 5}).Bytes());
+  EXPECT_EQ(FrameScaler("i420", {40, 30}, {20, 10}).Bytes(),
+            gray + PictureScaler({Pixels::Plane}, {20, 15}, {10, 5}).Bytes());
 }
 
 }  // namespace

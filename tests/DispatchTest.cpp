@@ -111,16 +111,26 @@ TEST(Dispatch, FindsAndInstallsAllScalersOfASetOrNone) {
   EXPECT_EQ(Installed(), Expected(limits.back()).scalers);
 }
 
-TEST(Dispatch, ScalersForCNeedAProcessorToo) {
+TEST(Dispatch, FunctionsForCNeedAProcessorToo) {
   fourtap_scaler* scaler = nullptr;
+  fourtap_picture* picture = nullptr;
+  fourtap_rules const rules{};
   detected = 0;
   EXPECT_EQ(fourtap_open(&scaler, FOURTAP_PLANE, 2, 2, 3, 3), FOURTAP_PROCESSOR);
   EXPECT_STREQ(fourtap_error(), "processor: none of the scalers runs here, expected SSE2 at least");
-  EXPECT_EQ(scaler, nullptr);
+  EXPECT_EQ(fourtap_picture_open(&picture, &rules, 9, 9, 3, 3), FOURTAP_PROCESSOR);
+  EXPECT_TRUE(!scaler && !picture);
   detected = 1;
   ASSERT_EQ(fourtap_open(&scaler, FOURTAP_PLANE, 2, 2, 3, 3), FOURTAP_OK);
+  ASSERT_EQ(fourtap_picture_open(&picture, &rules, 9, 9, 3, 3), FOURTAP_OK);
   EXPECT_EQ(fourtap_set(scaler), Expected(FourTapSetWidest).number);
+  EXPECT_EQ(fourtap_picture_set(picture), Expected(FourTapSetWidest).number);
+  // A host may change its mind.
+  detected = 0;
+  EXPECT_EQ(fourtap_picture_use_set(picture, FOURTAP_SET_SSE2), FOURTAP_PROCESSOR);
+  EXPECT_EQ(fourtap_picture_set(picture), Expected(FourTapSetWidest).number);
   fourtap_close(scaler);
+  fourtap_picture_close(picture);
 }
 
 TEST(Dispatch, TellsTheVersion) {

@@ -1,5 +1,6 @@
 // The README and the pages beside it: what they show compiles, and what they count is so.
 #include <fourtapscale/FourTapScale.h>
+#include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -78,17 +79,15 @@ TEST(Readme, FiguresOfMemoryAreTheLibrarys) {
 
 TEST(ReductionsPage, FigureOfMemoryIsTheLibrarys) {
   std::string const page = ReadPage("docs/reductions.md");
-  auto const lines = Matches(page, R"(steps: ([0-9x> -]+)\n *contexts: (\d+) bytes)");
+  auto const lines =
+      Matches(page, R"(scaling: (\d+)x(\d+) -> (\d+)x(\d+), by the wide filter\n *memory: (\d+) bytes)");
   ASSERT_EQ(lines.size(), 1u);
-  std::string const steps = lines[0][1];
-  auto const sizes = Matches(steps, R"((\d+)x(\d+))");
-  ASSERT_GE(sizes.size(), 3u);
-  long long sum = 0;
-  for (std::size_t i = 0; i + 1 < sizes.size(); ++i) {
-    sum += ContextBytes("RGB24", std::stoi(sizes[i][1]), std::stoi(sizes[i][2]), std::stoi(sizes[i + 1][1]),
-                        std::stoi(sizes[i + 1][2]));
-  }
-  EXPECT_EQ(std::stoll(lines[0][2]), sum);
+  auto const number = [&](std::size_t i) { return std::stoi(lines[0][i]); };
+  fourtap_rules const rules{FOURTAP_RGB24, FOURTAP_REDUCE_WIDELY, FOURTAP_ALPHA_MULTIPLY, {}};
+  std::size_t bytes = 0;
+  ASSERT_EQ(fourtap_picture_plan(&rules, number(1), number(2), number(3), number(4), nullptr, nullptr, &bytes),
+            FOURTAP_OK);
+  EXPECT_EQ(std::stoull(lines[0][5]), bytes);
 }
 
 }  // namespace

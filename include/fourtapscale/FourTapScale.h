@@ -156,6 +156,9 @@ FOURTAP_API void DoneScaleContext(_SCALE_CONTEXT*);
 // source pixel (x, y) instead of (0, 0). Of the source they read what FourTapScaleSourceNeeded tells for their
 // rectangle, and nothing else has to be there; the bytes are the whole picture's. Packed layouts: x is even. A negative
 // number means the whole picture again, as at first. Progressive calls know no origin.
+// The MMX and SSE2 scalers fill the context's table of source lines at each whole-frame call: with those of the whole
+// picture; with an origin, with those that the rectangle needs and, in place of all others, the nearest of them. So ask
+// for many lines at a time where pictures are tall and narrow.
 FOURTAP_API void FourTapScaleSourceOrigin(_SCALE_CONTEXT*, int x, int y);
 
 // Starts a new progressive frame, whatever became of the one before. A new context needs no reset.

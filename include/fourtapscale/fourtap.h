@@ -133,6 +133,91 @@ FOURTAP_API char const* fourtap_set_name(int set);
 /* The version of the library that is linked, counted like FOURTAP_VERSION. */
 FOURTAP_API int fourtap_version(void);
 
+/* Pictures: the scalers above, and what they leave to whoever calls them. Reductions beyond 2:1, for which four taps
+ * are too few, go through a filter as wide as they need; colours are multiplied by alpha before they are filtered, and
+ * divided after. Lines go in and come out in the memory of a few lines.
+ *
+ * The bytes of output pixel (x, y) depend on the picture, the sizes and the rules alone. */
+
+/* What the pixels of a picture are: a layout none of whose channels is alpha, by its number, or one of these. */
+enum {
+  FOURTAP_GRAY_ALPHA = 100, /* 2 bytes: gray, alpha */
+  FOURTAP_RGB_ALPHA = 101,  /* 4 bytes: 3 colours in any order, alpha */
+  FOURTAP_ALPHA_RGB = 102,  /* 4 bytes: alpha, 3 colours in any order */
+};
+
+/* What becomes of reductions. */
+enum {
+  FOURTAP_REDUCE_WIDELY = 0, /* a direction that shrinks to less than half is filtered as widely as it needs; equal
+                                sizes pass as they are */
+  FOURTAP_REDUCE_BY_FOUR_TAPS = 1, /* one pass of the scalers above, whatever the sizes */
+};
+
+/* What becomes of alpha, where a picture has it. */
+enum {
+  FOURTAP_ALPHA_MULTIPLY = 0,   /* colours are multiplied by it before they are filtered, and divided after */
+  FOURTAP_ALPHA_STRAIGHT = 1,   /* filtered like a colour: right where colours are multiplied by alpha already */
+  FOURTAP_ALPHA_DROP = 2,       /* left away: the output is FOURTAP_PLANE or FOURTAP_RGB24 */
+  FOURTAP_ALPHA_BACKGROUND = 3, /* the picture is laid onto a colour; the output is FOURTAP_PLANE or FOURTAP_RGB24 */
+};
+
+typedef struct fourtap_rules {
+  int pixels;                  /* a layout, or FOURTAP_GRAY_ALPHA and so on */
+  int reduction;               /* FOURTAP_REDUCE_... */
+  int alpha;                   /* FOURTAP_ALPHA_...; of no effect where there is none */
+  unsigned char background[3]; /* for FOURTAP_ALPHA_BACKGROUND, in the order of the colours; gray is the first */
+} fourtap_rules;
+
+/* What scales pictures from one size to another by such rules. Serves one call at a time, as a scaler does. */
+typedef struct fourtap_picture fourtap_picture;
+
+/* What fourtap_picture_open would make, without making it: what of the source a part of the output (null: all of it) is
+ * made of, and the memory that a picture takes. Either may be null. Refuses what fourtap_picture_open refuses, but for
+ * memory and the processor. */
+FOURTAP_API fourtap_status fourtap_picture_plan(fourtap_rules const* rules, int cx_in, int cy_in, int cx_out,
+                                                int cy_out, fourtap_rect const* out, fourtap_rect* source,
+                                                size_t* bytes);
+
+/* Makes one, which the caller owns, and stores it in *picture. The rules are copied. */
+FOURTAP_API fourtap_status fourtap_picture_open(fourtap_picture** picture, fourtap_rules const* rules, int cx_in,
+                                                int cy_in, int cx_out, int cy_out);
+
+/* Releases a picture; null is fine. */
+FOURTAP_API void fourtap_picture_close(fourtap_picture* picture);
+
+/* The part of the source that a part of the output is made of. Null for all of the output. */
+FOURTAP_API fourtap_status fourtap_picture_needed(fourtap_picture const* picture, fourtap_rect const* out,
+                                                  fourtap_rect* source);
+
+/* Scales a picture, or a part of it, all of whose source is in memory; for the arguments see fourtap_scale. Refused
+ * between fourtap_picture_begin and the last line written. */
+FOURTAP_API fourtap_status fourtap_picture_scale(fourtap_picture* picture, fourtap_source source,
+                                                 fourtap_rect const* part, fourtap_target target,
+                                                 fourtap_rect const* out);
+
+/* Begins a picture line by line, or a part of it (null: all), whatever became of the one before. */
+FOURTAP_API fourtap_status fourtap_picture_begin(fourtap_picture* picture, fourtap_rect const* out);
+
+/* Takes the next lines of the source, and writes the next lines of the output; goes on until there are no more lines to
+ * take or no more room. Refused before fourtap_picture_begin. Once all output lines are written, what is left of the
+ * source is taken and forgotten.
+ *   source   `lines` lines of what is needed: all of them of the part that fourtap_picture_needed tells, and no others.
+ *            0 lines are fine, and refuse no address
+ *   taken    gets the number of lines that were taken: fewer than `lines` only where `room` lines were written. The
+ *            others are to be handed over again
+ *   target   `room` lines of the output, or of the part that is made, where the next ones go
+ *   written  gets the number of lines that were written */
+FOURTAP_API fourtap_status fourtap_picture_push(fourtap_picture* picture, fourtap_source source, int lines, int* taken,
+                                                fourtap_target target, int room, int* written);
+
+/* What is known of a picture; 0 for null. Bytes per pixel of the output, memory that it takes, and the set in use. */
+FOURTAP_API int fourtap_picture_pixel_bytes(fourtap_picture const* picture);
+FOURTAP_API size_t fourtap_picture_bytes(fourtap_picture const* picture);
+FOURTAP_API int fourtap_picture_set(fourtap_picture const* picture);
+
+/* As fourtap_use_set. Refused between fourtap_picture_begin and the last line written. */
+FOURTAP_API fourtap_status fourtap_picture_use_set(fourtap_picture* picture, int widest);
+
 /* Formats of whole frames: planes one after the other, each of a layout of its own. */
 typedef struct fourtap_plane {
   int layout;

@@ -5,6 +5,9 @@
 //     scaler.Scale(SourceView::Within(Layout::RGB24, {1920, 1080}, picture, bytesOfPicture),
 //                  TargetView::Within(Layout::RGB24, {1280, 720}, scaled, bytesOfScaled));
 //
+// PictureScaler for pictures, with reductions of any size and alpha; FrameScaler for frames of several planes; Scaler
+// for four taps and nothing else.
+//
 // Units: sizes and positions are pixels and lines, strides and memory are bytes. The bytes of output pixel (x, y)
 // depend on the picture and the sizes alone: not on the processor, nor on the part, lines or strides asked with.
 //
@@ -55,6 +58,42 @@ enum class InstructionSet : int {
   AVX2 = FOURTAP_SET_AVX2,
   AVX512 = FOURTAP_SET_AVX512,
   Widest = FOURTAP_SET_WIDEST,
+};
+
+// What the pixels of a picture are: a layout none of whose channels is alpha, or one of the last three.
+enum class Pixels : int {
+  Plane = FOURTAP_PLANE,
+  RGB24 = FOURTAP_RGB24,
+  RGB32 = FOURTAP_RGB32,
+  XYXY = FOURTAP_XYXY,
+  YXYX = FOURTAP_YXYX,
+  UV16 = FOURTAP_UV16,
+  RGBA32 = FOURTAP_RGBA32,
+  GrayAlpha = FOURTAP_GRAY_ALPHA,  // views of them are UV16
+  RGBAlpha = FOURTAP_RGB_ALPHA,    // RGBA32
+  AlphaRGB = FOURTAP_ALPHA_RGB,    // RGBA32
+};
+
+// What becomes of reductions.
+enum class Reduction : int {
+  Widely = FOURTAP_REDUCE_WIDELY,            // what shrinks to less than half is filtered as widely as it needs
+  ByFourTaps = FOURTAP_REDUCE_BY_FOUR_TAPS,  // what lies between the taps of such a reduction is not looked at
+};
+
+// What becomes of alpha, where a picture has it.
+enum class AlphaRule : int {
+  Multiply = FOURTAP_ALPHA_MULTIPLY,      // colours are multiplied by it before they are filtered, and divided after
+  Straight = FOURTAP_ALPHA_STRAIGHT,      // filtered like a colour
+  Drop = FOURTAP_ALPHA_DROP,              // left away
+  Background = FOURTAP_ALPHA_BACKGROUND,  // the picture is laid onto a colour
+};
+
+// How a picture is scaled.
+struct Rules {
+  Pixels pixels;
+  AlphaRule alpha = AlphaRule::Multiply;
+  Reduction reduction = Reduction::Widely;
+  unsigned char background[3] = {};  // in the order of the colours; gray is the first
 };
 
 struct Size {
@@ -234,99 +273,194 @@ void CheckPicture(char const* name, BasicView<Byte> const& view, Layout layout, 
 
 inline fourtap_source Of(SourceView const& view) { return {view.Data(), view.Bytes(), view.Stride()}; }
 inline fourtap_target Of(TargetView const& view) { return {view.Data(), view.Bytes(), view.Stride()}; }
+inline fourtap_rect Of(Rect const& rect) { return {rect.x, rect.y, rect.cx, rect.cy}; }
 
-}  // namespace detail
-
-// What scales pictures of one layout from one size to another: tables, scratch lines, and the progress of a frame that
-// is being pushed. Moved, not copied; what was moved from refuses everything, until it is assigned to.
-class Scaler {
+// What scalers and pictures have in common, by their functions for C. Moved, not copied; what was moved from refuses
+// everything, until it is assigned to.
+template <typename Opened, auto close, auto needed, auto scale, auto bytes, auto set, auto useSet>
+class Scaling {
  public:
-  // With the widest set that the processor has. Refuses sizes below 1 and beyond what the scalers can count, and odd
-  // widths of packed layouts, unless the height alone changes.
-  Scaler(Layout layoutOf, Size in, Size out) : layout(layoutOf), sizeIn(in), sizeOut(out) {
-    fourtap_scaler* opened = nullptr;
-    detail::Check(fourtap_open(&opened, static_cast<int>(layout), in.cx, in.cy, out.cx, out.cy));
-    scaler.reset(opened);
-  }
-
-  Layout GetLayout() const { return layout; }
+  // Of views of the source, and of the target.
+  Layout SourceLayout() const { return layoutIn; }
+  Layout TargetLayout() const { return layoutOut; }
   Size SourceSize() const { return sizeIn; }
   Size TargetSize() const { return sizeOut; }
 
   // The part of the source that a rectangle of the output is made of.
   Rect Needed(Rect const& out) const {
-    fourtap_rect const asked{out.x, out.y, out.cx, out.cy};
-    fourtap_rect needed;
-    detail::Check(fourtap_needed(scaler.get(), &asked, &needed));
-    return {needed.x, needed.y, needed.cx, needed.cy};
+    fourtap_rect const asked = Of(out);
+    fourtap_rect source;
+    Check(needed(opened.get(), &asked, &source));
+    return {source.x, source.y, source.cx, source.cy};
   }
 
   // Scales the whole picture.
   void Scale(SourceView const& source, TargetView const& target) {
-    detail::CheckPicture("target", target, layout, sizeOut);
+    CheckPicture("target", target, layoutOut, sizeOut);
     Scale(source, target, 0, 0);
   }
 
   // The rectangle of the output that begins at (x, y) and is as large as the target.
   void Scale(SourceView const& source, TargetView const& target, int x, int y) {
-    detail::CheckPicture("source", source, layout, sizeIn);
+    CheckPicture("source", source, layoutIn, sizeIn);
     ScalePart(source, 0, 0, target, x, y);
   }
 
   // The same from a part of the picture, whose first pixel is the picture's (xPart, yPart): at least what Needed tells
   // for the rectangle. Packed layouts: it begins at an even column, unless the height alone changes.
   void ScalePart(SourceView const& part, int xPart, int yPart, TargetView const& target, int x, int y) {
-    detail::CheckLayout("part", part, layout);
-    detail::CheckLayout("target", target, layout);
+    CheckLayout("part", part, layoutIn);
+    CheckLayout("target", target, layoutOut);
     fourtap_rect const given{xPart, yPart, part.GetSize().cx, part.GetSize().cy};
     fourtap_rect const out{x, y, target.GetSize().cx, target.GetSize().cy};
-    detail::Check(fourtap_scale(scaler.get(), detail::Of(part), &given, detail::Of(target), &out));
+    Check(scale(opened.get(), Of(part), &given, Of(target), &out));
   }
+
+  // Memory that it takes.
+  std::size_t Bytes() const { return bytes(opened.get()); }
+
+  // The set in use.
+  InstructionSet Set() const { return static_cast<InstructionSet>(set(opened.get())); }
+
+  // From now on the widest set that the processor has and that is not wider than this one; for comparison, since all
+  // give the same bytes. Refused while lines are being pushed.
+  void UseSet(InstructionSet widest) { Check(useSet(opened.get(), static_cast<int>(widest))); }
+
+ protected:
+  Scaling() = default;
+  Scaling(Opened* made, Layout layoutOfSource, Layout layoutOfTarget, Size in, Size out)
+      : layoutIn(layoutOfSource), layoutOut(layoutOfTarget), sizeIn(in), sizeOut(out), opened(made) {}
+
+  struct Close {
+    void operator()(Opened* closed) const { close(closed); }
+  };
+
+  Layout layoutIn = Layout::Plane, layoutOut = Layout::Plane;
+  Size sizeIn{}, sizeOut{};
+  std::unique_ptr<Opened, Close> opened;
+};
+
+using ScalerScaling =
+    Scaling<fourtap_scaler, fourtap_close, fourtap_needed, fourtap_scale, fourtap_bytes, fourtap_set, fourtap_use_set>;
+using PictureScaling = Scaling<fourtap_picture, fourtap_picture_close, fourtap_picture_needed, fourtap_picture_scale,
+                               fourtap_picture_bytes, fourtap_picture_set, fourtap_picture_use_set>;
+
+}  // namespace detail
+
+// What scales pictures of one layout from one size to another by four taps: tables, scratch lines, and the progress of
+// a frame that is being pushed. The ways to scale a picture at once are those of detail::Scaling.
+class Scaler : public detail::ScalerScaling {
+ public:
+  // With the widest set that the processor has. Refuses sizes below 1 and beyond what the scalers can count, and odd
+  // widths of packed layouts, unless the height alone changes.
+  Scaler(Layout layout, Size in, Size out) : Scaling(Open(layout, in, out), layout, layout, in, out) {}
+
+  Layout GetLayout() const { return layoutIn; }
 
   // Takes a frame's next lines, writes the output lines that they allow, and returns how many it wrote.
   //   target  where the next output line goes; its lines are the room there is. Refused if there are more to write
   // Refused, too, are more lines than the frame has left: Reset begins the next one. Until all lines of a frame were
   // taken, or Reset was called, the other ways to scale are refused.
   int Push(SourceView const& lines, TargetView const& target) {
-    detail::CheckPicture("lines", lines, layout, {sizeIn.cx, lines.GetSize().cy});
-    detail::CheckPicture("target", target, layout, {sizeOut.cx, target.GetSize().cy});
+    detail::CheckPicture("lines", lines, layoutIn, {sizeIn.cx, lines.GetSize().cy});
+    detail::CheckPicture("target", target, layoutOut, {sizeOut.cx, target.GetSize().cy});
     int written = 0;
-    detail::Check(fourtap_push(scaler.get(), detail::Of(lines), lines.GetSize().cy, detail::Of(target),
+    detail::Check(fourtap_push(opened.get(), detail::Of(lines), lines.GetSize().cy, detail::Of(target),
                                target.GetSize().cy, &written));
     return written;
   }
 
   // A number of output lines that no push of so many lines exceeds; at least 1 for 1 and more.
-  int Room(int lines) const { return fourtap_most_written(scaler.get(), lines); }
+  int Room(int lines) const { return fourtap_most_written(opened.get(), lines); }
 
   // Lines that must have been pushed before that output line can be written; 0 for a line that is not there.
-  int LinesNeeded(int line) const { return fourtap_lines_needed(scaler.get(), line); }
+  int LinesNeeded(int line) const { return fourtap_lines_needed(opened.get(), line); }
 
   // Begins the next frame, whatever became of the one before.
-  void Reset() { detail::Check(fourtap_reset(scaler.get())); }
+  void Reset() { detail::Check(fourtap_reset(opened.get())); }
 
-  // Memory that the scaler takes.
-  std::size_t Bytes() const { return fourtap_bytes(scaler.get()); }
+ private:
+  static fourtap_scaler* Open(Layout layout, Size in, Size out) {
+    fourtap_scaler* made = nullptr;
+    detail::Check(fourtap_open(&made, static_cast<int>(layout), in.cx, in.cy, out.cx, out.cy));
+    return made;
+  }
+};
 
-  // The set in use.
-  InstructionSet Set() const { return static_cast<InstructionSet>(fourtap_set(scaler.get())); }
+// What scales pictures from one size to another by such rules: reductions of any size without aliasing, colours with
+// alpha, line by line in the memory of a few. The ways to scale a picture at once are those of detail::Scaling. Views
+// of pixels with alpha are UV16 or RGBA32; those of a target without it Plane or RGB24.
+class PictureScaler : public detail::PictureScaling {
+ public:
+  // With the widest set that the processor has. Refuses rules that can't be, and sizes as Scaler does.
+  PictureScaler(Rules const& rules, Size in, Size out)
+      : Scaling(Open(rules, in, out), LayoutIn(rules), LayoutOut(rules), in, out), cxLines(in.cx), cxWritten(out.cx) {}
 
-  // From now on the widest set that the processor has and that is not wider than this one; for comparison, since all
-  // give the same bytes. Refused within a frame that is being pushed.
-  void UseSet(InstructionSet widest) { detail::Check(fourtap_use_set(scaler.get(), static_cast<int>(widest))); }
+  // Begins a picture line by line, whatever became of the one before; or a rectangle of the output, from the part of
+  // the source that it needs, which comes back. Until all its lines are written the other ways to scale are refused.
+  void Begin() { Begin({0, 0, sizeOut.cx, sizeOut.cy}); }
+  Rect Begin(Rect const& out) {
+    Rect const source = Needed(out);
+    fourtap_rect const asked = detail::Of(out);
+    detail::Check(fourtap_picture_begin(opened.get(), &asked));
+    cxLines = source.cx;
+    cxWritten = out.cx;
+    return source;
+  }
+
+  struct Pushed {
+    int taken, written;
+  };
+
+  // Takes the next lines of the part that is needed, and writes the next lines of the output. Goes on until there are
+  // no more lines to take or no more room. Returns how many it took, fewer than all only where it filled the target,
+  // and how many it wrote.
+  //   target  where the next output lines go
+  // Refused before Begin, and where there are more lines than the part has left.
+  Pushed Push(SourceView const& lines, TargetView const& target) {
+    detail::CheckPicture("lines", lines, layoutIn, {cxLines, lines.GetSize().cy});
+    return PushLines(detail::Of(lines), lines.GetSize().cy, target);
+  }
+
+  // Writes what the lines so far allow, and returns how many lines that were.
+  int Push(TargetView const& target) { return PushLines({nullptr, 0, 0}, 0, target).written; }
 
  private:
   // Of a frame that takes fewer.
   friend class FrameScaler;
-  Scaler() : layout(Layout::Plane), sizeIn{0, 0}, sizeOut{0, 0} {}
+  PictureScaler() = default;
 
-  struct Close {
-    void operator()(fourtap_scaler* opened) const { fourtap_close(opened); }
-  };
+  static fourtap_picture* Open(Rules const& rules, Size in, Size out) {
+    fourtap_rules const given{static_cast<int>(rules.pixels),
+                              static_cast<int>(rules.reduction),
+                              static_cast<int>(rules.alpha),
+                              {rules.background[0], rules.background[1], rules.background[2]}};
+    fourtap_picture* made = nullptr;
+    detail::Check(fourtap_picture_open(&made, &given, in.cx, in.cy, out.cx, out.cy));
+    return made;
+  }
 
-  Layout layout;
-  Size sizeIn, sizeOut;
-  std::unique_ptr<fourtap_scaler, Close> scaler;
+  static Layout LayoutIn(Rules const& rules) {
+    if (rules.pixels == Pixels::GrayAlpha) return Layout::UV16;
+    if (rules.pixels == Pixels::RGBAlpha || rules.pixels == Pixels::AlphaRGB) return Layout::RGBA32;
+    return static_cast<Layout>(rules.pixels);
+  }
+  static Layout LayoutOut(Rules const& rules) {
+    bool const isDropped = rules.alpha == AlphaRule::Drop || rules.alpha == AlphaRule::Background;
+    if (isDropped && rules.pixels == Pixels::GrayAlpha) return Layout::Plane;
+    if (isDropped && static_cast<int>(LayoutIn(rules)) != static_cast<int>(rules.pixels)) return Layout::RGB24;
+    return LayoutIn(rules);
+  }
+
+  Pushed PushLines(fourtap_source const& lines, int count, TargetView const& target) {
+    detail::CheckPicture("target", target, layoutOut, {cxWritten, target.GetSize().cy});
+    Pushed pushed;
+    detail::Check(fourtap_picture_push(opened.get(), lines, count, &pushed.taken, detail::Of(target),
+                                       target.GetSize().cy, &pushed.written));
+    return pushed;
+  }
+
+  int cxLines = 0, cxWritten = 0;  // of the part that was begun
 };
 
 // The planes of a frame, in the order of its format. They may lie anywhere.
@@ -443,23 +577,27 @@ class FrameFormat {
   fourtap_format format;
 };
 
-// Scales whole frames of several planes: chroma like luma, each plane by the filter between its own sizes. Planes that
-// measure the same share a scaler. Moved, not copied, like Scaler.
+// Scales whole frames of several planes: chroma like luma, each plane as a picture between its own sizes. Planes that
+// measure the same share a scaler. Channels of a plane are filtered alike, alpha too. Moved, not copied, like Scaler.
 class FrameScaler {
  public:
-  // Refuses what FrameFormat and Scaler refuse.
+  // Refuses what FrameFormat and PictureScaler refuse.
   //   in, out  what frames measure; see FrameFormat for what their planes do
-  FrameScaler(FrameFormat const& formatOf, Size in, Size out) : format(formatOf) {
+  FrameScaler(FrameFormat const& formatOf, Size in, Size out, Reduction reduction = Reduction::Widely)
+      : format(formatOf) {
     int count = 0;
     for (int plane = 0; plane < format.PlaneCount(); ++plane) {
       Layout const layout = format.PlaneLayout(plane);
       Size const planeIn = format.PlaneSize(plane, in), planeOut = format.PlaneSize(plane, out);
       int known = 0;
-      while (known < count && (scalers[known].GetLayout() != layout || scalers[known].SourceSize() != planeIn ||
+      while (known < count && (scalers[known].SourceLayout() != layout || scalers[known].SourceSize() != planeIn ||
                                scalers[known].TargetSize() != planeOut)) {
         ++known;
       }
-      if (known == count) scalers[count++] = Scaler(layout, planeIn, planeOut);
+      if (known == count) {
+        Rules const rules{static_cast<Pixels>(layout), AlphaRule::Straight, reduction};
+        scalers[count++] = PictureScaler(rules, planeIn, planeOut);
+      }
       scalerOf[plane] = known;
     }
   }
@@ -469,8 +607,8 @@ class FrameScaler {
   // Scales a frame. No plane of the target may share memory with a plane of the source, nor a byte with another of the
   // target. All planes are looked at before the first is written.
   void Scale(SourceFrame const& source, TargetFrame const& target) {
-    CheckPlanes("source", source, &Scaler::SourceSize);
-    CheckPlanes("target", target, &Scaler::TargetSize);
+    CheckPlanes("source", source, &PictureScaler::SourceSize);
+    CheckPlanes("target", target, &PictureScaler::TargetSize);
     for (int from = 0; from < format.PlaneCount(); ++from) {
       for (int to = 0; to < format.PlaneCount(); ++to) CheckApart(source.Plane(from), target.Plane(to));
     }
@@ -482,21 +620,21 @@ class FrameScaler {
   // Memory that the scalers take.
   std::size_t Bytes() const {
     std::size_t bytes = 0;
-    for (Scaler const& scaler : scalers) bytes += scaler.Bytes();
+    for (PictureScaler const& scaler : scalers) bytes += scaler.Bytes();
     return bytes;
   }
 
  private:
   template <typename Byte>
-  void CheckPlanes(char const* name, BasicFrame<Byte> const& frame, Size (Scaler::*size)() const) const {
+  void CheckPlanes(char const* name, BasicFrame<Byte> const& frame, Size (PictureScaler::*size)() const) const {
     if (frame.PlaneCount() != format.PlaneCount()) {
       detail::Refuse("%s: %d planes given, expected %d", name, frame.PlaneCount(), format.PlaneCount());
     }
     for (int plane = 0; plane < frame.PlaneCount(); ++plane) {
       char planeName[32];
       std::snprintf(planeName, sizeof planeName, "%s plane %d", name, plane);
-      Scaler const& scaler = scalers[scalerOf[plane]];
-      detail::CheckPicture(planeName, frame.Plane(plane), scaler.GetLayout(), (scaler.*size)());
+      PictureScaler const& scaler = scalers[scalerOf[plane]];
+      detail::CheckPicture(planeName, frame.Plane(plane), scaler.SourceLayout(), (scaler.*size)());
     }
   }
 
@@ -509,7 +647,7 @@ class FrameScaler {
   }
 
   FrameFormat format;
-  Scaler scalers[4];
+  PictureScaler scalers[4];
   int scalerOf[4] = {};
 };
 

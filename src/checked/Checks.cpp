@@ -25,11 +25,11 @@ static_assert(FOURTAP_PLANE == +FourTapLayoutPlane && FOURTAP_RGB24 == +FourTapL
               FOURTAP_RGBA32 == +FourTapLayoutRGBA32 && FOURTAP_RGBA32 + 1 == layoutCount);
 }  // namespace
 
-int fourtap::BitsPerPixel(fourtap_scaler const& scaler) { return layouts[scaler.layout].bitsPerPixel; }
+int fourtap::BitsPerPixel(int layout) { return layouts[layout].bitsPerPixel; }
 
-bool fourtap::NeedsPairs(fourtap_scaler const& scaler) {
-  bool const horizontally = scaler.cxIn != scaler.cxOut || scaler.cyIn == scaler.cyOut;
-  return layouts[scaler.layout].unitPixels == 2 && horizontally;
+bool fourtap::NeedsPairs(int layout, int cxIn, int cyIn, int cxOut, int cyOut) {
+  bool const horizontally = cxIn != cxOut || cyIn == cyOut;
+  return layouts[layout].unitPixels == 2 && horizontally;
 }
 
 fourtap_status fourtap::CheckThere(char const* name, void const* address) {
@@ -42,23 +42,45 @@ fourtap_status fourtap::CheckLayout(int layout) {
   return Refuse(FOURTAP_INVALID, "layout: %d given, expected 0 to %d", layout, layoutCount - 1);
 }
 
-fourtap_status fourtap::CheckRect(fourtap_scaler const& scaler, char const* name, fourtap_rect const& rect, int cx,
-                                  int cy) {
+fourtap_status fourtap::CheckSizes(int cxIn, int cyIn, int cxOut, int cyOut, bool inPairs) {
+  if (cxIn < 1 || cyIn < 1 || cxOut < 1 || cyOut < 1) {
+    return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected at least 1x1", cxIn, cyIn, cxOut, cyOut);
+  }
+  if (inPairs && (cxIn % 2 != 0 || cxOut % 2 != 0)) {
+    return Refuse(FOURTAP_INVALID, "sizes: %d and %d pixels wide given, expected even widths: two pixels share chroma",
+                  cxIn, cxOut);
+  }
+  return FOURTAP_OK;
+}
+
+fourtap_status fourtap::RefuseSizes(int cxIn, int cyIn, int cxOut, int cyOut) {
+  return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected lines below 2 GiB and fewer of them", cxIn,
+                cyIn, cxOut, cyOut);
+}
+
+fourtap_status fourtap::CheckRect(char const* name, fourtap_rect const& rect, int cx, int cy, bool inPairs) {
   if (rect.x < 0 || rect.y < 0 || rect.cx < 1 || rect.cy < 1 || rect.x > cx - rect.cx || rect.y > cy - rect.cy) {
     return Refuse(FOURTAP_INVALID,
                   "%s: %dx%d pixels at %d,%d given, expected at least one and all of them inside %dx%d", name, rect.cx,
                   rect.cy, rect.x, rect.y, cx, cy);
   }
-  if (NeedsPairs(scaler) && (rect.x % 2 != 0 || rect.cx % 2 != 0)) {
+  if (inPairs && (rect.x % 2 != 0 || rect.cx % 2 != 0)) {
     return Refuse(FOURTAP_INVALID, "%s: columns %d and %d more given, expected even numbers: two pixels share chroma",
                   name, rect.x, rect.cx);
   }
   return FOURTAP_OK;
 }
 
-fourtap_status fourtap::CheckLines(fourtap_scaler const& scaler, char const* name, void const* data, size_t bytes,
-                                   ptrdiff_t stride, int cx, int cy, HandedLines& lines) {
-  int64_t const lineBytes = int64_t{cx} * BitsPerPixel(scaler) / 8;
+fourtap_status fourtap::CheckHolds(fourtap_rect const& part, fourtap_rect const& needed) {
+  bool const holds = part.x <= needed.x && part.y <= needed.y && part.x + part.cx >= needed.x + needed.cx &&
+                     part.y + part.cy >= needed.y + needed.cy;
+  if (holds) return FOURTAP_OK;
+  return Refuse(FOURTAP_INVALID, "part: %dx%d pixels at %d,%d given, expected at least %dx%d at %d,%d", part.cx,
+                part.cy, part.x, part.y, needed.cx, needed.cy, needed.x, needed.y);
+}
+
+fourtap_status fourtap::CheckLines(char const* name, void const* data, size_t bytes, ptrdiff_t stride,
+                                   int64_t lineBytes, int cy, HandedLines& lines) {
   if (stride == 0) stride = lineBytes;
   if (stride > INT_MAX || stride < -INT_MAX || std::abs(stride) < lineBytes) {
     return Refuse(FOURTAP_INVALID, "%s.stride: %td given, expected 0, or %lld to %d bytes up or down", name, stride,
@@ -84,4 +106,15 @@ fourtap_status fourtap::CheckApart(HandedLines const& source, HandedLines const&
   bool const empty = source.first == source.end || target.first == target.end;
   if (empty || source.first >= target.end || target.first >= source.end) return FOURTAP_OK;
   return Refuse(FOURTAP_INVALID, "target: shares memory with the source, expected them apart");
+}
+
+fourtap_status fourtap::CheckSet(int widest) {
+  if (widest == FOURTAP_SET_WIDEST || *fourtap_set_name(widest) != '\0') return FOURTAP_OK;
+  return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
+}
+
+fourtap_status fourtap::FindSet(int widest, int& set) {
+  set = FourTapSetFor(widest);
+  if (set != FourTapSetNone) return FOURTAP_OK;
+  return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected SSE2 at least");
 }

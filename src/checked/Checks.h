@@ -26,18 +26,33 @@ struct HandedLines {
   uintptr_t first, end;  // addresses
 };
 
-int BitsPerPixel(fourtap_scaler const&);
+inline unsigned char const* TopOf(fourtap_source const& source, HandedLines const& lines) {
+  return static_cast<unsigned char const*>(source.data) + lines.top;
+}
+inline unsigned char* TopOf(fourtap_target const& target, HandedLines const& lines) {
+  return static_cast<unsigned char*>(target.data) + lines.top;
+}
+
+int BitsPerPixel(int layout);
 // Columns and widths are even then.
-bool NeedsPairs(fourtap_scaler const&);
+bool NeedsPairs(int layout, int cxIn, int cyIn, int cxOut, int cyOut);
 
 // Each refuses, or answers FOURTAP_OK. `name` is the argument's.
 fourtap_status CheckThere(char const* name, void const* address);
 fourtap_status CheckLayout(int layout);
+// The sizes of pictures that are scaled.
+fourtap_status CheckSizes(int cxIn, int cyIn, int cxOut, int cyOut, bool inPairs);
+fourtap_status RefuseSizes(int cxIn, int cyIn, int cxOut, int cyOut);
 // A rectangle of a picture.
-fourtap_status CheckRect(fourtap_scaler const&, char const* name, fourtap_rect const&, int cx, int cy);
+fourtap_status CheckRect(char const* name, fourtap_rect const&, int cx, int cy, bool inPairs);
+// A part of the source that is to hold what is needed.
+fourtap_status CheckHolds(fourtap_rect const& part, fourtap_rect const& needed);
 // Memory for cy lines of cx pixels.
-fourtap_status CheckLines(fourtap_scaler const&, char const* name, void const* data, size_t bytes, ptrdiff_t stride,
-                          int cx, int cy, HandedLines& lines);
+fourtap_status CheckLines(char const* name, void const* data, size_t bytes, ptrdiff_t stride, int64_t lineBytes, int cy,
+                          HandedLines& lines);
 fourtap_status CheckApart(HandedLines const& source, HandedLines const& target);
+// The widest set that is asked for: whether it is one, and that a set runs here.
+fourtap_status CheckSet(int widest);
+fourtap_status FindSet(int widest, int& set);
 
 }  // namespace fourtap

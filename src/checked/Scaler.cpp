@@ -24,7 +24,7 @@ constexpr Set sets[] = {FOURTAP_SETS(SET_OF, )};
 static_assert(FOURTAP_SET_SSE2 == +FourTapSetSSE2 && FOURTAP_SET_AVX2 == +FourTapSetAVX2 &&
               FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_WIDEST == +FourTapSetWidest);
 
-Set const* FindSet(int number) {
+Set const* KnownSet(int number) {
   for (Set const& set : sets) {
     if (set.number == number && number != FourTapSetNone) return &set;
   }
@@ -33,14 +33,6 @@ Set const* FindSet(int number) {
 
 fourtap_rect AllOf(int cx, int cy) { return {0, 0, cx, cy}; }
 
-unsigned char const* TopOf(fourtap_source const& source, HandedLines const& lines) {
-  return static_cast<unsigned char const*>(source.data) + lines.top;
-}
-
-unsigned char* TopOf(fourtap_target const& target, HandedLines const& lines) {
-  return static_cast<unsigned char*>(target.data) + lines.top;
-}
-
 fourtap_rect NeededOf(fourtap_scaler const& scaler, fourtap_rect const& out) {
   fourtap_rect needed;
   FourTapScaleSourceNeeded(scaler.layout, scaler.cxIn, scaler.cyIn, scaler.cxOut, scaler.cyOut, out.x, out.y, out.cx,
@@ -48,10 +40,11 @@ fourtap_rect NeededOf(fourtap_scaler const& scaler, fourtap_rect const& out) {
   return needed;
 }
 
-bool Holds(fourtap_rect const& outer, fourtap_rect const& inner) {
-  return outer.x <= inner.x && outer.y <= inner.y && outer.x + outer.cx >= inner.x + inner.cx &&
-         outer.y + outer.cy >= inner.y + inner.cy;
+bool NeedsPairs(fourtap_scaler const& scaler) {
+  return fourtap::NeedsPairs(scaler.layout, scaler.cxIn, scaler.cyIn, scaler.cxOut, scaler.cyOut);
 }
+
+int64_t LineBytes(fourtap_scaler const& scaler, int cx) { return int64_t{cx} * BitsPerPixel(scaler.layout) / 8; }
 
 bool IsWithinFrame(fourtap_scaler const& scaler) { return 0 < scaler.cyInDone && scaler.cyInDone < scaler.cyIn; }
 
@@ -70,14 +63,12 @@ int LinesWritten(fourtap_scaler const& scaler, int cyInDone) {
   }
   // While both sizes change, some sets write whole blocks only. What needs the last source line waits for it.
   bool const inBlocks = scaler.cxIn != scaler.cxOut && scaler.cyIn != scaler.cyOut;
-  return inBlocks ? first - first % FindSet(scaler.set)->linesAtATime : first;
+  return inBlocks ? first - first % KnownSet(scaler.set)->linesAtATime : first;
 }
 
 fourtap_status ChooseSet(fourtap_scaler& scaler, int widest) {
-  int const set = FourTapSetFor(widest);
-  if (set == FourTapSetNone) {
-    return Refuse(FOURTAP_PROCESSOR, "processor: none of the scalers runs here, expected SSE2 at least");
-  }
+  int set;
+  if (fourtap_status const status = FindSet(widest, set)) return status;
   scaler.set = set;
   scaler.frame = FourTapFrameScalerFor(scaler.layout, set);
   scaler.slice = FourTapSliceScalerFor(scaler.layout, set);
@@ -89,18 +80,12 @@ fourtap_status ChooseSet(fourtap_scaler& scaler, int widest) {
 fourtap_status fourtap_open(fourtap_scaler** scaler, int layout, int cx_in, int cy_in, int cx_out, int cy_out) {
   if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   if (fourtap_status const status = CheckLayout(layout)) return status;
-  if (cx_in < 1 || cy_in < 1 || cx_out < 1 || cy_out < 1) {
-    return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected at least 1x1", cx_in, cy_in, cx_out, cy_out);
-  }
+  bool const inPairs = fourtap::NeedsPairs(layout, cx_in, cy_in, cx_out, cy_out);
+  if (fourtap_status const status = CheckSizes(cx_in, cy_in, cx_out, cy_out, inPairs)) return status;
   fourtap_scaler made{layout, cx_in, cy_in, cx_out, cy_out, nullptr, FourTapSetNone, nullptr, nullptr, 0, 0};
-  if (NeedsPairs(made) && (cx_in % 2 != 0 || cx_out % 2 != 0)) {
-    return Refuse(FOURTAP_INVALID, "sizes: %d and %d pixels wide given, expected even widths: two pixels share chroma",
-                  cx_in, cx_out);
-  }
-  int const bitsPerPixel = BitsPerPixel(made);
+  int const bitsPerPixel = BitsPerPixel(layout);
   if (FourTapScaleContextBytes(cx_in, cy_in, cx_out, cy_out, bitsPerPixel) < 0) {
-    return Refuse(FOURTAP_INVALID, "sizes: %dx%d to %dx%d given, expected lines below 2 GiB and fewer of them", cx_in,
-                  cy_in, cx_out, cy_out);
+    return RefuseSizes(cx_in, cy_in, cx_out, cy_out);
   }
   if (fourtap_status const status = ChooseSet(made, FourTapSetWidest)) return status;
   made.context = InitScaleContext(cx_in, cy_in, cx_out, cy_out, bitsPerPixel);
@@ -125,7 +110,8 @@ fourtap_status fourtap_needed(fourtap_scaler const* scaler, fourtap_rect const* 
   if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
   if (fourtap_status const status = CheckThere("source", source)) return status;
   fourtap_rect const rect = out ? *out : AllOf(scaler->cxOut, scaler->cyOut);
-  if (fourtap_status const status = CheckRect(*scaler, "out", rect, scaler->cxOut, scaler->cyOut)) return status;
+  if (fourtap_status const status = CheckRect("out", rect, scaler->cxOut, scaler->cyOut, NeedsPairs(*scaler)))
+    return status;
   *source = NeededOf(*scaler, rect);
   return FOURTAP_OK;
 }
@@ -140,20 +126,18 @@ fourtap_status fourtap_scale(fourtap_scaler* scaler, fourtap_source source, four
   }
   fourtap_rect const rect = out ? *out : AllOf(scaler->cxOut, scaler->cyOut);
   fourtap_rect const given = part ? *part : AllOf(scaler->cxIn, scaler->cyIn);
-  if (fourtap_status const status = CheckRect(*scaler, "out", rect, scaler->cxOut, scaler->cyOut)) return status;
-  if (fourtap_status const status = CheckRect(*scaler, "part", given, scaler->cxIn, scaler->cyIn)) return status;
-  fourtap_rect const needed = NeededOf(*scaler, rect);
-  if (!Holds(given, needed)) {
-    return Refuse(FOURTAP_INVALID, "part: %dx%d pixels at %d,%d given, expected at least %dx%d at %d,%d", given.cx,
-                  given.cy, given.x, given.y, needed.cx, needed.cy, needed.x, needed.y);
-  }
+  if (fourtap_status const status = CheckRect("out", rect, scaler->cxOut, scaler->cyOut, NeedsPairs(*scaler)))
+    return status;
+  if (fourtap_status const status = CheckRect("part", given, scaler->cxIn, scaler->cyIn, NeedsPairs(*scaler)))
+    return status;
+  if (fourtap_status const status = CheckHolds(given, NeededOf(*scaler, rect))) return status;
   HandedLines from, to;
-  if (fourtap_status const status =
-          CheckLines(*scaler, "source", source.data, source.bytes, source.stride, given.cx, given.cy, from)) {
+  if (fourtap_status const status = CheckLines("source", source.data, source.bytes, source.stride,
+                                               LineBytes(*scaler, given.cx), given.cy, from)) {
     return status;
   }
   if (fourtap_status const status =
-          CheckLines(*scaler, "target", target.data, target.bytes, target.stride, rect.cx, rect.cy, to)) {
+          CheckLines("target", target.data, target.bytes, target.stride, LineBytes(*scaler, rect.cx), rect.cy, to)) {
     return status;
   }
   if (fourtap_status const status = CheckApart(from, to)) return status;
@@ -176,12 +160,12 @@ fourtap_status fourtap_push(fourtap_scaler* scaler, fourtap_source source, int l
   int const coming = lines == 0 ? 0 : LinesWritten(*scaler, scaler->cyInDone + lines) - scaler->cyOutDone;
   if (room < coming) return Refuse(FOURTAP_INVALID, "room: %d lines given, expected at least %d", room, coming);
   HandedLines from, to;
-  if (fourtap_status const status =
-          CheckLines(*scaler, "source", source.data, source.bytes, source.stride, scaler->cxIn, lines, from)) {
+  if (fourtap_status const status = CheckLines("source", source.data, source.bytes, source.stride,
+                                               LineBytes(*scaler, scaler->cxIn), lines, from)) {
     return status;
   }
   if (fourtap_status const status =
-          CheckLines(*scaler, "target", target.data, target.bytes, target.stride, scaler->cxOut, room, to)) {
+          CheckLines("target", target.data, target.bytes, target.stride, LineBytes(*scaler, scaler->cxOut), room, to)) {
     return status;
   }
   if (fourtap_status const status = CheckApart(from, to)) return status;
@@ -203,7 +187,7 @@ fourtap_status fourtap_reset(fourtap_scaler* scaler) {
 size_t fourtap_bytes(fourtap_scaler const* scaler) {
   if (!scaler) return 0;
   return sizeof *scaler + static_cast<size_t>(FourTapScaleContextBytes(scaler->cxIn, scaler->cyIn, scaler->cxOut,
-                                                                       scaler->cyOut, BitsPerPixel(*scaler)));
+                                                                       scaler->cyOut, BitsPerPixel(scaler->layout)));
 }
 
 int fourtap_set(fourtap_scaler const* scaler) { return scaler ? scaler->set : FourTapSetNone; }
@@ -219,9 +203,7 @@ int fourtap_most_written(fourtap_scaler const* scaler, int lines) {
 
 fourtap_status fourtap_use_set(fourtap_scaler* scaler, int widest) {
   if (fourtap_status const status = CheckThere("scaler", scaler)) return status;
-  if (widest != FOURTAP_SET_WIDEST && !FindSet(widest)) {
-    return Refuse(FOURTAP_INVALID, "widest: %d given, expected a set's number or FOURTAP_SET_WIDEST", widest);
-  }
+  if (fourtap_status const status = CheckSet(widest)) return status;
   if (IsWithinFrame(*scaler)) {
     return Refuse(FOURTAP_INVALID,
                   "scaler: a frame is being pushed, %d of %d lines so far; expected all or fourtap_reset",
@@ -231,7 +213,7 @@ fourtap_status fourtap_use_set(fourtap_scaler* scaler, int widest) {
 }
 
 char const* fourtap_set_name(int set) {
-  Set const* const found = FindSet(set);
+  Set const* const found = KnownSet(set);
   return found ? found->name : "";
 }
 

@@ -25,6 +25,7 @@ template <PairOrder const& order>
 struct PairLayout {
   static constexpr int bytesPerPixel = 2;
   static constexpr ClearedBytes cleared = nothingCleared;
+  static constexpr bool keepsPixels = false;
 
   // A copied pair repeats the chroma of its neighbour, and the one luma sample next to it. The left pair's own first
   // luma is never read: luma taps reach one pixel over the edge.

@@ -16,6 +16,8 @@ struct PixelLayout {
   static constexpr int bytesPerPixel = pixelBytes;
   static constexpr ClearedBytes cleared =
       channels == pixelBytes ? nothingCleared : ClearedBytes{.period = pixelBytes, .first = channels};
+  // Four channels are four columns a pixel either way. Three are three only when they are turned one by one.
+  static constexpr bool keepsPixels = channels == 4;
   static constexpr EdgeRule edges{.unitBytes = pixelBytes, .left = {0, 1, 2, 3}, .right = {0, 1, 2, 3}};
 
   static constexpr GatherLayout gather{
@@ -42,27 +44,27 @@ struct PixelLayout {
             .padRight = last - lastCol};
   }
 
-  template <class Column, class Taps>
+  template <bool packs, class Column, class Taps>
   static void FilterPixels(_SCALE_CONTEXT const& context, HorzRange const& range, Column const* in, Column* out,
                            Taps const (*coefs)[4]) {
-    FilterSamples<SampleGrid{.distance = pixelBytes, .channels = channels, .channelDistance = 1}>(
+    FilterSamples<SampleGrid{.distance = pixelBytes, .channels = channels, .channelDistance = 1, .packs = packs}>(
         StepsOf(context, context.horzPositions + range.xDest), range.cxDest, in, out, coefs);
   }
 
   static void FourTapHorzFilterLine_c(_SCALE_CONTEXT const& context, HorzRange const& range, unsigned char const* in,
                                       unsigned char* out) {
-    FilterPixels(context, range, in, out, context.horzCoef);
+    FilterPixels<false>(context, range, in, out, context.horzCoef);
   }
 
   static void FourTapHorzFilter4Lines_mmx(_SCALE_CONTEXT const& context, HorzRange const& range,
                                           FourTapColumnOf4 const* in, FourTapColumnOf4* out) {
-    FilterPixels(context, range, in, out, context.horzCoef_mmx);
+    FilterPixels<false>(context, range, in, out, context.horzCoef_mmx);
     _mm_empty();
   }
 
   static void FourTapHorzFilter8Lines_sse2(_SCALE_CONTEXT const& context, HorzRange const& range,
                                            FourTapColumnOf8 const* in, FourTapColumnOf8* out) {
-    FilterPixels(context, range, in, out, context.horzCoef_sse2);
+    FilterPixels<keepsPixels>(context, range, in, out, context.horzCoef_sse2);
   }
 };
 

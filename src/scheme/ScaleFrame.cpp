@@ -31,6 +31,13 @@ void FillSourceLines(_SCALE_CONTEXT& context, SourceLines const& source, int fir
   for (int line = context.cyIn; line < lastEntry; ++line) lines[line] = source.At(context.cyIn - 1);
 }
 
+// Of a part of the source there are the lines that a call needs, so the nearest of them stand for all others.
+void FillAroundNeeded(_SCALE_CONTEXT& context, int firstEntry, int lastEntry) {
+  unsigned char const** const entries = context.srcLines;
+  std::fill(entries, entries + firstEntry, entries[firstEntry]);
+  std::fill(entries + lastEntry + 1, entries + ptrdiff_t{context.cyIn} + 3, entries[lastEntry]);
+}
+
 }  // namespace
 
 void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char const* src, int srcStride,
@@ -44,12 +51,9 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   }
   int const firstEntry = SourcePosition(context.cyIn, context.cyOut, yDest);
   int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
-  // Of a part of the source there is only what the call needs.
-  if (scaler.fillsWholeTable && !context.holdsPart) {
-    FillSourceLines(context, source, 0, context.cyIn + 2);
-  } else {
-    FillSourceLines(context, source, firstEntry, lastEntry);
-  }
+  bool const fillsAll = scaler.fillsWholeTable && !context.holdsPart;
+  FillSourceLines(context, source, fillsAll ? 0 : firstEntry, fillsAll ? context.cyIn + 2 : lastEntry);
+  if (scaler.fillsWholeTable && context.holdsPart) FillAroundNeeded(context, firstEntry, lastEntry);
   LineBlock block = StartBlock(dst, dstStride, 0);
   ScaleLines(scaler, context, range, yDest, cyDest, -1, lastEntry + 1, block);
   FlushLines(scaler, context, range, block);

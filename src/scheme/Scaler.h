@@ -33,7 +33,7 @@ struct Scaler {
   HorzScaleSrcLines* scaleSrcLines;  // the same for source lines
   IntermediateLines intermediateLines;
   bool holdsLinesBack;   // progressive calls keep the lines of a block that is not full for the next call
-  bool fillsWholeTable;  // frame calls list all lines of a whole source in the context, not only those that they need
+  bool fillsWholeTable;  // frame calls fill the context's table of lines, not only with those that they need
 };
 
 // Whether the blocks of a scaler fit into the lines of a context.

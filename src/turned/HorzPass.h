@@ -2,6 +2,7 @@
 //
 // A layout is a record with
 //   bytesPerPixel, edges (EdgeRule), Needed (NeededRange), cleared (ClearedBytes: no filter writes them)
+//   keepsPixels       whether its blocks of 8 lines are turned by whole pixels; their filter then packs its sums
 //   FourTapHorzFilterLine_c, FourTapHorzFilter4Lines_mmx, FourTapHorzFilter8Lines_sse2
 //                     (_SCALE_CONTEXT const&, HorzRange const&, in, out): from the extended stretch to output columns
 #pragma once
@@ -45,8 +46,9 @@ Column* RepeatEdges(Column* real, HorzRange const& range) {
 // Where the samples of a kind lie within a line.
 struct SampleGrid {
   int distance;         // from a sample to the next of its channel, columns
-  int channels;         // filtered alike
+  int channels;         // filtered alike; of whole pixels the columns, each of some lines
   int channelDistance;  // from one to the next
+  bool packs = false;   // sums leave as bytes, those of two channels in a column
 };
 
 // Where samples of a kind lie in the source, from a first one on.
@@ -76,7 +78,11 @@ struct SampleSums {
   void Store(Column* out, ptrdiff_t step) const {
     for (int s = 0; s < samples; ++s) {
       Column* const to = out + s * step;
-      for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+      if constexpr (grid.packs) {
+        for (int c = 0; c < grid.channels / 2; ++c) to[c] = _mm_packus_epi16(sums[s][2 * c], sums[s][2 * c + 1]);
+      } else {
+        for (int c = 0; c < grid.channels; ++c) to[c * grid.channelDistance] = sums[s][c];
+      }
     }
   }
 };
@@ -150,9 +156,11 @@ struct Block8Lines_sse2 {
   static Column* In(_SCALE_CONTEXT& context) { return context.colsIn_sse2; }
   static Column* Out(_SCALE_CONTEXT& context) { return context.colsOut_sse2; }
   template <class Layout>
-  static constexpr auto* const rotateIn = LinesToColumns_sse2<Layout::cleared>;
+  static constexpr auto* const rotateIn =
+      Layout::keepsPixels ? LinesToPixelColumns_sse2 : LinesToColumns_sse2<Layout::cleared>;
   template <class Layout>
-  static constexpr auto* const rotateOut = ByteColumnsToLines_sse2<Layout::cleared>;
+  static constexpr auto* const rotateOut =
+      Layout::keepsPixels ? PixelColumnsToLines_sse2 : ByteColumnsToLines_sse2<Layout::cleared>;
   template <class Layout>
   static constexpr auto* const filter = Layout::FourTapHorzFilter8Lines_sse2;
 };

@@ -182,6 +182,12 @@ template <ClearedBytes cleared>
   LinesFromAllColumns<MergeBytes, cleared>(columns, lines, count);
 }
 
+// Pixels of four bytes can stay whole, which takes fewer steps. There are as many columns as there are bytes in a line:
+// of each pixel four, column k with the pixel of lines 2 * k and 2 * k + 1, as words; and of sums that are bytes again
+// two, column k with the pixel of lines 4 * k to 4 * k + 3.
+void LinesToPixelColumns_sse2(unsigned char const* const* table, int count, FourTapColumnOf8* columns);
+void PixelColumnsToLines_sse2(FourTapColumnOf8 const* columns, unsigned char* const* table, int count);
+
 void LinesToColumns_mmx(unsigned char const* const* lines, int count, FourTapColumnOf4* columns);
 
 // From any lanes, which saturate.

@@ -60,17 +60,11 @@ def bitmap(cx, cy, bits, pixels=None, padding=b"\0", info_size=40, planes=1, com
 
 
 @functools.lru_cache(maxsize=None)
-def step_by_model(bits, pixels, size_in, size_out):
-    arguments = [str(n) for n in (bits, *size_in, *size_out)]
+def by_model(layout, pixels, size_in, size_out, one_step=False, alpha=0):
+    """As the model of pictures scales. The layout is a name, bits per pixel, or a number of pixels with alpha."""
+    arguments = [str(n) for n in (layout, *size_in, *size_out, int(one_step), alpha)]
     return subprocess.run([os.environ["MODEL_FRAME"], *arguments], input=pixels, capture_output=True, check=True,
                           timeout=60).stdout
-
-
-def by_model(bits, pixels, *sizes):
-    """Through each of the sizes in turn, as the model scales."""
-    for size_in, size_out in zip(sizes, sizes[1:]):
-        pixels = step_by_model(bits, pixels, size_in, size_out)
-    return pixels
 
 
 def await_empty(pipe):
@@ -144,7 +138,8 @@ class ToolCase(unittest.TestCase):
         done = self.run_tool(*arguments, **options)
         with self.subTest(arguments=arguments, stderr=done.stderr):
             self.assertEqual(done.returncode, status)
-            self.assertRegex(done.stderr, r"\Afourtap: [^\n]+\n\Z")
+            name = pathlib.Path(options.get("tool", FOURTAP)).name
+            self.assertRegex(done.stderr, rf"\A{name}: [^\n]+\n\Z")
             for word in words:
                 self.assertIn(word, done.stderr)
             after = self.state()

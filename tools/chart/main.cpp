@@ -1,239 +1,104 @@
-// Draws a test chart that shows a scaler's faults: rings and beats where it aliases, blur and halos at strokes and
-// edges, steps in gradients, lost or doubled lines at the borders.
+// chart: draws pictures to scale, for looking and for measuring.
 #include <algorithm>
-#include <cmath>
-#include <numbers>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "chart/Drawing.h"
+#include "fourtap/CommandLine.h"
 #include "fourtap/Failure.h"
 #include "fourtap/OutputFile.h"
 #include "fourtap/Picture.h"
+#include "fourtap/SizeGrammar.h"
 
 namespace {
 
-int const cxChart = 640;
-int const cyChart = 480;
-double const pi = std::numbers::pi;
+using tool::Failure;
+using tool::PictureSize;
+using tool::PixelKind;
 
-struct Colour {
-  double red, green, blue;  // 0 to 1
+int const mostPixels = 65535;  // of a side
+
+enum class Subject { chart, photo, zone };
+
+struct Options {
+  Subject subject = Subject::chart;
+  std::optional<PictureSize> size;
+  bool cutOut = false;
+  bool gray = false;
+  std::string output;
 };
 
-Colour Gray(double level) { return {level, level, level}; }
-
-// Colours at a point of a region, from its top left corner, in pixels.
-typedef Colour Pattern(double x, double y);
-
-// Half of the side of the two round patterns.
-double const radius = 100;
-
-// A cosine over the squared distance from the centre: its frequency grows evenly, to one ring per two pixels at the
-// edge.
-Colour ZonePlate(double x, double y) {
-  double const distance = std::hypot(x - radius, y - radius);
-  if (distance > radius) return Gray(0.5);
-  return Gray(0.5 + 0.5 * std::cos(pi * distance * distance / (2 * radius)));
+std::optional<Options> ParseArguments(int argc, char** argv) {
+  Options options;
+  CLI::App app("Draws a picture that shows what a scaler does.", "chart");
+  app.add_option("FILE", options.output, "The picture file to write, " + tool::Alternatives(tool::FormatNames()))
+      ->type_name("");
+  tool::AddNamedOption<Subject>(app, "--picture", options.subject,
+                                {{"chart", Subject::chart}, {"photo", Subject::photo}, {"zone", Subject::zone}},
+                                "A chart of a scaler's faults, 640x480; what is much like a photo; a zone plate in "
+                                "gray. The chart is the default");
+  tool::AddParsedOption(
+      app, "--size", "WxH", options.size,
+      [](std::string const& text) {
+        auto const size = tool::ParsePlainSize(text);
+        return size && std::max(size->cx, size->cy) <= mostPixels ? size : std::nullopt;
+      },
+      "a size such as 1600x1200, up to 65535x65535", "Of the photo and the zone plate; 1600x1600 is the default");
+  app.add_flag("--cut-out", options.cutOut, "Leaves only an oval of the chart opaque");
+  app.add_flag("--gray", options.gray, "Without colours");
+  if (!tool::Parsed(app, argc, argv)) return std::nullopt;
+  if (options.output.empty()) throw Failure{tool::badUsage, "expected the name of the picture file to write"};
+  bool const isChart = options.subject == Subject::chart;
+  if (isChart && options.size) throw Failure{tool::badUsage, "--size: expected --picture photo or zone with it"};
+  if (!isChart && options.cutOut) throw Failure{tool::badUsage, "--cut-out: expected no other picture than the chart"};
+  return options;
 }
 
-// Spokes that get finer towards the centre.
-Colour SiemensStar(double x, double y) {
-  int const spokes = 36;
-  if (std::hypot(x - radius, y - radius) > radius - 2) return Gray(0.5);
-  return Gray(std::sin(spokes * std::atan2(y - radius, x - radius)) > 0 ? 1 : 0);
-}
-
-// Letters of 5x7 pixels, a line of a letter per number, its leftmost pixel the highest bit.
-struct Letter {
-  char name;
-  unsigned char lines[7];
-};
-Letter const letters[] = {
-    {'A', {0x0E, 0x11, 0x11, 0x1F, 0x11, 0x11, 0x11}}, {'C', {0x0E, 0x11, 0x10, 0x10, 0x10, 0x11, 0x0E}},
-    {'E', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x1F}}, {'F', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x10}},
-    {'I', {0x0E, 0x04, 0x04, 0x04, 0x04, 0x04, 0x0E}}, {'L', {0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x1F}},
-    {'M', {0x11, 0x1B, 0x15, 0x15, 0x11, 0x11, 0x11}}, {'N', {0x11, 0x19, 0x15, 0x13, 0x11, 0x11, 0x11}},
-    {'O', {0x0E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}}, {'P', {0x1E, 0x11, 0x11, 0x1E, 0x10, 0x10, 0x10}},
-    {'R', {0x1E, 0x11, 0x11, 0x1E, 0x14, 0x12, 0x11}}, {'S', {0x0F, 0x10, 0x10, 0x0E, 0x01, 0x01, 0x1E}},
-    {'T', {0x1F, 0x04, 0x04, 0x04, 0x04, 0x04, 0x04}}, {'U', {0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}},
-    {'Y', {0x11, 0x11, 0x0A, 0x04, 0x04, 0x04, 0x04}},
-};
-
-bool InLetter(char name, int x, int y) {
-  auto const* const letter =
-      std::find_if(std::begin(letters), std::end(letters), [=](Letter const& l) { return l.name == name; });
-  return letter != std::end(letters) && x < 5 && y >= 0 && y < 7 && (letter->lines[y] >> (4 - x) & 1) != 0;
-}
-
-// Lines of text in strokes of one pixel, each line in another pair of colours.
-Colour Text(double x, double y) {
-  static std::string_view const text = "FOUR TAPS FILTER A PICTURE  SMALL LETTERS ON MANY COLOURS  ";
-  static struct {
-    Colour ink, paper;
-  } const colours[] = {
-      {Gray(0), Gray(1)},     {Gray(1), Gray(0)},       {Gray(0.35), Gray(0.5)},
-      {{1, 0, 0}, {0, 0, 1}}, {{1, 1, 0}, {0, 0, 0.4}}, {{0, 0.6, 0}, Gray(1)},
-  };
-  int const line = static_cast<int>(y) / 11;
-  int const column = static_cast<int>(x) / 6;
-  auto const& [ink, paper] = colours[static_cast<size_t>(line) % std::size(colours)];
-  char const letter = text[static_cast<size_t>(column + 9 * line) % text.size()];
-  return InLetter(letter, static_cast<int>(x) % 6, static_cast<int>(y) % 11 - 2) ? ink : paper;
-}
-
-// Groups of lines of one, two and three pixels, upright, level and slanted.
-Colour FineLines(double x, double y) {
-  int const group = static_cast<int>(x) / 32;
-  int const width = 1 + static_cast<int>(y) / 34;
-  double const along = group % 3 == 0 ? x : group % 3 == 1 ? y : x + y / 3;
-  bool const onLine = static_cast<int>(along) / width % 2 == 0;
-  return Gray(onLine ? 0 : 1);
-}
-
-// From black to white and to each primary colour.
-Colour Ramps(double x, double y) {
-  double const level = x / 400;
-  switch (static_cast<int>(y) / 20) {
-    case 0:
-      return Gray(level);
-    case 1:
-      return {level, 0, 0};
-    case 2:
-      return {0, level, 0};
-    case 3:
-      return {0, 0, level};
+chart::Drawing Draw(Options const& options) {
+  PictureSize const size = options.size.value_or(PictureSize{1600, 1600});
+  switch (options.subject) {
+    case Subject::photo:
+      return chart::Photo(size);
+    case Subject::zone:
+      return chart::ZonePlate(size);
     default:
-      return Gray(0.45 + 0.1 * level);
+      return chart::TestChart(options.cutOut);
   }
 }
 
-// All hues, washed out downwards.
-Colour Hues(double x, double y) {
-  double const turn = 2 * pi * x / 200;
-  double const strength = 0.5 * (1 - y / 100);
-  auto const channel = [=](double shift) { return 0.5 + strength * std::cos(turn - shift); };
-  return {channel(0), channel(2 * pi / 3), channel(4 * pi / 3)};
+// The same without colours.
+chart::Drawing InGray(chart::Drawing const& drawing) {
+  if (tool::IsGray(drawing.kind)) return drawing;
+  bool const alpha = tool::HasAlpha(drawing.kind);
+  return {drawing.size, alpha ? PixelKind::grayAlpha : PixelKind::gray, [=](int y, unsigned char* line) {
+            std::vector<unsigned char> coloured(tool::LineBytes(drawing.size, drawing.kind));
+            drawing.drawLine(y, coloured.data());
+            for (size_t i = 0; i < coloured.size(); i += alpha ? 4 : 3) {
+              *line++ = static_cast<unsigned char>(
+                  (77 * coloured[i] + 150 * coloured[i + 1] + 29 * coloured[i + 2] + 128) >> 8);
+              if (alpha) *line++ = coloured[i + 3];
+            }
+          }};
 }
 
-// Fields of full colour that meet at upright, level and slanted edges.
-Colour ColourEdges(double x, double y) {
-  static Colour const colours[] = {{1, 0, 0}, {0, 1, 1}, {0, 0, 1}, {1, 1, 0}, {0, 1, 0}, {1, 0, 1}, Gray(1), Gray(0)};
-  int const field = static_cast<int>((x + 0.4 * y) / 27) + (y < 51 ? 0 : 3);
-  return colours[static_cast<size_t>(field) % std::size(colours)];
-}
-
-// A round and a slanted edge between black and white, and single points.
-Colour Edges(double x, double y) {
-  if (y > 80 && y < 97) return Gray(static_cast<int>(x) % 8 == 4 && static_cast<int>(y) % 8 == 4 ? 1 : 0);
-  bool const inside = std::hypot(x - 50, y - 40) < 34;
-  bool const right = x > 120 + y / 4;
-  return Gray(inside || right ? 0.9 : 0.1);
-}
-
-struct Region {
-  int x, y, cx, cy;
-  int samples;  // per pixel and direction: 1 draws whole pixels, more smooth the edges
-  Pattern* pattern;
-};
-
-Region const regions[] = {
-    {10, 10, 200, 200, 1, ZonePlate},    {220, 10, 200, 200, 8, SiemensStar}, {430, 10, 200, 99, 1, Text},
-    {430, 111, 200, 99, 1, FineLines},   {10, 220, 400, 100, 1, Ramps},       {430, 220, 200, 100, 1, Hues},
-    {10, 330, 400, 140, 8, ColourEdges}, {430, 330, 200, 140, 8, Edges},
-};
-
-// RGB, or RGBA.
-struct Canvas {
-  tool::PixelKind kind;
-  std::vector<unsigned char> pixels;
-
-  explicit Canvas(tool::PixelKind theKind)
-      : kind(theKind), pixels(tool::LineBytes({cxChart, cyChart}, kind) * cyChart) {}
-  unsigned char* Pixel(int x, int y) { return pixels.data() + ptrdiff_t{y * cxChart + x} * tool::BytesPerPixel(kind); }
-};
-
-unsigned char Byte(double level) { return static_cast<unsigned char>(std::lround(255 * std::clamp(level, 0.0, 1.0))); }
-
-void SetPixel(Canvas& canvas, int x, int y, Colour colour) {
-  unsigned char* const pixel = canvas.Pixel(x, y);
-  pixel[0] = Byte(colour.red);
-  pixel[1] = Byte(colour.green);
-  pixel[2] = Byte(colour.blue);
-}
-
-void DrawRegion(Canvas& canvas, Region const& region) {
-  int const samples = region.samples;
-  for (int y = 0; y < region.cy; ++y) {
-    for (int x = 0; x < region.cx; ++x) {
-      Colour sum = Gray(0);
-      for (int sample = 0; sample < samples * samples; ++sample) {
-        Colour const colour =
-            region.pattern(x + (sample % samples + 0.5) / samples, y + (sample / samples + 0.5) / samples);
-        sum = {sum.red + colour.red, sum.green + colour.green, sum.blue + colour.blue};
-      }
-      double const n = samples * samples;
-      SetPixel(canvas, region.x + x, region.y + y, {sum.red / n, sum.green / n, sum.blue / n});
-    }
-  }
-}
-
-// Leaves an oval with a hole opaque. What is transparent is bright green, which must not shine through.
-void CutOut(Canvas& canvas) {
-  for (int y = 0; y < cyChart; ++y) {
-    for (int x = 0; x < cxChart; ++x) {
-      double const dx = x - cxChart / 2.0, dy = y - cyChart / 2.0;
-      double const inOval = (1 - std::hypot(dx / (cxChart / 2.0), dy / (cyChart / 2.0))) * cyChart / 2;
-      double const outsideHole = std::hypot(dx, dy) - 40;
-      double const alpha = std::clamp(std::min(inOval, outsideHole), 0.0, 1.0);
-      if (alpha == 0) SetPixel(canvas, x, y, {0, 1, 0});
-      canvas.Pixel(x, y)[3] = Byte(alpha);
-    }
-  }
-}
-
-// Nested frames of one pixel: the outermost line has a colour of its own at each border.
-void DrawBorders(Canvas& canvas) {
-  static Colour const rings[] = {Gray(1), Gray(0), Gray(1), Gray(0)};
-  for (int y = 0; y < cyChart; ++y) {
-    for (int x = 0; x < cxChart; ++x) {
-      int const left = x, right = cxChart - 1 - x, top = y, bottom = cyChart - 1 - y;
-      int const depth = std::min({left, right, top, bottom});
-      if (depth >= 4) continue;
-      Colour colour = rings[depth];
-      if (depth == 0) {
-        colour = top == 0      ? Colour{1, 0, 0}
-                 : bottom == 0 ? Colour{0, 1, 0}
-                 : left == 0   ? Colour{1, 1, 0}
-                               : Colour{0, 1, 1};
-      }
-      SetPixel(canvas, x, y, colour);
-    }
-  }
-}
-
-Canvas DrawChart(bool cutOut) {
-  Canvas canvas(cutOut ? tool::PixelKind::rgba : tool::PixelKind::rgb);
-  DrawRegion(canvas, {0, 0, cxChart, cyChart, 1, [](double, double) { return Gray(0.5); }});
-  for (Region const& region : regions) DrawRegion(canvas, region);
-  DrawBorders(canvas);
-  if (cutOut) CutOut(canvas);
-  return canvas;
-}
-
-void WriteChart(std::string const& name, bool cutOut) {
+void Write(chart::Drawing const& drawing, std::string const& name) {
+  bool const alpha = tool::HasAlpha(drawing.kind);
   tool::PictureFormat const* const format = tool::FormatOfName(name);
-  if (!format || (cutOut && !format->holdsAlpha)) {
-    std::string const formats = cutOut ? tool::Alternatives(tool::FormatNamesWithAlpha()) + ", which hold alpha"
-                                       : tool::Alternatives(tool::FormatNames());
-    throw tool::Failure{tool::badUsage, name + ": expected a name with the suffix of " + formats};
+  if (!format || (alpha && !format->holdsAlpha)) {
+    std::string const formats = alpha ? tool::Alternatives(tool::FormatNamesWithAlpha()) + ", which hold alpha"
+                                      : tool::Alternatives(tool::FormatNames());
+    throw Failure{tool::badUsage, name + ": expected a name with the suffix of " + formats};
   }
-  Canvas const canvas = DrawChart(cutOut);
   tool::PictureNotes const notes;
   tool::OutputFile file(name, true);
   auto const writer =
-      format->create(file, {.size = {cxChart, cyChart}, .kind = canvas.kind, .notes = &notes, .quality = 95});
-  writer->WriteLines(canvas.pixels.data(), cyChart);
+      format->create(file, {.size = drawing.size, .kind = drawing.kind, .notes = &notes, .quality = 95});
+  std::vector<unsigned char> line(tool::LineBytes(drawing.size, drawing.kind));
+  for (int y = 0; y < drawing.size.cy; ++y) {
+    drawing.drawLine(y, line.data());
+    writer->WriteLines(line.data(), 1);
+  }
   writer->Finish();
   file.Finish();
 }
@@ -242,13 +107,12 @@ void WriteChart(std::string const& name, bool cutOut) {
 
 int main(int argc, char** argv) {
   try {
-    bool const cutOut = argc == 3 && std::string_view(argv[1]) == "--cut-out";
-    if (argc != 2 && !cutOut) {
-      throw tool::Failure{tool::badUsage, "expected [--cut-out] and the name of the picture file to write"};
-    }
-    WriteChart(argv[argc - 1], cutOut);
+    auto const options = ParseArguments(argc, argv);
+    if (!options) return tool::succeeded;
+    chart::Drawing const drawing = Draw(*options);
+    Write(options->gray ? InGray(drawing) : drawing, options->output);
     return tool::succeeded;
-  } catch (tool::Failure const& failure) {
+  } catch (Failure const& failure) {
     return tool::Report("chart", failure);
   }
 }

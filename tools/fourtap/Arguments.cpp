@@ -1,9 +1,9 @@
 #include "fourtap/Arguments.h"
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <map>
 
+#include "fourtap/CommandLine.h"
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Scalers.h"
@@ -11,44 +11,6 @@
 namespace tool {
 
 namespace {
-
-// Adds an option whose value `parse` reads; `expected` tells the user what that would have been.
-template <class Value, class Parse>
-void AddParsedOption(CLI::App& app, std::string const& name, std::string const& typeName, Value& value, Parse parse,
-                     std::string const& expected, std::string const& help) {
-  app.add_option_function<std::string>(
-         name,
-         [=, &value](std::string const& text) {
-           auto const parsed = parse(text);
-           if (!parsed) throw CLI::ValidationError(name, "\"" + text + "\" given, expected " + expected);
-           value = *parsed;
-         },
-         help)
-      ->type_name(typeName);
-}
-
-// As the help shows them.
-std::string Choices(std::vector<std::string_view> const& names) {
-  std::string text;
-  for (std::string_view const name : names) {
-    if (!text.empty()) text += '|';
-    text += name;
-  }
-  return text;
-}
-
-template <class Value>
-void AddNamedOption(CLI::App& app, std::string const& name, Value& value, std::map<std::string, Value> const& values,
-                    std::string const& help) {
-  std::vector<std::string_view> known;
-  for (auto const& [text, meaning] : values) known.push_back(text);
-  std::string const names = Choices(known);
-  auto const parse = [values](std::string const& text) -> std::optional<Value> {
-    auto const found = values.find(text);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
-  };
-  AddParsedOption(app, name, names, value, parse, "one of " + names, help);
-}
 
 // A number from 1 to `most`, which may be followed by k, M or G.
 template <class Number>
@@ -178,20 +140,11 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--quiet", options.quiet, "No progress on a terminal, and no warnings");
   app.add_flag("--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
   app.add_flag("--info", options.info,
-               "Print the processor and its instruction sets and, of an input, its size, the steps to --size and the "
-               "memory they take");
+               "Print the processor and its instruction sets and, of an input, its size, the way to --size and the "
+               "memory it takes");
   app.add_flag("--selftest", options.selfTest, "Prove on this machine that every scaler gives the right bytes");
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
-  try {
-    app.parse(argc, argv);
-  } catch (CLI::Success const& asked) {
-    app.exit(asked);
-    return std::nullopt;
-  } catch (CLI::ParseError const& error) {
-    std::string const fault = error.what();
-    bool const complete = fault.find("expected") != fault.npos;
-    throw Failure{badUsage, complete ? fault : fault + "; --help tells what is expected"};
-  }
+  if (!Parsed(app, argc, argv)) return std::nullopt;
   options.outputIsPattern = app.count("--out") > 0;
   if (strip || app.count("--keep") > 0) options.keptNotes = stripped;
   CheckOptions(app, options, files);

@@ -13,22 +13,23 @@
 #include "fourtap/Channel.h"
 #include "fourtap/Exif.h"
 #include "fourtap/Failure.h"
-#include "fourtap/LineChain.h"
 #include "fourtap/Orientation.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
+#include "fourtap/Scaling.h"
 
 namespace tool {
 
 namespace {
 
-size_t const batchBytes = 1 << 18;
-int const mostLinesPerBatch = 64;
 int const defaultQuality = 90;
 
+// Small enough for three threads to be at work on one picture, and with tall, narrow ones large enough for that to pay.
 int LinesPerBatch(PictureSize size, PixelKind kind) {
+  size_t const batchBytes = 1 << 18;
+  int const someLines = 64, leastBatches = 16;
   size_t const lines = batchBytes / std::max<size_t>(1, LineBytes(size, kind));
-  return std::clamp(static_cast<int>(lines), 1, std::min(mostLinesPerBatch, size.cy));
+  return std::clamp(static_cast<int>(lines), 1, std::min(std::max(someLines, size.cy / leastBatches), size.cy));
 }
 
 PictureFormat const& OutputFormat(Options const& options, PictureFormat const& input, std::string const& output) {
@@ -67,7 +68,7 @@ struct LineBatch {
 };
 
 // Reads the lines that the plan needs.
-void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, Channel<LineBatch>& channel) {
+void ReadAll(PictureReader& reader, ScalePlan const& plan, int linesPerBatch, Channel<LineBatch>& channel) {
   int const cy = plan.LinesToRead();
   for (int y = 0; y < cy;) {
     LineBatch* const batch = channel.AwaitEmpty();
@@ -80,45 +81,67 @@ void ReadAll(PictureReader& reader, ChainPlan const& plan, int linesPerBatch, Ch
   if (cy == plan.in.cy) reader.Finish();
 }
 
-// Collects lines to batches.
-struct BatchFiller {
-  Channel<LineBatch>& channel;
-  size_t lineBytes;
-  int linesPerBatch;
+// The scaler at work between two channels.
+struct LineScaler {
+  ScalePlan const& plan;
+  Channel<LineBatch>& to;
+  int linesPerBatch;  // of those that go on
+  OwnedPicture picture;
   LineBatch* batch = nullptr;
+  int written = 0;
   bool stopped = false;
 
-  void Add(unsigned char const* line) {
-    if (stopped) return;
-    if (!batch) {
-      batch = channel.AwaitEmpty();
-      stopped = !batch;
-      if (stopped) return;
-      batch->count = 0;
-    }
-    std::memcpy(batch->lines.get() + lineBytes * static_cast<size_t>(batch->count), line, lineBytes);
-    if (++batch->count == linesPerBatch) PassOn();
+  LineScaler(ScalePlan const& scalePlan, Channel<LineBatch>& toWrite, int linesOut)
+      : plan(scalePlan), to(toWrite), linesPerBatch(linesOut), picture(OpenPicture(plan.rules, plan.in, plan.scaled)) {
+    fourtap_rect const out{plan.rect.x, plan.rect.y, plan.rect.cx, plan.rect.cy};
+    Expect(fourtap_picture_begin(picture.get(), &out));
   }
 
-  void PassOn() {
-    if (batch) channel.PassOn();
-    batch = nullptr;
+  // Lines of the needed part; with none of them, what is still to be made.
+  void Push(unsigned char const* lines, size_t stride, size_t lineBytes, int count) {
+    size_t const bytesOut = LineBytes({plan.rect.cx, 1}, plan.kindOut);
+    while (!stopped && (count > 0 || written < plan.rect.cy)) {
+      if (!batch && written < plan.rect.cy) {
+        batch = to.AwaitEmpty();
+        stopped = !batch;
+        if (stopped) return;
+        batch->count = 0;
+      }
+      int const room = batch ? std::min(linesPerBatch - batch->count, plan.rect.cy - written) : 0;
+      unsigned char* const next = batch ? batch->lines.get() + bytesOut * static_cast<size_t>(batch->count) : nullptr;
+      size_t const bytes = count == 0 ? 0 : stride * static_cast<size_t>(count - 1) + lineBytes;
+      int taken = 0, made = 0;
+      Expect(fourtap_picture_push(picture.get(), {lines, bytes, static_cast<ptrdiff_t>(stride)}, count, &taken,
+                                  {next, bytesOut * static_cast<size_t>(room), 0}, room, &made));
+      if (taken == 0 && made == 0) return;
+      lines += stride * static_cast<size_t>(taken);
+      count -= taken;
+      written += made;
+      if (batch) batch->count += made;
+      if (batch && (batch->count == linesPerBatch || written == plan.rect.cy)) {
+        to.PassOn();
+        batch = nullptr;
+      }
+    }
   }
 };
 
-void ScaleAll(ChainPlan const& plan, int linesPerBatch, Channel<LineBatch>& from, BatchFiller& filler,
+void ScaleAll(ScalePlan const& plan, Channel<LineBatch>& from, Channel<LineBatch>& to, int linesPerBatch,
               ProgressReport& progress) {
-  std::optional<LineChain> chain;
+  std::optional<LineScaler> scaler;
+  size_t const stride = LineBytes(plan.in, plan.kindIn);
+  size_t const firstByte = LineBytes({plan.needed.x, 1}, plan.kindIn);
   int y = 0;
-  while (LineBatch* const batch = filler.stopped ? nullptr : from.AwaitFull()) {
+  while (LineBatch* const batch = scaler && scaler->stopped ? nullptr : from.AwaitFull()) {
     // What a header claims takes no memory before the lines begin to come.
-    if (!chain) chain.emplace(plan, linesPerBatch, [&filler](unsigned char const* line) { filler.Add(line); });
-    chain->Push(batch->lines.get(), batch->count);
+    if (!scaler) scaler.emplace(plan, to, linesPerBatch);
+    int const first = std::clamp(plan.needed.y - y, 0, batch->count);
+    scaler->Push(batch->lines.get() + stride * static_cast<size_t>(first) + firstByte, stride,
+                 LineBytes({plan.needed.cx, 1}, plan.kindIn), batch->count - first);
     y += batch->count;
     from.GiveBack();
     progress.Update(y);
   }
-  filler.PassOn();
 }
 
 void WriteAll(PictureWriter& writer, Channel<LineBatch>& channel) {
@@ -133,8 +156,8 @@ struct Batches {
   size_t lineBytesIn, lineBytesOut;
   int linesIn, linesOut;
 
-  Batches(ChainPlan const& plan, int linesPerSlice) {
-    PictureSize const sizeOut{plan.Rect().cx, plan.Rect().cy};
+  Batches(ScalePlan const& plan, int linesPerSlice) {
+    PictureSize const sizeOut{plan.rect.cx, plan.rect.cy};
     lineBytesIn = LineBytes(plan.in, plan.kindIn);
     lineBytesOut = LineBytes(sizeOut, plan.kindOut);
     linesIn = linesPerSlice ? std::min(linesPerSlice, plan.in.cy) : LinesPerBatch(plan.in, plan.kindIn);
@@ -145,15 +168,14 @@ struct Batches {
 };
 
 // Throws what went wrong first on the way of a line.
-void ScaleLines(PictureReader& reader, ChainPlan const& plan, int linesPerSlice, PictureWriter& writer,
+void ScaleLines(PictureReader& reader, ScalePlan const& plan, int linesPerSlice, PictureWriter& writer,
                 ProgressReport& progress) {
   Batches const batches(plan, linesPerSlice);
   Channel<LineBatch> toScale([&] { return LineBatch{Bytes(batches.BytesIn())}; });
   Channel<LineBatch> toWrite([&] { return LineBatch{Bytes(batches.BytesOut())}; });
-  BatchFiller filler{toWrite, batches.lineBytesOut, batches.linesOut};
   RunStages(
       toScale, toWrite, [&] { ReadAll(reader, plan, batches.linesIn, toScale); },
-      [&] { ScaleAll(plan, batches.linesIn, toScale, filler, progress); }, [&] { WriteAll(writer, toWrite); });
+      [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
 }
 
 std::string KindText(PixelKind kind) {
@@ -181,10 +203,10 @@ Options AsStored(Options const& options, PictureSize stored, int orientation) {
 struct PictureJob {
   std::unique_ptr<PictureReader> reader;
   int orientation;  // from which it is turned
-  ChainPlan plan;
+  ScalePlan plan;
   bool changesPixels;  // even if nothing is scaled
 
-  PictureSize StoredOut() const { return {plan.Rect().cx, plan.Rect().cy}; }
+  PictureSize StoredOut() const { return {plan.rect.cx, plan.rect.cy}; }
   PictureSize Out() const { return Turned(StoredOut(), orientation); }
   int64_t TurningBytes() const { return tool::TurningBytes(StoredOut(), plan.kindOut, orientation); }
 };
@@ -196,8 +218,12 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
   if (options.background && HasAlpha(kind)) {
     reader = OnColour(std::move(reader), *options.background, options.alpha == AlphaRule::premultiplied);
   }
-  ChainPlan const plan = PlanChain(AsStored(options, reader->size, orientation), reader->size, reader->kind);
+  ScalePlan const plan = PlanScale(AsStored(options, reader->size, orientation), reader->size, reader->kind);
   return {std::move(reader), orientation, plan, plan.kindOut != kind || orientation != 1};
+}
+
+std::string WayOf(Options const& options, ScalePlan const& plan) {
+  return WayText(plan.in, plan.scaled, plan.Filters(), options.oneStep);
 }
 
 // What a user may want to know of the way of a picture.
@@ -209,7 +235,7 @@ std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job
   }
   Batches const batches(job.plan, options.linesPerSlice);
   // Three batches wait on either side.
-  int64_t const bytes = 3 * static_cast<int64_t>(batches.BytesIn() + batches.BytesOut()) + job.plan.ContextBytes();
+  int64_t const bytes = 3 * static_cast<int64_t>(batches.BytesIn() + batches.BytesOut()) + job.plan.bytes;
   if (bytes > 1 << 24) remarks.push_back("lines of this length take " + MemoryText(bytes));
   return remarks;
 }
@@ -270,7 +296,7 @@ struct PictureWay {
 
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
-  return &way.formatIn == &way.formatOut && job.plan.steps.empty() && !job.changesPixels && !options.rect &&
+  return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && !options.rect &&
          options.keptNotes == allNotes && !options.quality && !grayAsColour;
 }
 
@@ -308,8 +334,7 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
   CheckKind(way.formatOut, way.outputName, job.plan.kindOut);
   for (std::string const& remark : RemarksOf(options, job)) Remark(options, input.name + ": " + remark);
   bool const copied = CanBeCopied(options, job, way);
-  Remark(options, input.name + ": " +
-                      (copied ? "copied as it is" : StepsText(job.plan.in, job.plan.steps, job.plan.steps.empty())));
+  Remark(options, input.name + ": " + (copied ? "copied as it is" : WayOf(options, job.plan)));
   if (!file) file.emplace(way.outputName, options.force);
   ProgressReport progress(options, input.name, "lines", job.plan.LinesToRead());
   try {
@@ -362,8 +387,8 @@ void DescribePicture(Options const& options, InputFile& input) {
   for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
   for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());
   if (!options.size && !options.rect) return;
-  std::printf("steps: %s\n", StepsText(job.plan.in, job.plan.steps, job.plan.steps.empty()).c_str());
-  std::printf("contexts: %lld bytes\n", static_cast<long long>(job.plan.ContextBytes()));
+  std::printf("scaling: %s\n", WayOf(options, job.plan).c_str());
+  std::printf("memory: %lld bytes\n", static_cast<long long>(job.plan.bytes));
 }
 
 }  // namespace tool

@@ -12,7 +12,7 @@ namespace tool {
 // been installed. Reading, scaling and writing go on at the same time. Throws a Failure.
 void ScalePicture(Options const& options, InputFile& input, std::string const& output);
 
-// Prints on stdout what ScalePicture would do: format, sizes, steps, memory. Throws a Failure.
+// Prints on stdout what ScalePicture would do: format, sizes, the way, memory. Throws a Failure.
 void DescribePicture(Options const& options, InputFile& input);
 
 }  // namespace tool

@@ -1,27 +1,32 @@
 #include "fourtap/Scalers.h"
 
-#include <algorithm>
+#include <fourtapscale/fourtap.h>
 
+#include "conformance/Variants.h"
 #include "fourtap/Failure.h"
 
 namespace tool {
 
 namespace {
 
-conformance::Set const* inUse;
+int setInUse = FourTapSetNone;
 
-bool IsAvailable(conformance::Set const& set) {
-  return set.number == FourTapSetNone || FourTapSetFor(set.number) == set.number;
-}
-
-// For FourTapSetNone the first one that the library never chooses: what runs where it chooses none.
-conformance::Set const& SetNumbered(int number) {
-  return *std::ranges::find(conformance::Sets(), number, &conformance::Set::number);
-}
-
-conformance::Set const& SetNamed(std::string const& name) {
+// Sets that are chosen by number; the others are for hosts that call them by name.
+std::vector<conformance::Set> NumberedSets() {
+  std::vector<conformance::Set> numbered;
   for (conformance::Set const& set : conformance::Sets()) {
-    if (name == set.name) return set;
+    if (set.number != FourTapSetNone) numbered.push_back(set);
+  }
+  return numbered;
+}
+
+bool IsAvailable(conformance::Set const& set) { return FourTapSetFor(set.number) == set.number; }
+
+int SetNamed(std::string const& name) {
+  for (conformance::Set const& set : NumberedSets()) {
+    if (name != set.name) continue;
+    if (IsAvailable(set)) return set.number;
+    throw Failure{badUsage, "--set: this processor has no " + name + ", expected one of those that --info names"};
   }
   throw Failure{badUsage, "--set: \"" + name + "\" given, expected " + Alternatives(SetNames())};
 }
@@ -29,29 +34,28 @@ conformance::Set const& SetNamed(std::string const& name) {
 }  // namespace
 
 std::string ChooseSet(std::string const& name) {
-  inUse = name.empty() ? &SetNumbered(FourTapSetFor(FourTapSetWidest)) : &SetNamed(name);
-  if (!IsAvailable(*inUse)) {
-    throw Failure{badUsage, "--set: this processor has no " + name + ", expected one of those that --info names"};
+  setInUse = name.empty() ? FourTapSetFor(FourTapSetWidest) : SetNamed(name);
+  if (setInUse == FourTapSetNone) {
+    throw Failure{badUsage,
+                  "this processor has none of the sets of instructions, expected " + Alternatives(SetNames())};
   }
-  return inUse->name;
+  return fourtap_set_name(setInUse);
 }
 
 std::vector<std::string_view> SetNames() {
   std::vector<std::string_view> names;
-  for (conformance::Set const& set : conformance::Sets()) names.push_back(set.name);
+  for (conformance::Set const& set : NumberedSets()) names.push_back(set.name);
   return names;
 }
 
 std::vector<std::string> AvailableSets() {
   std::vector<std::string> names;
-  for (conformance::Set const& set : conformance::Sets()) {
+  for (conformance::Set const& set : NumberedSets()) {
     if (IsAvailable(set)) names.push_back(set.name);
   }
   return names;
 }
 
-conformance::Variant const& ScalersOf(int layout) {
-  return conformance::VariantOf(static_cast<conformance::Layout>(layout), *inUse);
-}
+int SetInUse() { return setInUse; }
 
 }  // namespace tool

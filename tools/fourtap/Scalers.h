@@ -1,11 +1,9 @@
-// Which of the library's scalers the tool uses.
+// Which of the library's sets of scalers the tool uses.
 #pragma once
 
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "conformance/Variants.h"
 
 namespace tool {
 
@@ -19,7 +17,7 @@ std::vector<std::string_view> SetNames();
 // Those that the processor has.
 std::vector<std::string> AvailableSets();
 
-// Of a layout, by its public number, and the set chosen.
-conformance::Variant const& ScalersOf(int layout);
+// The number of the one chosen.
+int SetInUse();
 
 }  // namespace tool

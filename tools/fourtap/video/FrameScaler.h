@@ -7,10 +7,9 @@
 #include <memory>
 #include <vector>
 
-#include "conformance/OwnedContext.h"
 #include "crew/Crew.h"
+#include "fourtap/Scaling.h"
 #include "fourtap/SizeGrammar.h"
-#include "fourtap/Steps.h"
 #include "fourtap/video/FrameFormat.h"
 
 namespace tool {
@@ -18,27 +17,25 @@ namespace tool {
 // What becomes of the frames of a video.
 struct FramePlan {
   fourtap_format const& format;
-  PictureSize in;
-  std::vector<PictureSize> steps;  // at least one; the last is the scaled frame's size
-  bool filterEqual;                // planes too that keep their size
-  PictureRect rect;                // what is wanted of the scaled frame
+  PictureSize in, scaled;
+  bool byFourTaps;   // whatever the sizes; equal ones too are filtered then
+  PictureRect rect;  // what is wanted of the scaled frame
 
   PictureSize Out() const { return {rect.cx, rect.cy}; }
-  PictureSize SizeBefore(size_t step) const { return step == 0 ? in : steps[step - 1]; }
-  bool PassesFrames() const { return !filterEqual && steps.size() == 1 && in == steps[0] && in == Out(); }
+  bool Filters() const { return byFourTaps || in != scaled; }
+  bool PassesFrames() const { return !Filters() && in == Out(); }
 };
 
-// One step of one plane.
-struct PlaneStep {
-  int layout;
+// One plane of the frames.
+struct PlanePlan {
+  fourtap_rules rules;
   PictureSize source, scaled;
-  bool copied;                   // instead of filtered
   PictureRect rect;              // to be made, of `scaled`
-  int64_t srcOffset, dstOffset;  // in their frames, of the source's pixel (0, 0) and of the rectangle's first one
-  int srcStride, dstStride;
-};
+  int64_t srcOffset, dstOffset;  // of the planes in their frames
+  int bytesPerPixel;
 
-using FrameContexts = std::vector<conformance::OwnedContext>;
+  int64_t SourceBytes() const { return int64_t{source.cx} * source.cy * bytesPerPixel; }
+};
 
 struct ReleaseBytes {
   void operator()(unsigned char* bytes) const { std::free(bytes); }
@@ -46,18 +43,16 @@ struct ReleaseBytes {
 
 // A frame with room behind it for a byte that a scaler may touch there.
 using FrameBuffer = std::unique_ptr<unsigned char[], ReleaseBytes>;
-// Nothing is in it, and it takes no memory before something is written there. Throws std::bad_alloc.
+// Throws std::bad_alloc.
 FrameBuffer MakeFrameBuffer(int64_t bytes);
 
-// Scales frames as planned. The library's scalers have been chosen.
+// Scales frames as planned. The set of instructions has been chosen.
 struct FrameScaler {
   FramePlan const plan;
-  std::vector<std::vector<PlaneStep>> const steps;  // for each step, by plane
-  std::vector<FrameBuffer> const between;           // the frames after each step but the last
-  std::vector<FrameContexts> const contexts;        // for each thread; a row of all planes of all steps, null if copied
+  std::vector<PlanePlan> const planes;
+  std::vector<std::vector<OwnedPicture>> const scalers;  // for each thread, by plane
 
-  // The step being made.
-  size_t step = 0;
+  // The frame being made.
   unsigned char const* src = nullptr;
   unsigned char* dst = nullptr;
 
@@ -73,7 +68,7 @@ struct FrameScaler {
 // How many threads can share the work, of those wanted.
 int UsefulThreads(FramePlan const& plan, int wanted);
 
-// What the contexts of a scaler take.
-int64_t ContextBytes(FramePlan const& plan, int threads);
+// What the scalers of all threads take. Throws a Failure for sizes that are beyond them.
+int64_t ScalerBytes(FramePlan const& plan, int threads);
 
 }  // namespace tool

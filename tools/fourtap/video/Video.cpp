@@ -102,20 +102,14 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, bool toR
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
   PictureSize const scaled = CheckedSize(AskedSize(options, stream, toRaw).Rounded(), *stream.format);
-  std::vector<PictureSize> steps;
-  if (!options.oneStep) steps = StepsFor(stream.size, scaled, CxMultiple(*stream.format));
-  if (steps.empty()) steps.push_back(scaled);
   PictureRect const rect =
       options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
-  return {.format = *stream.format, .in = stream.size, .steps = steps, .filterEqual = options.oneStep, .rect = rect};
+  return {.format = *stream.format, .in = stream.size, .scaled = scaled, .byFourTaps = options.oneStep, .rect = rect};
 }
 
 // As many as have enough to do: what wakes a thread and waits for it costs some ten microseconds a frame.
 int ThreadsThatPay(FramePlan const& plan) {
-  int64_t bytes = 0;
-  for (size_t step = 0; step < plan.steps.size(); ++step) {
-    bytes += FrameBytes(plan.format, plan.SizeBefore(step)) + FrameBytes(plan.format, plan.steps[step]);
-  }
+  int64_t const bytes = FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.scaled);
   int64_t const processors = std::max(1u, std::thread::hardware_concurrency());
   return static_cast<int>(std::min(processors, bytes / bytesPerThread + 1));
 }
@@ -124,13 +118,11 @@ int Threads(Options const& options, FramePlan const& plan) {
   return std::max(1, UsefulThreads(plan, options.threads > 0 ? options.threads : ThreadsThatPay(plan)));
 }
 
-// That frames and contexts take while the video is scaled.
+// That frames and scalers take while the video is scaled.
 int64_t MemoryBytes(FramePlan const& plan, int threads) {
   // Reading, scaling and writing at the same time, a channel's slots are taken on either side.
   int64_t const slots = threads > 1 ? 3 : 1;
-  int64_t bytes = slots * (FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.Out()));
-  for (size_t step = 0; step + 1 < plan.steps.size(); ++step) bytes += FrameBytes(plan.format, plan.steps[step]);
-  return bytes + ContextBytes(plan, threads);
+  return slots * (FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.Out())) + ScalerBytes(plan, threads);
 }
 
 // A frame on its way. There is room for its header before it, so that they are written at once.
@@ -173,7 +165,7 @@ struct FrameLine {
     if (!Read(frame)) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
     scaler.emplace(plan, threads);
     if (toRaw) return;
-    std::string const header = StreamHeader(stream, plan.steps.back(), plan.Out());
+    std::string const header = StreamHeader(stream, plan.scaled, plan.Out());
     output.Write(header.data(), header.size());
   }
   // Leaves anything in the frame that it takes.
@@ -263,24 +255,25 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
   FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   int const threads = Threads(options, plan);
   PictureSize const asked = AskedSize(options, stream, toRaw).size;
-  if (asked != plan.steps.back()) {
-    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.steps.back()) +
+  if (asked != plan.scaled) {
+    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.scaled) +
                         (options.even ? ", as --even says" : ", since pixels share their chroma"));
   }
   bool const sizeIsKnown = options.rect || !options.size || IsExact(*options.size);
   if (toRaw && !sizeIsKnown && plan.Out() != stream.size && !options.quiet) {
     Say(input.name + ": becomes raw " + stream.formatName + " frames of " + SizeText(plan.Out()));
   }
-  Remark(options, input.name + ": " + StreamText(stream) + ", " + StepsText(plan.in, plan.steps, plan.PassesFrames()) +
+  Remark(options, input.name + ": " + StreamText(stream) + ", " +
+                      WayText(plan.in, plan.scaled, plan.Filters(), plan.byFourTaps) +
                       ", threads: " + std::to_string(threads) + ", memory: " + MemoryText(MemoryBytes(plan, threads)));
   OutputFile output(outputName, options.force);
   try {
     ScaleFrames(options, stream, plan, toRaw, threads, input, output);
   } catch (std::bad_alloc const&) {
     std::string const fault =
-        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.steps.back());
+        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.scaled);
     // Whoever asks for the larger ones is to blame.
-    bool const enlarges = FrameBytes(plan.format, plan.steps.back()) > FrameBytes(plan.format, plan.in);
+    bool const enlarges = FrameBytes(plan.format, plan.scaled) > FrameBytes(plan.format, plan.in);
     throw enlarges ? Failure{badOutput, output.name + fault + ", expected smaller ones"}
                    : Failure{badInput, input.name + fault + ", expected smaller ones"};
   } catch (std::system_error const& error) {
@@ -296,9 +289,9 @@ void DescribeVideo(Options const& options, InputFile& input) {
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);
-  std::printf("steps: %s\n", StepsText(plan.in, plan.steps, plan.PassesFrames()).c_str());
+  std::printf("scaling: %s\n", WayText(plan.in, plan.scaled, plan.Filters(), plan.byFourTaps).c_str());
   std::printf("threads: %d\n", threads);
-  std::printf("contexts: %lld bytes\n", static_cast<long long>(ContextBytes(plan, threads)));
+  std::printf("memory: %lld bytes\n", static_cast<long long>(ScalerBytes(plan, threads)));
 }
 
 }  // namespace tool

@@ -16,7 +16,7 @@ inline constexpr char y4mSignature[] = "YUV4MPEG2";
 // written, if the output is stdout.
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName);
 
-// Prints on stdout what ScaleVideo would do: format, sizes, steps, memory.
+// Prints on stdout what ScaleVideo would do: format, sizes, the way, memory.
 void DescribeVideo(Options const& options, InputFile& input);
 
 }  // namespace tool

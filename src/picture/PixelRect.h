@@ -1,0 +1,9 @@
+#pragma once
+
+namespace fourtap {
+
+struct PixelRect {
+  int x, y, cx, cy;
+};
+
+}  // namespace fourtap
