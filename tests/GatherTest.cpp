@@ -90,9 +90,8 @@ TEST(GatherSchemes, AllAreUsed) {
     }
     EXPECT_EQ(used.size(), set.schemeCount + 1) << set.filterName;
     // Windows that are all alike reach the ends of a line wherever they reach its middle.
-    bool const alike = std::all_of(set.schemes, set.schemes + set.schemeCount, [&](auto const& scheme) {
-      return scheme.windowBytes == set.schemes->windowBytes;
-    });
+    bool const alike = std::all_of(set.schemes, set.schemes + set.schemeCount,
+                                   [&](auto const& scheme) { return scheme.windowBytes == set.schemes->windowBytes; });
     EXPECT_EQ(endsDiffer, set.schemes->lastGroupEndsAtEnd && !alike) << set.filterName;
   }
 }
