@@ -2,7 +2,7 @@
 # Runs the self-test on every kind of processor that the library is written for, and the tests of those sets that few
 # machines have, emulated where this machine is another one: everywhere.sh [--self-test-only]
 #
-# Says a line for each processor: the sets that ran, the cases that agree, the two digests. Ends with status 0 only if
+# Says a line for each processor: the sets that ran, the cases that agree, the digests. Ends with status 0 only if
 # all digests are one and all tests pass.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -189,7 +189,7 @@ for result in "$root"/results/*.said; do
   digests+=$said$'\n'
 done
 if (($(sort -u <<<"${digests%$'\n'}" | wc -l) != 1)) || [[ $digests != *[0-9a-f]* ]]; then
-  echo "everywhere.sh: expected one pair of digests on all processors" >&2
+  echo "everywhere.sh: expected the same digests on all processors" >&2
   status=1
 fi
 ((status == 0)) && echo "All digests are one, after $((SECONDS - started)) s"
