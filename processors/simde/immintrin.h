@@ -6,32 +6,9 @@
 #define SIMDE_X86_AVX512F_ENABLE_NATIVE_ALIASES
 #define SIMDE_X86_AVX512BW_ENABLE_NATIVE_ALIASES
 #define SIMDE_X86_AVX512VBMI_ENABLE_NATIVE_ALIASES
+#define SIMDE_X86_AVX512VL_ENABLE_NATIVE_ALIASES
 #define SIMDE_X86_AVX512VNNI_ENABLE_NATIVE_ALIASES
-#include <simde/x86/avx512/add.h>
-#include <simde/x86/avx512/avg.h>
-#include <simde/x86/avx512/cast.h>
-#include <simde/x86/avx512/cvt.h>
-#include <simde/x86/avx512/cvts.h>
-#include <simde/x86/avx512/dpbusd.h>
-#include <simde/x86/avx512/load.h>
-#include <simde/x86/avx512/loadu.h>
-#include <simde/x86/avx512/maddubs.h>
-#include <simde/x86/avx512/mullo.h>
-#include <simde/x86/avx512/packus.h>
-#include <simde/x86/avx512/permutex2var.h>
-#include <simde/x86/avx512/permutexvar.h>
-#include <simde/x86/avx512/set1.h>
-#include <simde/x86/avx512/setzero.h>
-#include <simde/x86/avx512/shuffle.h>
-#include <simde/x86/avx512/slli.h>
-#include <simde/x86/avx512/srai.h>
-#include <simde/x86/avx512/srl.h>
-#include <simde/x86/avx512/srli.h>
-#include <simde/x86/avx512/storeu.h>
-#include <simde/x86/avx512/subs.h>
-#include <simde/x86/avx512/ternarylogic.h>
-#include <simde/x86/avx512/unpackhi.h>
-#include <simde/x86/avx512/unpacklo.h>
+#include <simde/x86/avx512.h>
 
 #include <cstring>
 
