@@ -33,7 +33,8 @@ int Halvings(int nIn, int nOut) {
   return halvings;
 }
 
-Samples Halved(Samples const& from, bool down, bool along) {
+// Halves go up; in one direction alone, up and down in turn.
+Samples Halved(Samples const& from, bool down, bool along, bool halvesUp) {
   int const stepX = along ? 2 : 1, stepY = down ? 2 : 1;
   Samples halved{(from.cx - 1) / stepX + 1, (from.cy - 1) / stepY + 1, {}};
   for (int y = 0; y < halved.cy; ++y) {
@@ -42,7 +43,8 @@ Samples Halved(Samples const& from, bool down, bool along) {
       for (int v = 0; v < stepY; ++v) {
         for (int u = 0; u < stepX; ++u) sum += from.At(x * stepX + u, y * stepY + v);
       }
-      halved.values.push_back(Nearest(sum, stepX * stepY));
+      int const count = stepX * stepY;
+      halved.values.push_back(halvesUp ? Nearest(sum, count) : -Nearest(-sum, count));
     }
   }
   return halved;
@@ -89,7 +91,10 @@ std::vector<Tap> CubicTaps(int nIn, int nOut, int halvings, bool gentle, int i) 
 Samples Reduced(Samples from, int cxOut, int cyOut, bool gentle) {
   int const cxIn = from.cx, cyIn = from.cy;
   int const along = Halvings(cxIn, cxOut), down = Halvings(cyIn, cyOut);
-  for (int level = 0; level < std::max(along, down); ++level) from = Halved(from, level < down, level < along);
+  for (int level = 0; level < std::max(along, down); ++level) {
+    bool const both = level < down && level < along;
+    from = Halved(from, level < down, level < along, both || level % 2 == 0);
+  }
   if (IsFar(cyIn, cyOut)) {
     Samples filtered{from.cx, cyOut, {}};
     for (int y = 0; y < cyOut; ++y) {
@@ -215,7 +220,8 @@ Bytes ModelPicture(fourtap_rules const& rules, Sizes const& sizes, Bytes const& 
   if (widely && IsFar(sizes.cxIn, sizes.cxOut)) between.cxIn = sizes.cxOut;
   if (widely && IsFar(sizes.cyIn, sizes.cyOut)) between.cyIn = sizes.cyOut;
   if (between.cxIn != sizes.cxIn || between.cyIn != sizes.cyIn) {
-    picture = ReducedPicture(layout, {sizes.cxIn, sizes.cyIn, between.cxIn, between.cyIn}, multiplies, picture);
+    picture = ReducedPicture(layout, {sizes.cxIn, sizes.cyIn, between.cxIn, between.cyIn},
+                             HasAlpha(rules) && !LosesAlpha(rules), picture);
   }
   bool const equal = between.cxIn == between.cxOut && between.cyIn == between.cyOut;
   if (!equal || !widely) picture = ModelFrame(layout, between, picture);

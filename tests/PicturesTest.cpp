@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <string>
 
 #include "conformance/PictureCases.h"
@@ -24,7 +25,8 @@ TEST_P(Pictures, GiveTheModelsBytes) {
 // Wide enough for the loops over whole registers, and high enough for many halvings.
 TEST_P(Pictures, GiveTheModelsBytesWhereTheyAreLarge) {
   if (!GetParam().runnable) GTEST_SKIP() << GetParam().name << " is not on this processor";
-  Sizes const all[] = {{1200, 40, 500, 9}, {1600, 20, 3, 20}, {20, 5000, 20, 2}, {900, 90, 88, 30}, {777, 333, 100, 1}};
+  Sizes const all[] = {{1200, 40, 500, 9}, {1600, 20, 3, 20},  {20, 5000, 20, 2},
+                       {900, 90, 88, 30},  {777, 333, 100, 1}, {40, 9000, 10, 12000}};
   for (int pixels : {FOURTAP_PLANE, FOURTAP_RGB24, FOURTAP_RGB32, FOURTAP_XYXY, FOURTAP_UV16, FOURTAP_RGBA32}) {
     for (Sizes sizes : all) {
       if (pixels == FOURTAP_XYXY)
@@ -89,6 +91,17 @@ TEST(ReducingTaps, StayWithinWhatKernelsHold) {
         ASSERT_NEAR(middle, (i + 0.5) * distance, 0.05 * distance) << nIn << " to " << nOut << ", sample " << i;
       }
     }
+  }
+}
+
+// What lies between two values is rounded up as often as down, also where one direction alone is reduced far.
+TEST(PictureModel, StayAsLightAsTheyWere) {
+  for (Sizes const& sizes : {Sizes{8192, 8, 16, 8}, Sizes{8, 8192, 8, 16}, Sizes{512, 256, 24, 12}}) {
+    PictureTrial const trial({CaseOfSizes(Layout::Plane, sizes, 1), {}});
+    auto const mean = [](Bytes const& bytes) {
+      return std::accumulate(bytes.begin(), bytes.end(), 0.0) / static_cast<double>(bytes.size());
+    };
+    EXPECT_NEAR(mean(trial.scaled), mean(trial.picture), 0.6) << sizes.cxIn << "x" << sizes.cyIn;
   }
 }
 

@@ -201,8 +201,8 @@ FOURTAP_API fourtap_status fourtap_picture_scale(fourtap_picture* picture, fourt
 FOURTAP_API fourtap_status fourtap_picture_begin(fourtap_picture* picture, fourtap_rect const* out);
 
 /* Takes the next lines of the source, and writes the next lines of the output; goes on until there are no more lines to
- * take or no more room. Refused before fourtap_picture_begin. Once all output lines are written, what is left of the
- * source is taken and forgotten.
+ * take or no more room. Some lines may be held back until more have come. Refused before fourtap_picture_begin. Once
+ * all output lines are written, what is left of the source is taken and forgotten.
  *   source   `lines` lines of what is needed: all of them of the part that fourtap_picture_needed tells, and no others.
  *            0 lines are fine, and refuse no address
  *   taken    gets the number of lines that were taken: fewer than `lines` only where `room` lines were written. The

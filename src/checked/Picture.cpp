@@ -52,7 +52,8 @@ fourtap_status ReadRules(fourtap_rules const& rules, PictureJob& job) {
     if (pixels.number != rules.pixels) continue;
     job.alpha = alphaRules[rules.alpha];
     job.pixel = pixels.pixel;
-    job.layout = job.alpha == AlphaRule::drop || job.alpha == AlphaRule::layOnto ? pixels.layoutWithout : pixels.layout;
+    job.keepsAlpha = job.alpha != AlphaRule::drop && job.alpha != AlphaRule::layOnto;
+    job.layout = job.keepsAlpha ? pixels.layout : pixels.layoutWithout;
     job.bytesPerPixel = BitsPerPixel(job.layout) / 8;
     return FOURTAP_OK;
   }

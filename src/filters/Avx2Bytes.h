@@ -22,7 +22,11 @@ struct Avx2 {
   // Two taps as the bytes of a word, the first one below.
   static Register TapPair(short taps) { return Broadcast(taps); }
   static Register Multiply(Register a, Register b) { return _mm256_mullo_epi16(a, b); }
+  // Halves go up; or down.
   static Register Average(Register a, Register b) { return _mm256_avg_epu8(a, b); }
+  static Register AverageDown(Register a, Register b) {
+    return _mm256_sub_epi8(Average(a, b), _mm256_and_si256(_mm256_xor_si256(a, b), _mm256_set1_epi8(1)));
+  }
   static Register Add(Register a, Register b) { return _mm256_add_epi16(a, b); }
   static Register SubtractToZero(Register a, Register b) { return _mm256_subs_epu16(a, b); }
   static Register ShiftRight(Register a, int bits) { return _mm256_srl_epi16(a, _mm_cvtsi32_si128(bits)); }

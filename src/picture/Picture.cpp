@@ -10,10 +10,15 @@ namespace {
 
 // Lines are worked on by so many bytes at a time, if they are short.
 int const stretchBytes = 1 << 16;
-int const mostLinesOfStretch = 1024;
-int LinesOfStretch(int64_t lineBytes, int least) {
-  return static_cast<int>(std::clamp<int64_t>(stretchBytes / lineBytes, least, mostLinesOfStretch));
+int LinesOfStretch(int64_t lineBytes, int least, int64_t bytes = stretchBytes) {
+  return static_cast<int>(std::max<int64_t>(bytes / lineBytes, least));
 }
+
+// A scaler may list all of the source's lines at each call. So of tall pictures, which have many, more lines wait for
+// one call: as many bytes as the list has, to a limit.
+int const mostListBytes = 1 << 20;
+int64_t ListBytes(int cy) { return std::min<int64_t>(int64_t{cy} * int64_t{sizeof(void*)}, mostListBytes); }
+bool IsTall(int cy) { return ListBytes(cy) > stretchBytes; }
 
 // Source lines that an output line of the four taps is made of.
 int const tapLines = 4;
@@ -85,17 +90,34 @@ int TakeToReduce(Picture& picture, LinesToRead const& from) {
   return TakeLines(picture.reducers[1], kernels, chroma.lines + chromaFirst, chroma.stride, count);
 }
 
+void CopyLines(LinesToRead const& from, int count, unsigned char* to, ptrdiff_t stride, int64_t bytes) {
+  if (from.stride == bytes && stride == bytes) {
+    std::memcpy(to, from.lines, static_cast<size_t>(count * bytes));
+    return;
+  }
+  for (int k = 0; k < count; ++k)
+    std::memcpy(to + k * stride, from.lines + k * from.stride, static_cast<size_t>(bytes));
+}
+
 int BytesOf(Picture const& picture, int cx) { return cx * picture.job.bytesPerPixel; }
 
-// Lines that the four taps can make of the window.
+// Lines that the four taps can make of the window; of tall pictures some are held back until there are many.
 int MakeFiltered(Picture& picture, unsigned char* dst, ptrdiff_t stride, int room) {
   int const cyIn = picture.cyBetween, cyOut = picture.job.cyOut;
   int const end = picture.window.first + picture.window.count;
   int const y = picture.out.y + picture.filtered;
+  int const most = std::min(room, picture.out.cy - picture.filtered);
+  auto const hasLinesOf = [&](int count) { return FourTapScaleLinesNeeded(cyIn, cyOut, y + count - 1) <= end; };
   int count = 0;
-  while (count < std::min(room, picture.out.cy - picture.filtered) &&
-         FourTapScaleLinesNeeded(cyIn, cyOut, y + count) <= end) {
-    ++count;
+  if (hasLinesOf(most)) {
+    count = most;
+  } else {
+    bool const isAll = end == picture.between.y + picture.between.cy;
+    if (IsTall(cyIn) && !isAll && picture.window.count < picture.window.room) return 0;
+    for (int beyond = most; beyond - count > 1;) {
+      int const middle = count + (beyond - count) / 2;
+      (hasLinesOf(middle) ? count : beyond) = middle;
+    }
   }
   if (count == 0) return 0;
   FourTapScaleSourceOrigin(picture.context, picture.between.x, picture.window.first);
@@ -105,19 +127,24 @@ int MakeFiltered(Picture& picture, unsigned char* dst, ptrdiff_t stride, int roo
   return count;
 }
 
+// The first line of the window that is still needed.
+int FirstKept(Picture const& picture) {
+  Picture::Lines const& window = picture.window;
+  int const y = picture.out.y + picture.filtered;
+  return std::clamp(FourTapScaleFirstLineNeeded(picture.cyBetween, picture.job.cyOut, y), window.first,
+                    window.first + window.count);
+}
+
 // Adds lines to the window, as many as it has room for; those that no output line needs any more go.
 int AddToWindow(Picture& picture, LinesToRead const& from) {
   Picture::Lines& window = picture.window;
   int const end = window.first + window.count;
-  int const y = picture.out.y + picture.filtered;
-  int const first = std::clamp(FourTapScaleFirstLineNeeded(picture.cyBetween, picture.job.cyOut, y), window.first, end);
+  int const first = FirstKept(picture);
   auto const bytesKept = static_cast<size_t>((end - first) * window.stride);
-  std::memmove(window.lines, window.At(first - window.first), bytesKept);
+  if (first > window.first) std::memmove(window.lines, window.At(first - window.first), bytesKept);
   window = {window.lines, window.stride, window.room, first, end - first};
   int const count = std::min(from.count, window.room - window.count);
-  for (int k = 0; k < count; ++k) {
-    std::memcpy(window.At(window.count + k), from.lines + k * from.stride, static_cast<size_t>(window.stride));
-  }
+  CopyLines(from, count, window.At(window.count), window.stride, window.stride);
   window.count += count;
   return count;
 }
@@ -142,9 +169,7 @@ int FilterSlice(Picture& picture, LinesToRead const& from, LinesToWrite const& t
 int MakeWaiting(Picture& picture, unsigned char* dst, ptrdiff_t stride, int room) {
   Picture::Lines& waiting = picture.waiting;
   int const count = std::min(room, waiting.count);
-  for (int k = 0; k < count; ++k) {
-    std::memcpy(dst + k * stride, waiting.At(waiting.first + k), static_cast<size_t>(waiting.stride));
-  }
+  CopyLines({waiting.At(waiting.first), waiting.stride, count}, count, dst, stride, waiting.stride);
   waiting.first += count;
   waiting.count -= count;
   return count;
@@ -208,10 +233,7 @@ struct Run {
     if (picture.reduces) return TakeToReduce(picture, lines);
     if (picture.usesFourTaps) return Filter(lines);
     int const count = std::min(lines.count, to.room);
-    for (int k = 0; k < count; ++k) {
-      std::memcpy(to.lines + k * to.stride, lines.lines + k * lines.stride,
-                  static_cast<size_t>(BytesOf(picture, picture.in.cx)));
-    }
+    CopyLines(lines, count, to.lines, to.stride, BytesOf(picture, picture.in.cx));
     Wrote(count);
     return count;
   }
@@ -220,7 +242,8 @@ struct Run {
   bool Take() {
     if (picture.reduces && picture.usesFourTaps) {
       Picture::Lines const& reduced = picture.reduced;
-      int const room = picture.inSlices ? 1 : reduced.room;
+      int const kept = picture.window.first + picture.window.count - FirstKept(picture);
+      int const room = picture.inSlices ? 1 : std::min(reduced.room, picture.window.room - kept);
       int const count = MakeReduced(picture, reduced.lines, reduced.stride, room);
       if (count > 0) {
         Filter({reduced.lines, reduced.stride, count});
@@ -269,7 +292,7 @@ bool PlanPicture(Picture& picture, PictureJob const& job, Arena& arena) {
                 bytesOut = BytesOf(picture, job.cxOut);
   if (picture.job.alpha != AlphaRule::none) TakeMemory(picture.changed, arena, LinesOfStretch(bytesIn, 1), bytesIn);
   // Alpha can't be less than 0 or more than all, as a filter with taps below zero would have it.
-  Cubic const cubic = job.alpha == AlphaRule::multiply ? Cubic::gentle : Cubic::crisp;
+  Cubic const cubic = job.keepsAlpha ? Cubic::gentle : Cubic::crisp;
   if (picture.reducesApart) {
     for (int kind = 0; kind < 2; ++kind) {
       PlanReducer(picture.reducers[kind], 1 + kind, cubic, job.cxIn >> kind, job.cyIn, picture.cxBetween >> kind,
@@ -285,8 +308,14 @@ bool PlanPicture(Picture& picture, PictureJob const& job, Arena& arena) {
     if (FourTapScaleContextBytes(picture.cxBetween, picture.cyBetween, job.cxOut, job.cyOut, 8 * job.bytesPerPixel) < 0)
       return false;
     if (picture.reduces) TakeMemory(picture.reduced, arena, linesAtOnce, bytesBetween);
-    TakeMemory(picture.window, arena, tapLines - 1 + LinesOfStretch(bytesBetween, linesAtOnce), bytesBetween);
-    TakeMemory(picture.waiting, arena, FourTapScaleMostLinesWritten(picture.cyBetween, job.cyOut, 1), bytesOut);
+    TakeMemory(
+        picture.window, arena,
+        tapLines - 1 +
+            LinesOfStretch(bytesBetween, linesAtOnce, std::max<int64_t>(stretchBytes, ListBytes(picture.cyBetween))),
+        bytesBetween);
+    if (job.cyOut <= picture.cyBetween) {
+      TakeMemory(picture.waiting, arena, FourTapScaleMostLinesWritten(picture.cyBetween, job.cyOut, 1), bytesOut);
+    }
   }
   return true;
 }

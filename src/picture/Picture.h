@@ -23,6 +23,7 @@ struct PictureJob {
   bool fourTapsOnly;  // whatever the sizes; equal ones too are filtered then
   AlphaRule alpha;
   AlphaPixel pixel;  // unless the rule is none
+  bool keepsAlpha;   // the output has it
   unsigned char background[3];
 
   int BytesPerPixelIn() const { return alpha == AlphaRule::none ? bytesPerPixel : pixel.Bytes(); }

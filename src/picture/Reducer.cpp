@@ -55,10 +55,13 @@ void Arrived(Reducer& reducer, ReducingKernels const& kernels, int level);
 void Halve(Reducer& reducer, ReducingKernels const& kernels, int level, unsigned char const* first,
            unsigned char const* second) {
   unsigned char* const to = PlaceAt(reducer, level + 1);
+  // In one direction every other average lies in the middle of two values: so these go up and down in turn.
+  bool const both = HalvesLines(reducer, level) && HalvesColumns(reducer, level);
+  bool const halvesUp = both || level % 2 == 0;
   if (HalvesColumns(reducer, level)) {
-    kernels.averageBlocks[reducer.channels - 1](first, second, ColumnsAt(reducer, level), to);
+    kernels.averageBlocks[reducer.channels - 1](first, second, ColumnsAt(reducer, level), halvesUp, to);
   } else {
-    kernels.averageLines(first, second, static_cast<int>(BytesAt(reducer, level)), to);
+    kernels.averageLines(first, second, static_cast<int>(BytesAt(reducer, level)), halvesUp, to);
   }
   Arrived(reducer, kernels, level + 1);
 }
@@ -119,7 +122,7 @@ void CompletePairs(Reducer& reducer, ReducingKernels const& kernels) {
 
 bool HasBlocksOf(Reducer const& reducer, int line) {
   TapSpan const span = SpanOf(reducer.lines, line);
-  return std::min(span.first + span.count, reducer.lines.Blocks()) <= reducer.nextBlock;
+  return std::min<int64_t>(span.End(), reducer.lines.Blocks()) <= reducer.nextBlock;
 }
 
 void FilterDown(Reducer const& reducer, ReducingKernels const& kernels, int line, unsigned char* dst) {
@@ -129,7 +132,8 @@ void FilterDown(Reducer const& reducer, ReducingKernels const& kernels, int line
   ComputeTaps(reducer.lines, line, span, taps);
   int count = 0;
   for (; count < span.count; ++count) {
-    lines[count] = RingLine(reducer, std::clamp(span.first + count, 0, reducer.lines.Blocks() - 1));
+    int64_t const block = std::clamp<int64_t>(int64_t{span.first} + count, 0, reducer.lines.Blocks() - 1);
+    lines[count] = RingLine(reducer, static_cast<int>(block));
   }
   if (count % 2 != 0) {
     lines[count] = lines[count - 1];

@@ -12,12 +12,15 @@ namespace fourtap {
 // it may read.
 int const slackBytes = 64;
 
-// The average of two lines, rounded to nearest and a half up.
-typedef void AverageLines(unsigned char const* first, unsigned char const* second, int count, unsigned char* dst);
+// The average of two lines, rounded to nearest.
+//   halvesUp  what lies in the middle is rounded up; else down
+typedef void AverageLines(unsigned char const* first, unsigned char const* second, int count, bool halvesUp,
+                          unsigned char* dst);
 
 // The averages of blocks of two pixels in each of two lines, rounded likewise; with the same line twice, of two pixels.
 //   cx  of the lines; where it is odd, the last pixel stands for two
-typedef void AverageBlocks(unsigned char const* first, unsigned char const* second, int cx, unsigned char* dst);
+typedef void AverageBlocks(unsigned char const* first, unsigned char const* second, int cx, bool halvesUp,
+                           unsigned char* dst);
 
 // Filters bytes of many lines: the sum of byte times tap over 1 << tapBits, rounded and clamped.
 //   tapCount  even, at most mostTaps

@@ -12,16 +12,19 @@ inline unsigned char ReducedByte(int sum) {
   return static_cast<unsigned char>(rounded < 0 ? 0 : rounded > 255 ? 255 : rounded);
 }
 
-inline void AverageLines_c(unsigned char const* first, unsigned char const* second, int count, unsigned char* dst) {
-  for (int i = 0; i < count; ++i) dst[i] = static_cast<unsigned char>((first[i] + second[i] + 1) >> 1);
+inline void AverageLines_c(unsigned char const* first, unsigned char const* second, int count, bool halvesUp,
+                           unsigned char* dst) {
+  for (int i = 0; i < count; ++i) dst[i] = static_cast<unsigned char>((first[i] + second[i] + halvesUp) >> 1);
 }
 
 template <int channels>
-void AverageBlocks_c(unsigned char const* first, unsigned char const* second, int cx, unsigned char* dst) {
-  for (int x = 0; x < cx; x += 2, first += 2 * channels, second += 2 * channels, dst += channels) {
+void AverageBlocks_c(unsigned char const* first, unsigned char const* second, int cx, bool halvesUp,
+                     unsigned char* dst) {
+  for (ptrdiff_t x = 0; x < cx; x += 2, first += 2 * channels, second += 2 * channels, dst += channels) {
     int const next = x + 1 < cx ? channels : 0;
     for (int c = 0; c < channels; ++c) {
-      dst[c] = static_cast<unsigned char>((first[c] + first[c + next] + second[c] + second[c + next] + 2) >> 2);
+      dst[c] =
+          static_cast<unsigned char>((first[c] + first[c + next] + second[c] + second[c + next] + 1 + halvesUp) >> 2);
     }
   }
 }

@@ -65,8 +65,8 @@ void ComputeTaps(Reduction const& reduction, int sample, TapSpan const& span, si
 SampleSpan SamplesNeeded(Reduction const& reduction, int first, int last) {
   TapSpan const span = SpanOf(reduction, last);
   int const firstBlock = std::max(0, SpanOf(reduction, first).first);
-  int const endBlock = std::min(span.first + span.count, reduction.Blocks());
-  int64_t const end = int64_t{endBlock} << reduction.halvings;
+  int64_t const endBlock = std::min<int64_t>(span.End(), reduction.Blocks());
+  int64_t const end = endBlock << reduction.halvings;
   return {firstBlock << reduction.halvings, static_cast<int>(std::min<int64_t>(end, reduction.nIn))};
 }
 

@@ -35,6 +35,8 @@ Reduction ReductionOf(int nIn, int nOut, Cubic cubic);
 struct TapSpan {
   int first;
   int count;
+
+  int64_t End() const { return int64_t{first} + count; }
 };
 TapSpan SpanOf(Reduction const&, int sample);
 

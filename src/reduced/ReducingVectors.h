@@ -13,13 +13,15 @@
 namespace {
 
 template <class Ops>
-void AverageLinesBy(unsigned char const* first, unsigned char const* second, int count, unsigned char* dst) {
-  int const vectorBytes = sizeof(typename Ops::Register);
-  int i = 0;
+void AverageLinesBy(unsigned char const* first, unsigned char const* second, int count, bool halvesUp,
+                    unsigned char* dst) {
+  ptrdiff_t const vectorBytes = sizeof(typename Ops::Register);
+  ptrdiff_t i = 0;
   for (; i + vectorBytes <= count; i += vectorBytes) {
-    Ops::Store(dst + i, Ops::Average(Ops::Load(first + i), Ops::Load(second + i)));
+    auto const a = Ops::Load(first + i), b = Ops::Load(second + i);
+    Ops::Store(dst + i, halvesUp ? Ops::Average(a, b) : Ops::AverageDown(a, b));
   }
-  AverageLines_c(first + i, second + i, count - i, dst + i);
+  AverageLines_c(first + i, second + i, static_cast<int>(count - i), halvesUp, dst + i);
 }
 
 // Sums of 16 bits: those below zero wrap, so they begin far enough above for the smallest ones to stay there. All taps
@@ -30,7 +32,7 @@ int const liftedHalf = lift + (1 << (fourtap::tapBits - 1));
 template <class Ops>
 struct LineReducer {
   typedef typename Ops::Register Register;
-  static constexpr int vectorBytes = sizeof(Register);
+  static constexpr ptrdiff_t vectorBytes = sizeof(Register);
 
   static Register BytesOf(Register low, Register high) {
     Register const lifted = Ops::Broadcast(lift);
@@ -64,8 +66,8 @@ struct LineReducer {
   static void Reduce(unsigned char const* const* lines, signed char const* taps, int tapCount, int count,
                      unsigned char* dst) {
     if (count < vectorBytes) return ReduceLines_c(lines, taps, tapCount, count, dst);
-    int constexpr abreast = 4;
-    int at = 0;
+    ptrdiff_t constexpr abreast = 4;
+    ptrdiff_t at = 0;
     for (; at + abreast * vectorBytes <= count; at += abreast * vectorBytes) {
       FilterAt<abreast>(lines, taps, tapCount, at, dst);
     }
@@ -75,18 +77,21 @@ struct LineReducer {
 };
 
 // Pairs<channels> has
-//   pairs, readBytes, Average(first, second, dst)  averages of so many pairs of pixels; how much of each line it reads
+//   pairs, readBytes, Average(first, second, half, dst)  averages of so many pairs of pixels; how much of each line it
+//                                                        reads. half: 2 where halves are rounded up, else 1
 template <class Pairs, int channels>
-void AverageBlocksBy(unsigned char const* first, unsigned char const* second, int cx, unsigned char* dst) {
+void AverageBlocksBy(unsigned char const* first, unsigned char const* second, int cx, bool halvesUp,
+                     unsigned char* dst) {
+  auto const half = static_cast<short>(1 + halvesUp);
   int const stepIn = 2 * channels * Pairs::pairs, stepOut = channels * Pairs::pairs;
-  int x = 0;
-  for (; int64_t{cx - x} * channels >= Pairs::readBytes; x += 2 * Pairs::pairs) {
-    Pairs::Average(first, second, dst);
+  ptrdiff_t x = 0;
+  for (; (cx - x) * channels >= Pairs::readBytes; x += 2 * Pairs::pairs) {
+    Pairs::Average(first, second, half, dst);
     first += stepIn;
     second += stepIn;
     dst += stepOut;
   }
-  AverageBlocks_c<channels>(first, second, cx - x, dst);
+  AverageBlocks_c<channels>(first, second, static_cast<int>(cx - x), halvesUp, dst);
 }
 
 // Pixels<channels> has

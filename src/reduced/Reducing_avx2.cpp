@@ -33,13 +33,13 @@ struct Pairs {
 
   static __m256i SumsOf(__m256i pixels) { return _mm256_maddubs_epi16(InPairs<channels>(pixels), _mm256_set1_epi8(1)); }
 
-  // A quarter, rounded.
-  static __m256i Averages(__m256i first, __m256i second) {
-    return _mm256_mulhrs_epi16(_mm256_add_epi16(first, second), _mm256_set1_epi16(1 << 13));
+  static __m256i Averages(__m256i first, __m256i second, short half) {
+    return _mm256_srli_epi16(_mm256_add_epi16(_mm256_add_epi16(first, second), _mm256_set1_epi16(half)), 2);
   }
 
-  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
-    __m256i const low = Averages(Sums(first), Sums(second)), high = Averages(Sums(first + 32), Sums(second + 32));
+  static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
+    __m256i const low = Averages(Sums(first), Sums(second), half),
+                  high = Averages(Sums(first + 32), Sums(second + 32), half);
     Avx2::Store(dst, _mm256_permute4x64_epi64(_mm256_packus_epi16(low, high), _MM_SHUFFLE(3, 1, 2, 0)));
   }
 };
@@ -54,9 +54,9 @@ struct Pairs<3> {
     return _mm256_maddubs_epi16(InPairs<3>(pixels), _mm256_set1_epi8(1));
   }
 
-  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
-    __m256i const low = Pairs<1>::Averages(Sums(first), Sums(second));
-    __m256i const high = Pairs<1>::Averages(Sums(first + 12), Sums(second + 12));
+  static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
+    __m256i const low = Pairs<1>::Averages(Sums(first), Sums(second), half);
+    __m256i const high = Pairs<1>::Averages(Sums(first + 12), Sums(second + 12), half);
     // Of each four bytes three are pixels; what is stored behind them is overwritten, or slack.
     __m128i const order = _mm_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
     __m256i const pixels = _mm256_shuffle_epi8(_mm256_packus_epi16(low, high), InBothLanes(order));

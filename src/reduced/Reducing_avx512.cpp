@@ -38,10 +38,9 @@ struct Pairs {
   }
 
   // Of three channels two bytes are left over, which are overwritten, or slack.
-  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
-    // A quarter, rounded.
-    __m512i const sums = _mm512_mulhrs_epi16(_mm512_add_epi16(Sums(first), Sums(second)), _mm512_set1_epi16(1 << 13));
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_cvtepi16_epi8(sums));
+  static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
+    __m512i const sums = _mm512_add_epi16(_mm512_add_epi16(Sums(first), Sums(second)), _mm512_set1_epi16(half));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm512_cvtepi16_epi8(_mm512_srli_epi16(sums, 2)));
   }
 };
 

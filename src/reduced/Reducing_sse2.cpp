@@ -14,6 +14,9 @@ struct Sse2 {
   static Register InterleaveLow(Register a, Register b) { return _mm_unpacklo_epi8(a, b); }
   static Register InterleaveHigh(Register a, Register b) { return _mm_unpackhi_epi8(a, b); }
   static Register Average(Register a, Register b) { return _mm_avg_epu8(a, b); }
+  static Register AverageDown(Register a, Register b) {
+    return _mm_sub_epi8(_mm_avg_epu8(a, b), _mm_and_si128(_mm_xor_si128(a, b), _mm_set1_epi8(1)));
+  }
   static Register Add(Register a, Register b) { return _mm_add_epi16(a, b); }
   static Register SubtractToZero(Register a, Register b) { return _mm_subs_epu16(a, b); }
   static Register ShiftRight(Register a, int bits) { return _mm_srli_epi16(a, bits); }
@@ -46,12 +49,12 @@ template <int channels>
 struct Pairs {
   static constexpr int pairs = 2, readBytes = 3 * channels + 8;
 
-  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
+  static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
     __m128i const low = SumsOfPair(first, second, channels);
     __m128i const high = SumsOfPair(first + 2 * channels, second + 2 * channels, channels);
-    __m128i const two = _mm_set1_epi16(2);
+    __m128i const halves = _mm_set1_epi16(half);
     __m128i const bytes =
-        _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(low, two), 2), _mm_srli_epi16(_mm_add_epi16(high, two), 2));
+        _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(low, halves), 2), _mm_srli_epi16(_mm_add_epi16(high, halves), 2));
     int const pixels[] = {_mm_cvtsi128_si32(bytes), _mm_cvtsi128_si32(_mm_srli_si128(bytes, 8))};
     std::memcpy(dst, pixels, channels);
     std::memcpy(dst + channels, pixels + 1, channels);
@@ -67,9 +70,9 @@ template <>
 struct Pairs<1> {
   static constexpr int pairs = 8, readBytes = 16;
 
-  static void Average(unsigned char const* first, unsigned char const* second, unsigned char* dst) {
+  static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
     __m128i const sums = _mm_add_epi16(SumsOfBytes(Sse2::Load(first)), SumsOfBytes(Sse2::Load(second)));
-    __m128i const words = _mm_srli_epi16(_mm_add_epi16(sums, _mm_set1_epi16(2)), 2);
+    __m128i const words = _mm_srli_epi16(_mm_add_epi16(sums, _mm_set1_epi16(half)), 2);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(dst), _mm_packus_epi16(words, words));
   }
 };
