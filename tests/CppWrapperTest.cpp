@@ -447,7 +447,7 @@ TEST(CppWrapperPictures, RefuseWhatDoesNotFitAndWriteNothing) {
   EXPECT_EQ(RefusedFor([&] { scaler.Push(whole, pairs.view); }), "target");
   EXPECT_EQ(RefusedFor([&] { scaler.Push(whole, to.view.Part({0, 0, 1, 3})); }), "target");
   EXPECT_EQ(RefusedFor([&] { scaler.Scale(whole, to.view); }), "picture");
-  EXPECT_EQ(RefusedFor([&] { scaler.UseSet(InstructionSet::SSE2); }), "picture");
+  EXPECT_EQ(RefusedFor([&] { scaler.UseSet(InstructionSet::Plain); }), "picture");
   EXPECT_EQ(to.memory, Bytes(6, untouched));
 
   PictureScaler moved = std::move(scaler);
@@ -457,8 +457,8 @@ TEST(CppWrapperPictures, RefuseWhatDoesNotFitAndWriteNothing) {
   EXPECT_GT(moved.Bytes(), 0u);
   PushAll(moved, whole, to.view);
   EXPECT_EQ(to.memory, Bytes(6));
-  moved.UseSet(InstructionSet::SSE2);
-  EXPECT_EQ(moved.Set(), InstructionSet::SSE2);
+  moved.UseSet(InstructionSet::Plain);
+  EXPECT_EQ(moved.Set(), InstructionSet::Plain);
 }
 
 TEST(CppWrapperFrames, PlanesMeasureTheFrameDividedAndRoundedUp) {

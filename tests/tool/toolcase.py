@@ -141,7 +141,7 @@ class ToolCase(unittest.TestCase):
         done = self.run_tool(*arguments, **options)
         with self.subTest(arguments=arguments, stderr=done.stderr):
             self.assertEqual(done.returncode, status)
-            name = pathlib.Path(options.get("tool", FOURTAP)).name
+            name = pathlib.Path(options.get("tool", FOURTAP)).stem
             self.assertRegex(done.stderr, rf"\A{name}: [^\n]+\n\Z")
             for word in words:
                 self.assertIn(word, done.stderr)
