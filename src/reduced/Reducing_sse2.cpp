@@ -39,25 +39,40 @@ __m128i WordsOf(unsigned char const* bytes) {
   return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<__m128i const*>(bytes)), _mm_setzero_si128());
 }
 
-// Both pixels of a pair in both lines.
-__m128i SumsOfPair(unsigned char const* first, unsigned char const* second, int channels) {
-  __m128i const here = _mm_add_epi16(WordsOf(first), WordsOf(second));
-  return _mm_add_epi16(here, _mm_add_epi16(WordsOf(first + channels), WordsOf(second + channels)));
+// The averages of pairs at the front of `bytes`, where those of pixels and their right neighbours stand for each pixel.
+template <int channels>
+__m128i OfPairs(__m128i bytes) {
+  if (channels == 4) return _mm_shuffle_epi32(bytes, _MM_SHUFFLE(3, 1, 2, 0));
+  if (channels == 2) {
+    __m128i const words = _mm_srai_epi32(_mm_slli_epi32(bytes, 16), 16);
+    return _mm_packs_epi32(words, words);
+  }
+  __m128i const first = _mm_setr_epi32(0xffffff, 0, 0, 0), second = _mm_slli_si128(first, 3);
+  return _mm_or_si128(_mm_or_si128(_mm_and_si128(bytes, first), _mm_and_si128(_mm_srli_si128(bytes, 3), second)),
+                      _mm_slli_si128(_mm_srli_si128(bytes, 12), 6));
+}
+
+__m128i Not(__m128i bytes) { return _mm_xor_si128(bytes, _mm_set1_epi8(-1)); }
+
+// Rounded to nearest, what lies in the middle up. The average of averages is too high by one where it was rounded up
+// after one of them was.
+__m128i AverageOfFour(__m128i a, __m128i b, __m128i c, __m128i d) {
+  __m128i const ab = _mm_avg_epu8(a, b), cd = _mm_avg_epu8(c, d);
+  __m128i const odd = _mm_or_si128(_mm_xor_si128(a, b), _mm_xor_si128(c, d));
+  __m128i const tooHigh = _mm_and_si128(_mm_and_si128(odd, _mm_xor_si128(ab, cd)), _mm_set1_epi8(1));
+  return _mm_sub_epi8(_mm_avg_epu8(ab, cd), tooHigh);
 }
 
 template <int channels>
 struct Pairs {
-  static constexpr int pairs = 2, readBytes = 3 * channels + 8;
+  static constexpr int pairs = 16 / channels - 8 / channels, readBytes = 16 + channels;
 
   static void Average(unsigned char const* first, unsigned char const* second, short half, unsigned char* dst) {
-    __m128i const low = SumsOfPair(first, second, channels);
-    __m128i const high = SumsOfPair(first + 2 * channels, second + 2 * channels, channels);
-    __m128i const halves = _mm_set1_epi16(half);
-    __m128i const bytes =
-        _mm_packus_epi16(_mm_srli_epi16(_mm_add_epi16(low, halves), 2), _mm_srli_epi16(_mm_add_epi16(high, halves), 2));
-    int const pixels[] = {_mm_cvtsi128_si32(bytes), _mm_cvtsi128_si32(_mm_srli_si128(bytes, 8))};
-    std::memcpy(dst, pixels, channels);
-    std::memcpy(dst + channels, pixels + 1, channels);
+    __m128i const a = Sse2::Load(first), b = Sse2::Load(second);
+    __m128i const c = Sse2::Load(first + channels), d = Sse2::Load(second + channels);
+    // Halves are rounded down by rounding up how much the bytes are short of 255.
+    Sse2::Store(dst, OfPairs<channels>(half == 2 ? AverageOfFour(a, b, c, d)
+                                                 : Not(AverageOfFour(Not(a), Not(b), Not(c), Not(d)))));
   }
 };
 
