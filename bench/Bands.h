@@ -6,6 +6,6 @@
 namespace bench {
 
 // The calling thread takes a band too; the other `threads` - 1 wait between frames.
-Scale BandScale(Job const&, conformance::Variant const&, int threads);
+Scale BandScale(Job const&, Scalers const&, int threads);
 
 }  // namespace bench

@@ -19,10 +19,11 @@ namespace {
 using namespace bench;
 
 // What is timed.
-enum class Timed { scalers, threads, pictures };
+enum class Timed { scalers, changes, threads, pictures };
 
 struct Options {
   std::string csv;
+  std::string before;  // file of another build of the library
   Timed timed = Timed::scalers;
 };
 
@@ -30,10 +31,17 @@ struct Options {
 Options TakeOptions(std::vector<char*>& arguments) {
   Options options;
   std::vector<char*> rest;
+  auto const fileBehind = [&arguments](std::size_t i) {
+    if (i + 1 == arguments.size())
+      throw std::runtime_error(std::string(arguments[i]) + ": expected a file name behind it");
+    return arguments[i + 1];
+  };
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     if (std::strcmp(arguments[i], "--csv") == 0) {
-      if (i + 1 == arguments.size()) throw std::runtime_error("--csv: expected a file name behind it");
-      options.csv = arguments[++i];
+      options.csv = fileBehind(i++);
+    } else if (std::strcmp(arguments[i], "--before") == 0) {
+      options.before = fileBehind(i++);
+      options.timed = Timed::changes;
     } else if (std::strcmp(arguments[i], "--threads-only") == 0) {
       options.timed = Timed::threads;
     } else if (std::strcmp(arguments[i], "--pictures-only") == 0) {
@@ -48,7 +56,7 @@ Options TakeOptions(std::vector<char*>& arguments) {
 
 void PrintUsage() {
   std::puts(
-      "usage: fourtap_bench [--csv FILE] [--threads-only | --pictures-only]\n"
+      "usage: fourtap_bench [--csv FILE] [--threads-only | --pictures-only | --before LIBRARY]\n"
       "                     [--benchmark_filter=REGEX] [--benchmark_repetitions=N]\n"
       "\n"
       "Prints ns per output pixel, and the ratio to a memcpy of (input + output bytes) / 2 in the same run. Pin it to\n"
@@ -58,6 +66,10 @@ void PrintUsage() {
       "  --threads-only   times one frame in bands on one and on two threads instead; don't pin that\n"
       "  --pictures-only  times reductions of a large picture line by line instead, and the same in steps of 2:1 at "
       "most\n"
+      "  --before FILE    times every scaler beside that of another build of the library instead, libfourtapscale.so "
+      "as "
+      "FILE; the\n"
+      "                   last column compares medians. The same build twice tells how much of that is noise\n"
       "\n"
       "The filter goes over LAYOUT/SIZES/SCALER/MODE, such as Plane/1920x1080-1280x720/fourtap-sse2/frame. Let copy\n"
       "through too, or there are no ratios. Google Benchmark's other options hold as well.");
@@ -73,6 +85,26 @@ std::vector<conformance::Variant> RunnableVariants(conformance::Layout layout) {
 
 std::string ScalerOf(conformance::Variant const& variant) { return std::string("fourtap-") + variant.set->name; }
 
+// What a variant is timed at.
+struct Mode {
+  std::string name;
+  Scale scale;
+};
+
+std::vector<Mode> ModesOf(Job const& job, Scalers const& scalers) {
+  if (job.tilesAlone) {
+    return {{"tiles-256", TileScale(job, scalers, 256, TileOrder::columns)},
+            {"tiles-256-across", TileScale(job, scalers, 256, TileOrder::lines)},
+            {"tiles-64", TileScale(job, scalers, 64, TileOrder::columns)},
+            {"tiles-64-across", TileScale(job, scalers, 64, TileOrder::lines)}};
+  }
+  std::vector<Mode> modes{{"frame", FrameScale(job, scalers, 0, job.out.cy)}, {"first-call", FirstScale(job, scalers)}};
+  for (int cySlice : {16, 4, 1}) {
+    modes.push_back({"slices-" + std::to_string(cySlice), SliceScale(job, scalers, cySlice)});
+  }
+  return modes;
+}
+
 Rows RowsOf(std::vector<Job> const& jobs) {
   std::vector<Peer> const peers = Peers();
   Rows rows;
@@ -82,18 +114,35 @@ Rows RowsOf(std::vector<Job> const& jobs) {
       auto const add = [&](std::string const& mode, Scale scale) {
         rows.push_back({&job, ScalerOf(variant), mode, "4", std::move(scale), Row::Kind::variant, &copy, {}});
       };
-      add("frame", FrameScale(job, variant, 0, job.out.cy));
+      for (Mode& mode : ModesOf(job, LinkedScalers(variant))) add(mode.name, std::move(mode.scale));
       if (Scale checked = CheckedScale(job, *variant.set)) add("checked", std::move(checked));
-      if (!job.slices) continue;
-      for (int cySlice : {16, 1}) add("slices-" + std::to_string(cySlice), SliceScale(job, variant, cySlice));
-      add("tiles-256", TileScale(job, variant, 256));
     }
     for (Peer const& peer : peers) {
-      Scale scale = peer.prepare(job);
+      Scale scale = job.tilesAlone ? nullptr : peer.prepare(job);
       if (!scale) continue;
       bool const wider = peer.widens && (job.in.cx > job.out.cx || job.in.cy > job.out.cy);
       std::string const taps = wider ? "wider" : std::to_string(peer.taps);
       rows.push_back({&job, peer.name, "frame", taps, std::move(scale), Row::Kind::peer, &copy, {}});
+    }
+  }
+  return rows;
+}
+
+// Each mode of each variant by the build before, and by the one that is linked.
+Rows ChangedRowsOf(std::vector<Job> const& jobs, Library const& before) {
+  Rows rows;
+  for (Job const& job : jobs) {
+    for (conformance::Variant const& variant : RunnableVariants(job.layout)) {
+      Scalers const was = ScalersOf(before, variant);
+      if (!was.frame || !was.slice) continue;
+      std::vector<Mode> const modes = ModesOf(job, LinkedScalers(variant)), modesBefore = ModesOf(job, was);
+      for (std::size_t i = 0; i < modes.size(); ++i) {
+        auto const add = [&](std::string const& scaler, Scale const& scale, Row const* baseline) -> Row const& {
+          return rows.emplace_back(Row{&job, scaler, modes[i].name, "4", scale, Row::Kind::variant, baseline, {}});
+        };
+        Row const& baseline = add(std::string("before-") + variant.set->name, modesBefore[i].scale, nullptr);
+        add(ScalerOf(variant), modes[i].scale, &baseline);
+      }
     }
   }
   return rows;
@@ -105,7 +154,7 @@ Rows ThreadRowsOf(Job const& job) {
     Row const* one = nullptr;
     for (int threads : {1, 2}) {
       std::string const mode = "threads-" + std::to_string(threads);
-      Scale scale = BandScale(job, variant, threads);
+      Scale scale = BandScale(job, LinkedScalers(variant), threads);
       rows.push_back({&job, ScalerOf(variant), mode, "4", std::move(scale), Row::Kind::variant, one, {}});
       if (!one) one = &rows.back();
     }
@@ -120,8 +169,14 @@ Rows PictureRowsOf(std::vector<Job> const& jobs) {
     for (conformance::Variant const& variant : RunnableVariants(job.layout)) {
       Scale picture = PictureScale(job, *variant.set, cyPush);
       if (!picture) continue;
-      Row const& steps = rows.emplace_back(
-          Row{&job, ScalerOf(variant), "steps", "4", StepsScale(job, variant, cyPush), Row::Kind::steps, nullptr, {}});
+      Row const& steps = rows.emplace_back(Row{&job,
+                                               ScalerOf(variant),
+                                               "steps",
+                                               "4",
+                                               StepsScale(job, LinkedScalers(variant), cyPush),
+                                               Row::Kind::steps,
+                                               nullptr,
+                                               {}});
       char const* const taps = job.in.cx > 2 * job.out.cx ? "wider" : "4";
       rows.push_back({&job, ScalerOf(variant), "picture", taps, std::move(picture), Row::Kind::variant, &steps, {}});
     }
@@ -224,7 +279,10 @@ int Run(std::vector<char*> arguments) {
   bool const wallTime = options.timed == Timed::threads;
   std::vector<Job> jobs = options.timed == Timed::pictures ? PictureJobs() : Jobs();
   if (options.timed == Timed::threads) jobs.resize(1);
+  Library before{};
+  if (options.timed == Timed::changes) before = LoadLibrary(options.before);
   Rows rows = options.timed == Timed::pictures  ? PictureRowsOf(jobs)
+              : options.timed == Timed::changes ? ChangedRowsOf(jobs, before)
               : options.timed == Timed::threads ? ThreadRowsOf(jobs[0])
                                                 : RowsOf(jobs);
   Check(jobs, rows);
@@ -245,7 +303,9 @@ int Run(std::vector<char*> arguments) {
 
   RoundCollector collector(rows, wallTime);
   if (benchmark::RunSpecifiedBenchmarks(&collector) == 0) return 1;
-  Ratio const ratio = options.timed == Timed::scalers ? Ratio::timesAsLong : Ratio::timesAsFast;
+  Ratio const ratio = options.timed == Timed::scalers   ? Ratio::timesCopy
+                      : options.timed == Timed::changes ? Ratio::timesBefore
+                                                        : Ratio::timesAsFast;
   if (std::ranges::all_of(rows, [](Row const& row) { return row.rounds.empty(); })) return 0;  // they were listed only
   PrintTable(rows, ratio);
   if (csv) WriteCsv(*csv, rows, ratio);

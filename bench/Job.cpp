@@ -5,12 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <new>
 #include <numbers>
 #include <random>
 #include <stdexcept>
-
-#include "conformance/OwnedContext.h"
 
 namespace bench {
 namespace {
@@ -40,10 +37,10 @@ void Allocate(Frame& frame) {
 }
 
 // The copy row goes through the same frames as the others, and so both must hold what it moves.
-Job JobOf(Layout layout, Sizes const& sizes, bool slices) {
+Job JobOf(Layout layout, Sizes const& sizes, bool tilesAlone = false) {
   int const bytesPerPixel = conformance::Traits(layout).BytesPerPixel();
   Job job{layout, FrameOf(sizes.cxIn, sizes.cyIn, sizes.cyIn, bytesPerPixel),
-          FrameOf(sizes.cxOut, sizes.cyOut, sizes.cyOut, bytesPerPixel), slices};
+          FrameOf(sizes.cxOut, sizes.cyOut, sizes.cyOut, bytesPerPixel), tilesAlone};
   for (Frame* frame : {&job.in, &job.out}) {
     frame->capacity = std::max(frame->capacity, job.CopyBytes());
     Allocate(*frame);
@@ -51,14 +48,8 @@ Job JobOf(Layout layout, Sizes const& sizes, bool slices) {
   return job;
 }
 
-std::shared_ptr<_SCALE_CONTEXT> ContextOf(Layout layout, Sizes const& sizes) {
-  conformance::OwnedContext context(
-      InitScaleContext(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, conformance::Traits(layout).bitsPerPixel));
-  if (!context) throw std::bad_alloc();
-  return context;
-}
-std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job) {
-  return ContextOf(job.layout, {job.in.cx, job.in.cy, job.out.cx, job.out.cy});
+std::shared_ptr<_SCALE_CONTEXT> ContextOf(Job const& job, Scalers const& scalers) {
+  return scalers.Context(job.in.cx, job.in.cy, job.out.cx, job.out.cy, conformance::Traits(job.layout).bitsPerPixel);
 }
 
 }  // namespace
@@ -72,13 +63,14 @@ std::vector<Job> Jobs() {
   std::vector<Job> jobs;
   for (Sizes const& sizes :
        {down, up, Sizes{3840, 2160, 1920, 1080}, Sizes{1920, 1080, 3840, 2160}, Sizes{1920, 1080, 1920, 540},
-        Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}, Sizes{16, 16, 24, 24}}) {
-    jobs.push_back(JobOf(Layout::Plane, sizes, jobs.size() < 2));
+        Sizes{1920, 1080, 960, 1080}, Sizes{320, 240, 176, 144}, Sizes{320, 240, 160, 120}, Sizes{16, 16, 24, 24}}) {
+    jobs.push_back(JobOf(Layout::Plane, sizes));
   }
   for (conformance::LayoutTraits const& traits : conformance::Layouts()) {
     if (traits.layout == Layout::Plane) continue;
-    for (Sizes const& sizes : {down, up}) jobs.push_back(JobOf(traits.layout, sizes, true));
+    for (Sizes const& sizes : {down, up}) jobs.push_back(JobOf(traits.layout, sizes));
   }
+  jobs.push_back(JobOf(Layout::RGB24, {20000, 1600, 13000, 1040}, true));
   return jobs;
 }
 
@@ -124,24 +116,34 @@ void FillSmoothly(Layout layout, Frame const& frame) {
   }
 }
 
-Scale FrameScale(Job const& job, conformance::Variant const& variant, int yFirst, int yEnd) {
-  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.frame] {
+Scale FrameScale(Job const& job, Scalers const& scalers, int yFirst, int yEnd) {
+  return [=, in = job.in, out = job.out, context = ContextOf(job, scalers), scale = scalers.frame] {
     scale(context.get(), in.Line(0), in.stride, out.Line(yFirst), out.stride, 0, yFirst, out.cx, yEnd - yFirst);
   };
 }
 
-Scale TileScale(Job const& job, conformance::Variant const& variant, int tile) {
-  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.frame,
-          layout = static_cast<int>(job.layout), pixelBytes = job.in.lineBytes / job.in.cx] {
-    for (int x = 0; x < out.cx; x += tile) {
-      for (int y = 0; y < out.cy; y += tile) {
-        int const cx = std::min(tile, out.cx - x), cy = std::min(tile, out.cy - y);
-        int xSrc, ySrc, cxSrc, cySrc;
-        FourTapScaleSourceNeeded(layout, in.cx, in.cy, out.cx, out.cy, x, y, cx, cy, xSrc, ySrc, cxSrc, cySrc);
-        FourTapScaleSourceOrigin(context.get(), xSrc, ySrc);
-        scale(context.get(), in.Line(ySrc) + xSrc * pixelBytes, in.stride, out.Line(y) + x * pixelBytes, out.stride, x,
-              y, cx, cy);
-      }
+Scale FirstScale(Job const& job, Scalers const& scalers) {
+  return [=] { FrameScale(job, scalers, 0, job.out.cy)(); };
+}
+
+Scale TileScale(Job const& job, Scalers const& scalers, int tile, TileOrder order) {
+  struct Corner {
+    int x, y;
+  };
+  std::vector<Corner> corners;
+  for (int y = 0; y < job.out.cy; y += tile) {
+    for (int x = 0; x < job.out.cx; x += tile) corners.push_back({x, y});
+  }
+  if (order == TileOrder::columns) std::ranges::stable_sort(corners, {}, &Corner::x);
+  return [=, in = job.in, out = job.out, context = ContextOf(job, scalers), library = scalers.library,
+          scale = scalers.frame, layout = static_cast<int>(job.layout), pixelBytes = job.in.lineBytes / job.in.cx] {
+    for (auto const& [x, y] : corners) {
+      int const cx = std::min(tile, out.cx - x), cy = std::min(tile, out.cy - y);
+      int xSrc, ySrc, cxSrc, cySrc;
+      library->sourceNeeded(layout, in.cx, in.cy, out.cx, out.cy, x, y, cx, cy, xSrc, ySrc, cxSrc, cySrc);
+      library->sourceOrigin(context.get(), xSrc, ySrc);
+      scale(context.get(), in.Line(ySrc) + xSrc * pixelBytes, in.stride, out.Line(y) + x * pixelBytes, out.stride, x, y,
+            cx, cy);
     }
   };
 }
@@ -159,9 +161,10 @@ Scale CheckedScale(Job const& job, conformance::Set const& set) {
   };
 }
 
-Scale SliceScale(Job const& job, conformance::Variant const& variant, int cySlice) {
-  return [=, in = job.in, out = job.out, context = ContextOf(job), scale = variant.slice] {
-    FourTapScaleProgressiveReset(context.get());
+Scale SliceScale(Job const& job, Scalers const& scalers, int cySlice) {
+  return [=, in = job.in, out = job.out, context = ContextOf(job, scalers), scale = scalers.slice,
+          reset = scalers.library->reset] {
+    reset(context.get());
     for (int y = 0, yOut = 0; y < in.cy; y += cySlice) {
       int cyWritten = 0;
       scale(context.get(), in.Line(y), in.stride, std::min(cySlice, in.cy - y), out.Line(yOut), out.stride, cyWritten);
@@ -193,7 +196,7 @@ Scale PictureScale(Job const& job, conformance::Set const& set, int cyPush) {
   };
 }
 
-Scale StepsScale(Job const& job, conformance::Variant const& variant, int cySlice) {
+Scale StepsScale(Job const& job, Scalers const& scalers, int cySlice) {
   struct Step {
     std::shared_ptr<_SCALE_CONTEXT> context;
     Frame lines;  // what a call gives
@@ -208,13 +211,13 @@ Scale StepsScale(Job const& job, conformance::Variant const& variant, int cySlic
               cyNext = isLast ? job.out.cy : halved(cy, job.out.cy);
     most = FourTapScaleMostLinesWritten(cy, cyNext, most);
     Step& step = steps.emplace_back(
-        Step{ContextOf(job.layout, {cx, cy, cxNext, cyNext}), FrameOf(cxNext, cyNext, most, bytesPerPixel)});
+        Step{scalers.Context(cx, cy, cxNext, cyNext, 8 * bytesPerPixel), FrameOf(cxNext, cyNext, most, bytesPerPixel)});
     Allocate(step.lines);
     cx = cxNext;
     cy = cyNext;
   }
-  return [=, in = job.in, out = job.out, scale = variant.slice] {
-    for (Step const& step : steps) FourTapScaleProgressiveReset(step.context.get());
+  return [=, in = job.in, out = job.out, scale = scalers.slice, reset = scalers.library->reset] {
+    for (Step const& step : steps) reset(step.context.get());
     for (int y = 0, yOut = 0; y < in.cy; y += cySlice) {
       unsigned char const* lines = in.Line(y);
       int stride = in.stride, count = std::min(cySlice, in.cy - y);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/Library.h"
 #include "conformance/Variants.h"
 
 namespace bench {
@@ -32,7 +33,7 @@ struct Frame {
 struct Job {
   conformance::Layout layout;
   Frame in, out;
-  bool slices;  // has rows for progressive frames and tiles too
+  bool tilesAlone;  // a band of a large picture, scaled in tiles
 
   double OutputPixels() const { return static_cast<double>(out.cx) * out.cy; }
   std::size_t CopyBytes() const { return (in.PixelBytes() + out.PixelBytes()) / 2; }
@@ -54,17 +55,21 @@ void FillWithNoise(Frame const&);
 void FillSmoothly(conformance::Layout, Frame const&);
 
 // Scales output lines yFirst to yEnd - 1, in one call.
-Scale FrameScale(Job const&, conformance::Variant const&, int yFirst, int yEnd);
-// Scales the frame in tiles of the output, column by column, each from the part of the source that it needs.
-Scale TileScale(Job const&, conformance::Variant const&, int tile);
+Scale FrameScale(Job const&, Scalers const&, int yFirst, int yEnd);
+// The same for the whole frame, by a context that is made for it.
+Scale FirstScale(Job const&, Scalers const&);
+// Scales the frame in tiles of the output, each from the part of the source that it needs: column by column, or line of
+// tiles by line, so that each tile has other columns than the one before.
+enum class TileOrder { columns, lines };
+Scale TileScale(Job const&, Scalers const&, int tile, TileOrder);
 // Scales the frame by the function for C, which checks its arguments; empty where that does not know the set.
 Scale CheckedScale(Job const&, conformance::Set const&);
 // Scales the frame progressively, cySlice source lines a call.
-Scale SliceScale(Job const&, conformance::Variant const&, int cySlice);
+Scale SliceScale(Job const&, Scalers const&, int cySlice);
 // Scales a picture by the functions for C, cyPush source lines a call; empty where they don't know the set.
 Scale PictureScale(Job const&, conformance::Set const&, int cyPush);
 // The same by several progressive frames, each of which makes the picture at most half as large.
-Scale StepsScale(Job const&, conformance::Variant const&, int cySlice);
+Scale StepsScale(Job const&, Scalers const&, int cySlice);
 // Moves as much memory as reading the source once and writing the output once does.
 Scale CopyScale(Job const&);
 

@@ -9,7 +9,7 @@
 namespace bench {
 namespace {
 
-double Minimum(std::vector<double> const& rounds) { return *std::ranges::min_element(rounds); }
+double Minimum(std::vector<double> rounds) { return *std::ranges::min_element(rounds); }
 
 double Median(std::vector<double> rounds) {
   std::ranges::sort(rounds);
@@ -25,16 +25,19 @@ std::string Figure(double value, int decimals) {
 std::string RatioOf(Row const& row, Ratio ratio) {
   if (!row.baseline) return Figure(1, 2);
   if (row.baseline->rounds.empty()) return "";
-  double const timesAsLong = Minimum(row.rounds) / Minimum(row.baseline->rounds);
-  return Figure(ratio == Ratio::timesAsLong ? timesAsLong : 1 / timesAsLong, 2);
+  auto const time = ratio == Ratio::timesBefore ? Median : Minimum;
+  double const timesAsLong = time(row.rounds) / time(row.baseline->rounds);
+  return Figure(ratio == Ratio::timesAsFast ? 1 / timesAsLong : timesAsLong, 2);
 }
+
+constexpr char const* ratioNames[] = {"times_copy", "times_before", "times_as_fast"};
 
 constexpr std::size_t textColumns = 5;
 
 // One line per timed row, below the heading.
 std::vector<std::vector<std::string>> Cells(Rows const& rows, Ratio ratio) {
   std::vector<std::vector<std::string>> lines{{"layout", "case", "scaler", "mode", "taps", "ns_min", "ns_median",
-                                               ratio == Ratio::timesAsLong ? "times_copy" : "times_as_fast", "rounds"}};
+                                               ratioNames[static_cast<std::size_t>(ratio)], "rounds"}};
   for (Row const& row : rows) {
     if (row.rounds.empty()) continue;
     lines.push_back({conformance::Traits(row.job->layout).name, SizesOf(*row.job), row.scaler, row.mode, row.taps,

@@ -14,8 +14,8 @@ struct Row {
   enum class Kind { copy, variant, peer, steps };
 
   Job const* job;
-  std::string scaler;  // copy, fourtap-SET, or a peer's name
-  std::string mode;    // frame, checked, slices-N, tiles-N, threads-N, picture, steps
+  std::string scaler;  // copy, fourtap-SET, before-SET, or a peer's name
+  std::string mode;    // frame, first-call, checked, slices-N, tiles-N, threads-N, picture, steps
   std::string taps;    // source samples per direction
   Scale scale;
   Kind kind;
@@ -29,8 +29,9 @@ struct Row {
 // Rows stay where they are, since they point at each other.
 using Rows = std::deque<Row>;
 
-// The last column: a row's time over its baseline's, or the other way round; minimum to minimum.
-enum class Ratio { timesAsLong, timesAsFast };
+// The last column but one: a row's time over its baseline's, or the other way round; minimum to minimum, or median to
+// median.
+enum class Ratio { timesCopy, timesBefore, timesAsFast };
 
 // A file that is replaced only when it has been written as a whole. To be made before the rows are timed, so that a
 // name that can't be written is known at once.
