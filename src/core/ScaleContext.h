@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "core/SourceStepping.h"
+
 namespace fourtap {
 
 struct GatherPlan;
@@ -48,7 +50,8 @@ struct _SCALE_CONTEXT {
   unsigned char* gatherBuf;   // owned: what the wide sets need (gathered/GatherPlan.h)
   // Into gatherBuf, 64-byte aligned: their intermediate lines, each at least as long as the widest window.
   unsigned char* wideLines[fourtap::wideBlockLines];
-  fourtap::GatherPlan* gatherPlan;  // into gatherBuf
-  bool holdsPart;                   // frame calls are handed a part of the source only,
-  int xOrigin, yOrigin;             // which begins at this pixel
+  fourtap::GatherPlan* gatherPlan;   // into gatherBuf
+  fourtap::SourceStepping nextLine;  // progressive: where output line cyOutDone lies
+  bool holdsPart;                    // frame calls are handed a part of the source only,
+  int xOrigin, yOrigin;              // which begins at this pixel
 };

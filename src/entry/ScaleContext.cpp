@@ -63,9 +63,21 @@ void FillPositions(int nIn, int nOut, uint64_t* positions) {
   for (int i = 0; i < nOut; ++i, fourtap::Step(at)) positions[i] = static_cast<uint64_t>(at.sixteenths);
 }
 
+struct Taps {
+  short coefs[16][4];
+};
+
+Taps ComputeTaps() {
+  Taps taps;
+  fourtap::ComputeFilterCoefs(1, taps.coefs[0]);
+  return taps;
+}
+
 void FillCoefs(_SCALE_CONTEXT& context) {
-  fourtap::ComputeFilterCoefs(1, context.horzCoef[0]);
-  fourtap::ComputeFilterCoefs(1, context.vertCoef[0]);
+  // Both directions have the same taps, and so have all contexts.
+  static Taps const taps = ComputeTaps();
+  std::memcpy(context.horzCoef, taps.coefs, sizeof taps.coefs);
+  std::memcpy(context.vertCoef, taps.coefs, sizeof taps.coefs);
   for (int phase = 0; phase < 16; ++phase) {
     for (int tap = 0; tap < 4; ++tap) {
       short const coef = context.horzCoef[phase][tap];
@@ -122,6 +134,7 @@ _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int b
   int const common = std::max(1, std::gcd(cxIn, cxOut));
   context->horzPeriod = cxOut / common;
   context->horzAdvance = cxIn / common;
+  FourTapScaleProgressiveReset(context);
   return context;
 }
 
@@ -148,6 +161,7 @@ void FourTapScaleSourceOrigin(_SCALE_CONTEXT* context, int x, int y) {
 void FourTapScaleProgressiveReset(_SCALE_CONTEXT* context) {
   context->cyInDone = 0;
   context->cyOutDone = 0;
+  if (context->cyOut > 0) context->nextLine = fourtap::StartStepping(context->cyIn, context->cyOut, 0);
 }
 
 long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, int, int bitsPerPixel) {

@@ -17,6 +17,7 @@ namespace {
 template <class Ops>
 struct BytePairs {
   typedef typename Ops::Register Register;
+  static constexpr bool sharesPairs = true;  // FilterNeighbours does the same for lines beside each other
 
   // Whether they give the 16-bit sums: taps fit a byte, and no pair of products leaves 16 bits.
   static bool Fit(short const* coefs) {
@@ -64,6 +65,7 @@ struct BytePairs {
 template <class Ops>
 struct BytesByBytes {
   typedef typename Ops::Register Register;
+  static constexpr bool sharesPairs = false;
 
   // Whether no sum, shifted down, leaves a byte.
   static bool Fit(short const* coefs) {
@@ -164,6 +166,58 @@ template <class Ops, class Taps, int lineCount>
   if (at < count) filterAt(last);
 }
 
+// Filters two lines whose tap lines begin one or two lines apart. Both see the lines `apart` and `apart` + 1: these are
+// interleaved once, and each line's other two beside them. Not inlined: g++ would spill
+// registers in the loops beside it.
+template <class Ops, int apart>
+[[gnu::noinline]] void FilterNeighbours(fourtap::VertTaps const* taps, ptrdiff_t firstByte, ptrdiff_t count,
+                                        unsigned char* const* dst) {
+  static_assert(apart == 1 || apart == 2);
+  typedef typename Ops::Register Register;
+  ptrdiff_t const vectorBytes = sizeof(Register);
+  constexpr int lineCount = 4 + apart;
+  unsigned char const* source[lineCount];
+  for (int t = 0; t < lineCount; ++t) {
+    source[t] = taps->lines[t];
+    HoldInRegister(source[t]);
+    source[t] += firstByte;
+    HoldInRegister(source[t]);
+  }
+  unsigned char* const first = dst[0];
+  unsigned char* const second = dst[1];
+  auto const tapPair = [](short const* coefs, int a, int b) {
+    short const both[] = {coefs[a], coefs[b]};
+    return Ops::Broadcast(BytePairs<Ops>::Pair(both));
+  };
+  Register const firstShared = tapPair(taps[0].coefs, apart, apart + 1);
+  Register const firstOwn = apart == 1 ? tapPair(taps[0].coefs, 0, 3) : tapPair(taps[0].coefs, 0, 1);
+  Register const secondShared = tapPair(taps[1].coefs, 0, 1), secondOwn = tapPair(taps[1].coefs, 2, 3);
+  auto const filterAt = [&](ptrdiff_t at) {
+    auto const load = [&](int line) {
+      Register bytes = Ops::Load(source[line] + at);
+      Ops::Hold(bytes);
+      return bytes;
+    };
+    Register const shared0 = load(apart), shared1 = load(apart + 1);
+    Register const sharedLow = Ops::InterleaveLow(shared0, shared1);
+    Register const sharedHigh = Ops::InterleaveHigh(shared0, shared1);
+    auto const filter = [&](Register a, Register b, Register sharedTaps, Register ownTaps) {
+      Register const low = Ops::Add(Ops::MultiplyAddBytes(sharedLow, sharedTaps),
+                                    Ops::MultiplyAddBytes(Ops::InterleaveLow(a, b), ownTaps));
+      Register const high = Ops::Add(Ops::MultiplyAddBytes(sharedHigh, sharedTaps),
+                                     Ops::MultiplyAddBytes(Ops::InterleaveHigh(a, b), ownTaps));
+      return Ops::Pack(Ops::ShiftBy6(low), Ops::ShiftBy6(high));
+    };
+    Register const third = load(3);
+    Ops::Store(first + at, filter(load(0), apart == 1 ? third : load(1), firstShared, firstOwn));
+    Ops::Store(second + at, filter(apart == 1 ? third : load(4), load(lineCount - 1), secondShared, secondOwn));
+  };
+  ptrdiff_t const last = count - vectorBytes;
+  ptrdiff_t at = 0;
+  for (; at <= last; at += vectorBytes) filterAt(at);
+  if (at < count) filterAt(last);
+}
+
 // The same for a line that is shorter than a vector.
 template <class Ops, class Taps>
 [[gnu::noinline]] void FilterShort(fourtap::VertTaps const& taps, ptrdiff_t firstByte, ptrdiff_t count,
@@ -190,12 +244,20 @@ void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int
     return;
   }
   for (int k = 0; k < lineCount; ++k) {
-    if (k + 1 < lineCount && taps[k + 1].lines == taps[k].lines) {
+    ptrdiff_t const apart = k + 1 < lineCount ? taps[k + 1].lines - taps[k].lines : -1;
+    if (apart == 0) {
       FilterVectors<Ops, ByteTaps<Ops>, 2>(taps + k, firstByte, count, dst + k);
       ++k;
-    } else {
-      FilterVectors<Ops, ByteTaps<Ops>, 1>(taps + k, firstByte, count, dst + k);
+      continue;
     }
+    if constexpr (ByteTaps<Ops>::sharesPairs) {
+      if (apart == 1 || apart == 2) {
+        (apart == 1 ? FilterNeighbours<Ops, 1> : FilterNeighbours<Ops, 2>)(taps + k, firstByte, count, dst + k);
+        ++k;
+        continue;
+      }
+    }
+    FilterVectors<Ops, ByteTaps<Ops>, 1>(taps + k, firstByte, count, dst + k);
   }
 }
 

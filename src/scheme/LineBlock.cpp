@@ -29,6 +29,19 @@ void LineWritten(LineBlock& block, int lineCount) {
   block.written += lineCount;
 }
 
+// Where only the height changes, so many lines are filtered by one call: neighbours share their source lines.
+int const linesTogether = 2;
+static_assert(linesTogether <= mostBlockLines);
+
+// Filters the pending lines vertically, into the destination.
+void WriteFiltered(Scaler const& scaler, HorzRange const& range, LineBlock& block) {
+  unsigned char* lines[linesTogether];
+  for (int k = 0; k < block.pending; ++k) lines[k] = block.dst + ptrdiff_t{k} * block.dstStride;
+  scaler.filterVertically(block.taps, block.pending, range.srcByte, range.count, lines);
+  LineWritten(block, block.pending);
+  block.pending = 0;
+}
+
 unsigned char** LinesBetween(Scaler const& scaler, _SCALE_CONTEXT& context) {
   return scaler.intermediateLines == IntermediateLines::wide ? context.wideLines : context.tempLines;
 }
@@ -46,9 +59,8 @@ HorzRange RangeOfCall(Scaler const& scaler, _SCALE_CONTEXT const& context, int x
   return range;
 }
 
-int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, int yDest, int cyDest,
+int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, SourceStepping& at, int cyDest,
                int firstLine, int entryCount, LineBlock& block) {
-  SourceStepping at = StartStepping(context.cyIn, context.cyOut, yDest);
   bool const horizontally = context.cxIn != context.cxOut;
   // An enlargement reads each source line several times, and hardly waits for it.
   bool const worthFetching = context.cyIn > context.cyOut && int64_t{context.cyIn} * range.count > cachedPictureBytes;
@@ -59,20 +71,20 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
     VertTaps& taps = block.taps[block.pending];
     taps.lines = context.srcLines + firstTap;
     taps.coefs = context.vertCoef[Phase(at)];
+    ++block.pending;
     if (!horizontally) {
-      scaler.filterVertically(&taps, 1, range.srcByte, range.count, &block.dst);
-      LineWritten(block, 1);
-      continue;
-    }
-    if (++block.pending == scaler.passes[0].lineCount) {
+      if (block.pending == linesTogether) WriteFiltered(scaler, range, block);
+    } else if (block.pending == scaler.passes[0].lineCount) {
       bool const fetches = worthFetching && firstTap + 4 < entryCount;
       FlushLines(scaler, context, range, block, fetches ? taps.lines[4] + range.srcByte : nullptr);
     }
   }
+  if (!horizontally && block.pending > 0) WriteFiltered(scaler, range, block);
   return done;
 }
 
 void FilterPending(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block) {
+  if (block.filtered == block.pending) return;
   scaler.filterVertically(block.taps + block.filtered, block.pending - block.filtered, range.srcByte, range.count,
                           LinesBetween(scaler, context) + block.filtered);
   block.filtered = block.pending;
@@ -80,6 +92,7 @@ void FilterPending(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange cons
 
 void FlushLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& range, LineBlock& block,
                 unsigned char const* comingLine) {
+  if (block.pending == 0) return;
   FilterPending(scaler, context, range, block);
   unsigned char** const lines = LinesBetween(scaler, context);
   int const done =

@@ -31,10 +31,10 @@ inline LineBlock StartBlock(unsigned char* dst, int dstStride, int pending) {
 //   xOrigin  the source column at which lines begin as they are handed in
 HorzRange RangeOfCall(Scaler const&, _SCALE_CONTEXT const&, int xDest, int cxDest, int xOrigin = 0);
 
-// Filters output lines from yDest on, at most cyDest, as long as their tap lines are in the context's table: it has
-// entryCount entries, the first of which is input line firstLine. Returns how many.
-int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, int yDest, int cyDest, int firstLine, int entryCount,
-               LineBlock&);
+// Filters output lines from the one at `at` on, at most cyDest, as long as their tap lines are in the context's table:
+// it has entryCount entries, the first of which is input line firstLine. Returns how many; `at` is left behind them.
+int ScaleLines(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, SourceStepping& at, int cyDest, int firstLine,
+               int entryCount, LineBlock&);
 
 // Filters the pending lines vertically: what they come from may be gone when they are sent on.
 void FilterPending(Scaler const&, _SCALE_CONTEXT&, HorzRange const&, LineBlock&);

@@ -47,13 +47,14 @@ void ScaleFrame(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
     ScaleSourceLines(scaler, context, range, source.At(yDest), srcStride, dst, dstStride, cyDest);
     return;
   }
-  int const firstEntry = SourcePosition(context.cyIn, context.cyOut, yDest);
+  SourceStepping at = StartStepping(context.cyIn, context.cyOut, yDest);
+  int const firstEntry = Position(at);
   int const lastEntry = SourcePosition(context.cyIn, context.cyOut, yDest + cyDest - 1) + 3;
   bool const fillsAll = scaler.fillsWholeTable && !context.holdsPart;
   FillSourceLines(context, source, fillsAll ? 0 : firstEntry, fillsAll ? context.cyIn + 2 : lastEntry);
   if (scaler.fillsWholeTable && context.holdsPart) FillAroundNeeded(context, firstEntry, lastEntry);
   LineBlock block = StartBlock(dst, dstStride, 0);
-  ScaleLines(scaler, context, range, yDest, cyDest, -1, lastEntry + 1, block);
+  ScaleLines(scaler, context, range, at, cyDest, -1, lastEntry + 1, block);
   FlushLines(scaler, context, range, block);
 }
 

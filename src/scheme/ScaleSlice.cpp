@@ -86,7 +86,7 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   int const entryCount = FillTapLines(context, src, srcStride, added, last);
   bool const waited = context.cxIn != context.cxOut && scaler.holdsLinesBack;
   LineBlock block = StartBlock(dst, dstStride, waited ? context.cyOutDone % scaler.passes[0].lineCount : 0);
-  context.cyOutDone += ScaleLines(scaler, context, range, context.cyOutDone, context.cyOut - context.cyOutDone,
+  context.cyOutDone += ScaleLines(scaler, context, range, context.nextLine, context.cyOut - context.cyOutDone,
                                   FirstTableLine(context), entryCount, block);
   if (!last && added > 3) FetchSlots(scaler, context);
   if (last || !scaler.holdsLinesBack) {
