@@ -25,7 +25,7 @@ namespace {
 enum class Order { inHalves, inFours };
 
 template <Order order>
-fourtap::GatherItem ItemAt16(int vector, int byte) {
+constexpr fourtap::GatherItem ItemAt16(int vector, int byte) {
   if (order == Order::inFours) return {.output = 4 * vector + byte / 4, .tap = byte % 4, .window = vector, .offset = 0};
   return {.output = 8 * (vector / 2) + byte % 8, .tap = 2 * (vector % 2) + byte / 8, .window = vector, .offset = 0};
 }
@@ -107,7 +107,7 @@ constexpr fourtap::GatherScheme SchemeOf16() {
           .windowCount = Kernel::vectors,
           .straight = false,
           .lastGroupEndsAtEnd = true,
-          .itemAt = ItemAt16<order>,
+          .lanes = &fourtap::gatherLanesBy<ItemAt16<order>, Kernel::groupBytes, 16>,
           .filter = Filter<Kernel>};
 }
 

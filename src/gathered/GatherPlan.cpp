@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <numeric>
 
 #include "core/HorzRange.h"
@@ -25,50 +26,84 @@ struct GroupItems {
   unsigned char tap[4 * maxGroupBytes];
 };
 
-// For each lane of a group's vectors, where it finds its item in GroupItems, and its window.
-struct LaneMap {
-  unsigned char item[4 * maxGroupBytes];
-  unsigned char window[4 * maxGroupBytes];
-  unsigned char offset[4 * maxGroupBytes];
+// How far a channel's samples are apart, and its taps by phase: their distances from the first one, in bytes.
+struct TapPlaces {
+  int distance;
+  int bytes[16][4];
 };
 
-LaneMap MapLanes(GatherScheme const& scheme) {
-  LaneMap map;
-  for (int lane = 0; lane < 4 * scheme.groupBytes; ++lane) {
-    GatherItem const at = scheme.itemAt(lane / scheme.vectorBytes, lane % scheme.vectorBytes);
-    map.item[lane] = static_cast<unsigned char>(4 * at.output + at.tap);
-    map.window[lane] = static_cast<unsigned char>(at.window);
-    map.offset[lane] = static_cast<unsigned char>(at.offset);
+// What a plan's tables are made of, and where.
+struct TableMaker {
+  _SCALE_CONTEXT const& context;
+  HorzRange const& range;
+  GatherLayout const& layout;
+  int dstBytes;
+  GatherGroup* groups;
+  unsigned char* tables;
+  TapPlaces places, chromaPlaces;
+  unsigned char taps[16][4];
+};
+
+TapPlaces PlacesOf(_SCALE_CONTEXT const& context, int distance) {
+  TapPlaces places{.distance = distance, .bytes = {}};
+  for (int phase = 0; phase < 16; ++phase) {
+    // Tap 1 is never 0.
+    for (int t = 0; t < 4; ++t) places.bytes[phase][t] = (context.horzCoef[phase][t] ? t : 1) * distance;
   }
-  return map;
+  return places;
 }
 
-void FillItem(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRange const& range, int unit,
-              int byteOfUnit, int* positions, unsigned char* taps) {
+TableMaker MakerOf(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRange const& range, int dstBytes,
+                   GatherGroup* groups, unsigned char* tables) {
+  TableMaker maker{context,
+                   range,
+                   layout,
+                   dstBytes,
+                   groups,
+                   tables,
+                   PlacesOf(context, layout.distance),
+                   PlacesOf(context, layout.chromaDistance),
+                   {}};
+  for (int phase = 0; phase < 16; ++phase) {
+    for (int t = 0; t < 4; ++t) maker.taps[phase][t] = static_cast<unsigned char>(context.horzCoef[phase][t]);
+  }
+  return maker;
+}
+
+void FillItem(TableMaker const& maker, int unit, int byteOfUnit, int* positions, unsigned char* taps) {
+  _SCALE_CONTEXT const& context = maker.context;
+  GatherLayout const& layout = maker.layout;
   bool const cleared = layout.cleared.Has(byteOfUnit);
   GatherByte const& byte = layout.bytes[cleared ? 0 : byteOfUnit];
-  int const firstUnit = range.xDest / layout.unitPixels;
-  uint64_t const at = byte.chroma ? context.chromaPositions[firstUnit + unit]
-                                  : context.horzPositions[(firstUnit + unit) * layout.unitPixels + byte.sample];
+  uint64_t const at =
+      byte.chroma ? context.chromaPositions[unit] : context.horzPositions[unit * layout.unitPixels + byte.sample];
   int const samples = byte.chroma ? context.cxIn / layout.unitPixels : context.cxIn;
-  int const distance = byte.chroma ? layout.chromaDistance : layout.distance;
-  short const* const coefs = context.horzCoef[at & 15];
-  for (int t = 0; t < 4; ++t) {
-    // Tap 1 is never 0.
-    int const sample = std::clamp(HorzPosition(at) - 1 + (coefs[t] ? t : 1), 0, samples - 1);
-    positions[t] = sample * distance + byte.offset - range.firstByte;
-    taps[t] = static_cast<unsigned char>(cleared ? 0 : coefs[t]);
+  TapPlaces const& places = byte.chroma ? maker.chromaPlaces : maker.places;
+  int const* const bytes = places.bytes[at & 15];
+  int const firstTap = HorzPosition(at) - 1;
+  int const origin = byte.offset - maker.range.firstByte;
+  if (firstTap >= 0 && firstTap + 3 < samples) {
+    for (int t = 0; t < 4; ++t) positions[t] = firstTap * places.distance + bytes[t] + origin;
+  } else {
+    int const last = (samples - 1) * places.distance;
+    for (int t = 0; t < 4; ++t) {
+      positions[t] = std::clamp(firstTap * places.distance + bytes[t], 0, last) + origin;
+    }
+  }
+  if (cleared) {
+    std::memset(taps, 0, 4);
+  } else {
+    std::memcpy(taps, maker.taps[at & 15], 4);
   }
 }
 
-// The items of the group's output bytes, behind them copies of the last one that weigh nothing.
-void FillItems(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRange const& range, int firstByte,
-               int byteCount, int groupBytes, GroupItems& items) {
-  int unit = firstByte / layout.unitBytes;
-  int byte = firstByte % layout.unitBytes;
+// The items of the output bytes from firstByte on, behind them copies of the last one that weigh nothing.
+void FillItems(TableMaker const& maker, int firstByte, int byteCount, int groupBytes, GroupItems& items) {
+  int unit = maker.range.xDest / maker.layout.unitPixels + firstByte / maker.layout.unitBytes;
+  int byte = firstByte % maker.layout.unitBytes;
   for (int i = 0; i < byteCount; ++i) {
-    FillItem(context, layout, range, unit, byte, items.position + 4 * i, items.tap + 4 * i);
-    if (++byte == layout.unitBytes) {
+    FillItem(maker, unit, byte, items.position + 4 * i, items.tap + 4 * i);
+    if (++byte == maker.layout.unitBytes) {
       byte = 0;
       ++unit;
     }
@@ -80,43 +115,42 @@ void FillItems(_SCALE_CONTEXT const& context, GatherLayout const& layout, HorzRa
 }
 
 // Fills the group's tables, and tells whether its windows reach all its taps.
-bool FillGroup(GatherScheme const& scheme, LaneMap const& map, GroupItems const& items, int srcBytes,
-               GatherGroup& group, unsigned char* tables) {
-  int const lanes = 4 * scheme.groupBytes;
+bool FillGroup(GatherScheme const& scheme, GroupItems const& items, int srcBytes, GatherGroup& group,
+               unsigned char* tables) {
+  GatherLanes const& lanes = *scheme.lanes;
+  int const laneCount = tableBytesPerOutput / 2 * scheme.groupBytes;
   int first[maxWindows], last[maxWindows];
   std::fill(first, first + scheme.windowCount, srcBytes);
   std::fill(last, last + scheme.windowCount, -scheme.windowBytes);
-  auto const fromOffset = [&](int lane) { return items.position[map.item[lane]] - map.offset[lane]; };
-  for (int lane = 0; lane < lanes; ++lane) {
-    int const window = map.window[lane];
-    first[window] = std::min(first[window], fromOffset(lane));
-    last[window] = std::max(last[window], fromOffset(lane));
+  for (int run = 0; run * GatherLanes::runBytes < laneCount; ++run) {
+    unsigned char const* const item = lanes.item + run * GatherLanes::runBytes;
+    int firstOfRun = items.position[item[0]], lastOfRun = firstOfRun;
+    for (int i = 1; i < GatherLanes::runBytes; ++i) {
+      firstOfRun = std::min(firstOfRun, items.position[item[i]]);
+      lastOfRun = std::max(lastOfRun, items.position[item[i]]);
+    }
+    int const window = lanes.window[run];
+    first[window] = std::min(first[window], firstOfRun - lanes.offset[run]);
+    last[window] = std::max(last[window], lastOfRun - lanes.offset[run]);
   }
   // A window starts early enough not to reach past the line.
   for (int w = 0; w < scheme.windowCount; ++w) {
     group.windows[w] = std::max(0, std::min(first[w], srcBytes - scheme.windowBytes));
     if (first[w] < group.windows[w] || last[w] - group.windows[w] >= scheme.reachBytes) return false;
   }
-  for (int lane = 0; lane < lanes; ++lane) {
-    int const number = fromOffset(lane) - group.windows[map.window[lane]];
-    if (scheme.straight && number != lane % scheme.reachBytes) return false;
-    tables[lane] = static_cast<unsigned char>(number);
-    tables[lanes + lane] = items.tap[map.item[lane]];
+  for (int run = 0; run * GatherLanes::runBytes < laneCount; ++run) {
+    int const start = group.windows[lanes.window[run]] + lanes.offset[run];
+    for (int lane = run * GatherLanes::runBytes; lane < (run + 1) * GatherLanes::runBytes; ++lane) {
+      int const number = items.position[lanes.item[lane]] - start;
+      if (scheme.straight && number != lane % scheme.reachBytes) return false;
+      tables[lane] = static_cast<unsigned char>(number);
+      tables[laneCount + lane] = items.tap[lanes.item[lane]];
+    }
   }
   return true;
 }
 
 constexpr int64_t AlignTo64(int64_t bytes) { return (bytes + 63) & ~int64_t{63}; }
-
-// What a plan's tables are made of, and where.
-struct TableMaker {
-  _SCALE_CONTEXT const& context;
-  HorzRange const& range;
-  GatherLayout const& layout;
-  int dstBytes;
-  GatherGroup* groups;
-  unsigned char* tables;
-};
 
 int GroupCount(GatherScheme const& scheme, int dstBytes) {
   return static_cast<int>((int64_t{dstBytes} + scheme.groupBytes - 1) / scheme.groupBytes);
@@ -124,20 +158,47 @@ int GroupCount(GatherScheme const& scheme, int dstBytes) {
 
 int TableBytes(GatherScheme const& scheme) { return tableBytesPerOutput * scheme.groupBytes; }
 
-bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map, int group) {
-  int start = group * scheme.groupBytes;
-  if (scheme.lastGroupEndsAtEnd) start = std::max(0, std::min(start, maker.dstBytes - scheme.groupBytes));
-  GroupItems items;
-  FillItems(maker.context, maker.layout, maker.range, start, std::min(scheme.groupBytes, maker.dstBytes - start),
-            scheme.groupBytes, items);
-  maker.groups[group].tables = int64_t{group} * TableBytes(scheme);
-  return FillGroup(scheme, map, items, maker.range.count, maker.groups[group],
-                   maker.tables + maker.groups[group].tables);
+// The output bytes of a group.
+struct GroupBytes {
+  int first, count;
+};
+
+GroupBytes BytesOf(GatherScheme const& scheme, int dstBytes, int group) {
+  int const start = group * scheme.groupBytes;
+  int const first = scheme.lastGroupEndsAtEnd ? std::max(0, std::min(start, dstBytes - scheme.groupBytes)) : start;
+  return {first, std::min(scheme.groupBytes, dstBytes - first)};
 }
 
+bool MakeGroup(TableMaker const& maker, GatherScheme const& scheme, int group) {
+  GroupBytes const bytes = BytesOf(scheme, maker.dstBytes, group);
+  GroupItems items;
+  FillItems(maker, bytes.first, bytes.count, scheme.groupBytes, items);
+  maker.groups[group].tables = int64_t{group} * TableBytes(scheme);
+  return FillGroup(scheme, items, maker.range.count, maker.groups[group], maker.tables + maker.groups[group].tables);
+}
+
+// The group in the middle of a line, which no scheme can leave to another one: what does not fit there does not fit at
+// all, and that is soon seen.
+struct Probe {
+  TableMaker const& maker;
+  int groupBytes;  // of what `items` is filled with; 0: nothing yet
+  GroupItems items;
+
+  bool Fits(GatherScheme const& scheme) {
+    if (scheme.groupBytes != groupBytes) {
+      groupBytes = scheme.groupBytes;
+      GroupBytes const bytes = BytesOf(scheme, maker.dstBytes, GroupCount(scheme, maker.dstBytes) / 2);
+      FillItems(maker, bytes.first, bytes.count, groupBytes, items);
+    }
+    GatherGroup group;
+    unsigned char tables[tableBytesPerOutput * maxGroupBytes];
+    return FillGroup(scheme, items, maker.range.count, group, tables);
+  }
+};
+
 // Makes groups from `from` on, until one does not fit the scheme; returns which.
-int MakeGroups(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map, int from, int end) {
-  while (from < end && MakeGroup(maker, scheme, map, from)) ++from;
+int MakeGroups(TableMaker const& maker, GatherScheme const& scheme, int from, int end) {
+  while (from < end && MakeGroup(maker, scheme, from)) ++from;
   return from;
 }
 
@@ -179,7 +240,7 @@ bool MakeRecurring(TableMaker const& maker, GatherScheme const& scheme, Recurren
 }
 
 // The groups behind the first few that fit a scheme, to the first one that does not, or does not recur as all before.
-GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, LaneMap const& map) {
+GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme) {
   int const groupCount = GroupCount(scheme, maker.dstBytes);
   Recurrence const recurrence = RecurrenceOf(maker, scheme);
   int const mostFirst = std::min(maxFirstGroups, groupCount - 1);
@@ -188,16 +249,17 @@ GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, La
     while (from < mostFirst && !IsInside(maker, scheme, from)) ++from;
     if (IsInside(maker, scheme, from)) {
       int const ownEnd = from + static_cast<int>(recurrence.groups);
-      int end = MakeGroups(maker, scheme, map, from, ownEnd);
+      int end = MakeGroups(maker, scheme, from, ownEnd);
       if (end == ownEnd) {
         while (end < groupCount && MakeRecurring(maker, scheme, recurrence, end)) ++end;
       }
-      return {&scheme, from, end};
+      bool const alike = recurrence.groups == 1 && end > ownEnd;
+      return {&scheme, from, end, alike ? static_cast<int>(recurrence.bytes) : 0};
     }
   }
   int from = 0;
-  int end = MakeGroups(maker, scheme, map, from, groupCount);
-  while (end == from && from < mostFirst) end = MakeGroups(maker, scheme, map, ++from, groupCount);
+  int end = MakeGroups(maker, scheme, from, groupCount);
+  while (end == from && from < mostFirst) end = MakeGroups(maker, scheme, ++from, groupCount);
   return {&scheme, from, end};
 }
 
@@ -205,17 +267,17 @@ GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme, La
 void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan) {
   auto const runsHere = [](GatherScheme const& scheme) { return !scheme.runsHere || scheme.runsHere(); };
   GatherScheme const* const end = set.schemes + set.schemeCount;
+  Probe probe{maker, 0, {}};
   for (GatherScheme const* scheme = set.schemes; scheme != end; ++scheme) {
-    if (!runsHere(*scheme)) continue;
-    GatherSegment const middle = MakeMiddle(maker, *scheme, MapLanes(*scheme));
+    if (!runsHere(*scheme) || !probe.Fits(*scheme)) continue;
+    GatherSegment const middle = MakeMiddle(maker, *scheme);
     int const groupCount = GroupCount(*scheme, maker.dstBytes);
     int const endGroups = groupCount - (middle.endGroup - middle.firstGroup);
     bool const mayDiffer = endGroups * worthAnotherScheme <= groupCount;
     for (GatherScheme const* atEnds = scheme; atEnds != (mayDiffer ? end : scheme + 1); ++atEnds) {
       if (!runsHere(*atEnds)) continue;
-      LaneMap const map = MapLanes(*atEnds);
-      if (MakeGroups(maker, *atEnds, map, 0, middle.firstGroup) < middle.firstGroup ||
-          MakeGroups(maker, *atEnds, map, middle.endGroup, groupCount) < groupCount) {
+      if (MakeGroups(maker, *atEnds, 0, middle.firstGroup) < middle.firstGroup ||
+          MakeGroups(maker, *atEnds, middle.endGroup, groupCount) < groupCount) {
         continue;
       }
       auto const add = [&plan](GatherSegment const& segment) {
@@ -271,7 +333,7 @@ GatherPlan const& PlanGather(_SCALE_CONTEXT& context, GatherSet const& set, Gath
   int const dstBytes = range.cxDest / layout.unitPixels * layout.unitBytes;
   auto* const tables = reinterpret_cast<unsigned char*>(groups) + GroupsBytes(dstBytes);
   plan = {&set, &layout, range.xDest, range.cxDest, dstBytes, 0, {}, 0, 0, groups, tables};
-  MakeTables({context, range, layout, dstBytes, groups, tables}, set, plan);
+  MakeTables(MakerOf(context, layout, range, dstBytes, groups, tables), set, plan);
   return plan;
 }
 

@@ -39,6 +39,45 @@ struct GatherItem {
   int offset;  // and the first byte there that it can be
 };
 
+// What the buffers are laid out for: of any scheme.
+int const minGroupBytes = 32;
+int const maxGroupBytes = 64;
+int const maxWindows = 8;
+int const widestWindow = 128;
+// For each byte of a group the numbers of four source bytes, and four taps.
+int const tableBytesPerOutput = 8;
+
+// The byte numbers of a group's tables, in the order of memory, which are as many as the taps behind them.
+struct GatherLanes {
+  static constexpr int runBytes = 16;
+  unsigned char item[4 * maxGroupBytes];  // which one stands there: 4 * output + tap
+  // Of so many neighbours, which are all taken from one window and have one offset.
+  unsigned char window[4 * maxGroupBytes / runBytes];
+  unsigned char offset[4 * maxGroupBytes / runBytes];
+  bool runsAreWhole;  // whether they are
+};
+
+template <GatherItem (*itemAt)(int vector, int lane)>
+consteval GatherLanes LanesOf(int groupBytes, int vectorBytes) {
+  GatherLanes lanes{};
+  lanes.runsAreWhole = true;
+  for (int lane = 0; lane < tableBytesPerOutput / 2 * groupBytes; ++lane) {
+    GatherItem const at = itemAt(lane / vectorBytes, lane % vectorBytes);
+    int const run = lane / GatherLanes::runBytes;
+    lanes.item[lane] = static_cast<unsigned char>(4 * at.output + at.tap);
+    if (lane % GatherLanes::runBytes == 0) {
+      lanes.window[run] = static_cast<unsigned char>(at.window);
+      lanes.offset[run] = static_cast<unsigned char>(at.offset);
+    }
+    lanes.runsAreWhole &= lanes.window[run] == at.window && lanes.offset[run] == at.offset;
+  }
+  return lanes;
+}
+
+// Of a scheme that says where each byte of a vector comes from.
+template <GatherItem (*itemAt)(int vector, int lane), int groupBytes, int vectorBytes>
+static constexpr GatherLanes gatherLanesBy = LanesOf<itemAt>(groupBytes, vectorBytes);
+
 struct GatherPlan;
 struct GatherSegment;
 
@@ -58,8 +97,7 @@ struct GatherScheme {
   int windowCount;
   bool straight;            // byte numbers have to be 0, 1, 2 and so on, and are not read
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
-  GatherItem (*itemAt)(int vector, int lane);
-
+  GatherLanes const* lanes;
   GatherFilter* filter;
   bool (*runsHere)() = nullptr;  // whether the processor has what it takes; null: wherever the set runs
 };
@@ -68,21 +106,14 @@ struct GatherScheme {
 struct GatherSegment {
   GatherScheme const* scheme;
   int firstGroup, endGroup;
+  int advance = 0;  // where all have the same tables: source bytes from the windows of one to those of the next; else 0
 };
-
-// What the buffers are laid out for: of any scheme.
-int const minGroupBytes = 32;
-int const maxGroupBytes = 64;
-int const maxWindows = 8;
-int const widestWindow = 128;
-// For each byte of a group the numbers of four source bytes, and four taps.
-int const tableBytesPerOutput = 8;
 
 // Whether a scheme's groups, windows and tables have their place in a context.
 consteval bool FitsBuffers(GatherScheme const& scheme) {
   return minGroupBytes <= scheme.groupBytes && maxGroupBytes % scheme.groupBytes == 0 &&
          scheme.windowCount <= maxWindows && scheme.windowBytes <= widestWindow &&
-         tableBytesPerOutput / 2 * scheme.groupBytes % scheme.vectorBytes == 0;
+         tableBytesPerOutput / 2 * scheme.groupBytes % scheme.vectorBytes == 0 && scheme.lanes->runsAreWhole;
 }
 
 template <size_t count>

@@ -21,15 +21,19 @@ int const laneBytes = 16;
 // With A to D for the blocks of outputs 0 to 7, 8 to 15, 16 to 23 and 24 to 31, A01 for their taps 0 and 1 as pairs, w
 // for windows, and a bar between lanes:
 //
-//   pairs, shareWindow     first vector  second vector  summed
-//     register 0            A01 | B01     A23 | B23      A | B     w0 | w0, or with two windows w0 | w0 and w1 | w1
-//     register 1            C01 | D01     C23 | D23      C | D     w1 | w1,                     w2 | w2 and w3 | w3
+//   pairs, shareHalves     first vector  second vector  summed
+//     register 0            A01 | B01     A23 | B23      A | B     w0's bytes 0 to 15 | its bytes 16 to 31, and w1's
+//     register 1            C01 | D01     C23 | D23      C | D     w2's and w3's
 //     packed                                             A C | B D, put in order: A B | C D
-//   pairs, shareHalves     the same; w0's bytes 0 to 15 | its bytes 16 to 31
 //   pairs, haveOwnWindows
 //     register 0            A01 | C01     A23 | C23      A | C     w0 | w2, or with two windows w0 | w4 and w1 | w5
 //     register 1            B01 | D01     B23 | D23      B | D     w1 | w3,                     w2 | w6 and w3 | w7
 //     packed                                             A B | C D
+//
+//   pairs, evenAndOdd, A' to D' for the even outputs of A to D, A" to D" for the odd ones
+//     register 0            A'B'01 | C'D'01  A'B'23 | C'D'23  A'B' | C'D'   w0 | w1, or with two windows w0 | w2 and
+//     register 1            A"B"01 | C"D"01  A"B"23 | C"D"23  A"B" | C"D"   w0 | w1,                     w1 | w3
+//     merged byte by byte                                     A B | C D
 //
 //   quads, a0 to a7 for the bytes of A, all four taps of each; and so on:
 //     register 0       a0 a1 a2 a3 | c0 c1 c2 c3   a4 a5 a6 a7 | c4 c5 c6 c7
@@ -38,9 +42,9 @@ int const laneBytes = 16;
 //
 //   straight: A01 is w0's bytes as they are, where outputs lie two bytes apart.
 enum class Lanes {
-  shareWindow,    // a window of 16 bytes for both; they are neighbouring blocks, put in order after packing
-  shareHalves,    // the same, but a window of 32 bytes, half of it for each
-  haveOwnWindows  // a window of 16 bytes each; between the two blocks lies one of the other register
+  shareHalves,     // half a window of 32 bytes each; they are neighbouring blocks, put in order after packing
+  haveOwnWindows,  // a window of 16 bytes each; between the two blocks lies one of the other register
+  evenAndOdd  // a window of 16 bytes for two blocks; the first register has their even outputs, the second the odd ones
 };
 
 struct Spread {
@@ -57,32 +61,32 @@ constexpr bool isApart = spread.lanes == Lanes::haveOwnWindows;
 // The window of a register's lane and table vector, counted from the group's first.
 template <Spread spread>
 constexpr int WindowOf(int reg, int lane, int vector) {
-  int const windows = isApart<spread> ? reg + 2 * lane : reg;
+  int const windows = spread.lanes == Lanes::evenAndOdd ? lane : isApart<spread> ? reg + 2 * lane : reg;
   return windows * spread.windows + (spread.windows == 1 ? 0 : vector);
 }
 
 template <Spread spread>
-GatherItem ItemAt(int tableVector, int byte) {
+constexpr GatherItem ItemAt(int tableVector, int byte) {
   int const reg = tableVector / 2, vector = tableVector % 2, lane = byte / 16, item = byte % 16;
   int const block = isApart<spread> ? reg + 2 * lane : 2 * reg + lane;
   int const window = WindowOf<spread>(reg, lane, vector);
+  if (spread.lanes == Lanes::evenAndOdd) return {16 * lane + item / 2 * 2 + reg, 2 * vector + item % 2, window, 0};
   int const offset = spread.lanes == Lanes::shareHalves ? laneBytes * lane : 0;
   if (spread.quads) return {8 * block + 4 * vector + item / 4, item % 4, window, offset};
   return {8 * block + item / 2, 2 * vector + item % 2, window, offset};
 }
 
-template <Spread spread>
-__m256i LoadWindows(unsigned char const* line, int32_t const* windows, int reg, int vector) {
+template <Spread spread, class Start>
+__m256i LoadWindows(unsigned char const* line, Start const* windows, int reg, int vector) {
   auto const at = [&](int lane) { return line + windows[WindowOf<spread>(reg, lane, vector)]; };
   auto const load = [&](int lane) { return _mm_loadu_si128(reinterpret_cast<__m128i const*>(at(lane))); };
-  if (spread.lanes == Lanes::shareWindow) return _mm256_broadcastsi128_si256(load(0));
   if (spread.lanes == Lanes::shareHalves) return _mm256_loadu_si256(reinterpret_cast<__m256i const*>(at(0)));
   return _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(1), 1);
 }
 
 // Eight 16-bit results of each lane.
-template <Spread spread>
-__m256i FilterRegister(unsigned char const* line, int32_t const* windows, int reg, __m256i const (&index)[2],
+template <Spread spread, class Start>
+__m256i FilterRegister(unsigned char const* line, Start const* windows, int reg, __m256i const (&index)[2],
                        __m256i const (&taps)[2]) {
   __m256i const first = LoadWindows<spread>(line, windows, reg, 0);
   __m256i const second = spread.windows == 1 ? first : LoadWindows<spread>(line, windows, reg, 1);
@@ -93,6 +97,9 @@ __m256i FilterRegister(unsigned char const* line, int32_t const* windows, int re
 
 template <Spread spread>
 __m256i PackInOrder(__m256i sums0, __m256i sums1) {
+  if (spread.lanes == Lanes::evenAndOdd) {
+    return _mm256_blendv_epi8(_mm256_srli_epi16(sums0, 6), _mm256_slli_epi16(sums1, 2), _mm256_set1_epi16(-256));
+  }
   __m256i const packed = _mm256_packus_epi16(_mm256_srli_epi16(sums0, 6), _mm256_srli_epi16(sums1, 6));
   return isApart<spread> ? packed : _mm256_permute4x64_epi64(packed, _MM_SHUFFLE(3, 1, 2, 0));
 }
@@ -100,6 +107,7 @@ __m256i PackInOrder(__m256i sums0, __m256i sums1) {
 template <Spread spread>
 struct Kernel {
   static int const groupBytes = 32;
+  static int const windowCount = 2 * spread.windows * (isApart<spread> ? 2 : 1);
 
   template <int lineCount, class Store>
   [[gnu::always_inline]] void FilterGroup(unsigned char const* groupTables, int32_t const* windows,
@@ -120,6 +128,39 @@ struct Kernel {
     }
     for (int k = 0; k < lineCount; ++k) {
       store(to + ptrdiff_t{k} * dstStride, PackInOrder<spread>(sums[k][0], sums[k][1]));
+    }
+  }
+
+  // All tables of a group, and where its windows start, in registers.
+  struct Tables {
+    __m256i index[2][2], taps[2][2];
+
+    [[gnu::always_inline]] explicit Tables(unsigned char const* groupTables) {
+      auto const* const tables = reinterpret_cast<__m256i const*>(groupTables);
+      for (int i = 0; i < 4; ++i) {
+        index[i / 2][i % 2] = _mm256_load_si256(tables + i);
+        taps[i / 2][i % 2] = _mm256_load_si256(tables + 4 + i);
+        if (!spread.straight) HoldInVector(index[i / 2][i % 2]);
+        HoldInVector(taps[i / 2][i % 2]);
+      }
+    }
+  };
+  struct Starts {
+    ptrdiff_t windows[windowCount];
+
+    [[gnu::always_inline]] explicit Starts(int32_t const* from) {
+      for (int w = 0; w < windowCount; ++w) windows[w] = from[w];
+    }
+  };
+
+  template <int lineCount>
+  [[gnu::always_inline]] void FilterAlike(Tables const& tables, Starts const& starts, unsigned char const* from,
+                                          ptrdiff_t step, unsigned char* to, int dstStride) const {
+    for (int k = 0; k < lineCount; ++k) {
+      unsigned char const* const line = from + k * step;
+      __m256i const first = FilterRegister<spread>(line, starts.windows, 0, tables.index[0], tables.taps[0]);
+      __m256i const second = FilterRegister<spread>(line, starts.windows, 1, tables.index[1], tables.taps[1]);
+      StoreWhole(to + ptrdiff_t{k} * dstStride, PackInOrder<spread>(first, second));
     }
   }
 
@@ -146,21 +187,21 @@ struct Kernel {
 template <Spread spread>
 constexpr GatherScheme SchemeOf() {
   int const windowBytes = spread.lanes == Lanes::shareHalves ? 2 * laneBytes : laneBytes;
-  int const windowCount = 2 * spread.windows * (isApart<spread> ? 2 : 1);
   return {.vectorBytes = 32,
           .groupBytes = Kernel<spread>::groupBytes,
           .windowBytes = windowBytes,
           .reachBytes = laneBytes,
-          .windowCount = windowCount,
+          .windowCount = Kernel<spread>::windowCount,
           .straight = spread.straight,
           .lastGroupEndsAtEnd = true,
-          .itemAt = ItemAt<spread>,
+          .lanes = &gatherLanesBy<ItemAt<spread>, Kernel<spread>::groupBytes, 32>,
           .filter = Filter<Kernel<spread>>};
 }
 
 constexpr GatherScheme schemes[] = {
     SchemeOf<Spread{.lanes = Lanes::shareHalves, .windows = 2, .quads = false, .straight = true}>(),
-    SchemeOf<Spread{.lanes = Lanes::shareWindow, .windows = 2, .quads = false, .straight = false}>(),
+    SchemeOf<Spread{.lanes = Lanes::evenAndOdd, .windows = 1, .quads = false, .straight = false}>(),
+    SchemeOf<Spread{.lanes = Lanes::evenAndOdd, .windows = 2, .quads = false, .straight = false}>(),
     SchemeOf<Spread{.lanes = Lanes::haveOwnWindows, .windows = 1, .quads = false, .straight = false}>(),
     SchemeOf<Spread{.lanes = Lanes::shareHalves, .windows = 2, .quads = false, .straight = false}>(),
     SchemeOf<Spread{.lanes = Lanes::haveOwnWindows, .windows = 2, .quads = false, .straight = false}>(),

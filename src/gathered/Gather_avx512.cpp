@@ -35,7 +35,7 @@ struct OneWindow {
   //
   //   vector 0  0.01 2.01 4.01 ...   vector 1  0.23 2.23 4.23 ...   summed  0 2 4 ...
   //   vector 2  1.01 3.01 5.01 ...   vector 3  1.23 3.23 5.23 ...   summed  1 3 5 ...   merged  0 1 2 3 4 5 ...
-  static GatherItem ItemAt(int vector, int lane) {
+  static constexpr GatherItem ItemAt(int vector, int lane) {
     return {.output = lane / 2 * 2 + vector / 2, .tap = vector % 2 * 2 + lane % 2, .window = 0, .offset = 0};
   }
 
@@ -61,7 +61,7 @@ struct FourWindows {
   //   summed    a0 a1 a2 a3   b0 b1 b2 b3   c0 c1 c2 c3   d0 d1 d2 d3
   //   packed    a0 a1 a2 a3 b0 b1 b2 b3     c0 c1 c2 c3 d0 d1 d2 d3
   //   merged    a0 c0 a1 c1 a2 c2 a3 c3 b0 d0 b1 d1 b2 d2 b3 d3
-  static GatherItem ItemAt(int vector, int lane) {
+  static constexpr GatherItem ItemAt(int vector, int lane) {
     return {.output = 16 * vector + lane / 4, .tap = lane % 4, .window = vector, .offset = 0};
   }
 
@@ -140,7 +140,7 @@ constexpr GatherScheme SchemeOf() {
           .windowCount = Scheme::windows,
           .straight = false,
           .lastGroupEndsAtEnd = false,
-          .itemAt = Scheme::ItemAt,
+          .lanes = &gatherLanesBy<Scheme::ItemAt, Kernel<Scheme>::groupBytes, 64>,
           .filter = Filter<Kernel<Scheme>>};
 }
 
