@@ -9,8 +9,11 @@ endif()
 set(FOURTAP_PROCESSOR ${PROCESSOR} CACHE STRING "The processor's folder under processors")
 set(FOURTAP_PROCESSOR_FOLDER ${PROJECT_SOURCE_DIR}/processors/${FOURTAP_PROCESSOR})
 
+# The processor's list may share rows with another one's.
+file(STRINGS ${FOURTAP_PROCESSOR_FOLDER}/ProcessorSets.h SHARED_SETS REGEX "^#include \"processors/")
+list(TRANSFORM SHARED_SETS REPLACE "#include \"(.+)\"" "${PROJECT_SOURCE_DIR}/\\1")
 set(VARIANTS "")
-foreach(header ${PROJECT_SOURCE_DIR}/variants/Variants.h ${FOURTAP_PROCESSOR_FOLDER}/ProcessorSets.h)
+foreach(header ${PROJECT_SOURCE_DIR}/variants/Variants.h ${SHARED_SETS} ${FOURTAP_PROCESSOR_FOLDER}/ProcessorSets.h)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
   file(READ ${header} text)
   string(APPEND VARIANTS "${text}")
@@ -50,7 +53,7 @@ endforeach()
 
 # Files that end in one of these names, _<name>.cpp, are built where it is: takes those of other processors out of a list.
 set(OTHER_NAMES "")
-file(GLOB headers ${PROJECT_SOURCE_DIR}/processors/*/ProcessorSets.h)
+file(GLOB headers ${PROJECT_SOURCE_DIR}/processors/*/*Sets.h)
 foreach(header ${headers})
   file(STRINGS ${header} rows REGEX "#define FOURTAP_FEATURES_")
   list(TRANSFORM rows REPLACE "#define FOURTAP_FEATURES_([a-z0-9]+).*" "\\1")
