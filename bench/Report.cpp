@@ -30,6 +30,19 @@ std::string RatioOf(Row const& row, Ratio ratio) {
   return Figure(ratio == Ratio::timesAsFast ? 1 / timesAsLong : timesAsLong, 2);
 }
 
+// How many times as long the fastest peer with as many taps or more takes; empty for rows that no peer does the same
+// as.
+std::string TimesPeersOf(Row const& row, Rows const& rows) {
+  if (row.kind != Row::Kind::variant || row.mode != "frame") return "";
+  double fastest = 0;
+  for (Row const& peer : rows) {
+    if (peer.job != row.job || peer.kind != Row::Kind::peer || peer.taps == "2" || peer.rounds.empty()) continue;
+    double const time = Minimum(peer.rounds);
+    if (fastest == 0 || time < fastest) fastest = time;
+  }
+  return fastest == 0 ? "" : Figure(fastest / Minimum(row.rounds), 2);
+}
+
 constexpr char const* ratioNames[] = {"times_copy", "times_before", "times_as_fast"};
 
 constexpr std::size_t textColumns = 5;
@@ -37,12 +50,12 @@ constexpr std::size_t textColumns = 5;
 // One line per timed row, below the heading.
 std::vector<std::vector<std::string>> Cells(Rows const& rows, Ratio ratio) {
   std::vector<std::vector<std::string>> lines{{"layout", "case", "scaler", "mode", "taps", "ns_min", "ns_median",
-                                               ratioNames[static_cast<std::size_t>(ratio)], "rounds"}};
+                                               ratioNames[static_cast<std::size_t>(ratio)], "peers_times", "rounds"}};
   for (Row const& row : rows) {
     if (row.rounds.empty()) continue;
     lines.push_back({conformance::Traits(row.job->layout).name, SizesOf(*row.job), row.scaler, row.mode, row.taps,
                      Figure(Minimum(row.rounds), 4), Figure(Median(row.rounds), 4), RatioOf(row, ratio),
-                     std::to_string(row.rounds.size())});
+                     TimesPeersOf(row, rows), std::to_string(row.rounds.size())});
   }
   return lines;
 }

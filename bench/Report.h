@@ -29,8 +29,8 @@ struct Row {
 // Rows stay where they are, since they point at each other.
 using Rows = std::deque<Row>;
 
-// The last column but one: a row's time over its baseline's, or the other way round; minimum to minimum, or median to
-// median.
+// A column: a row's time over its baseline's, or the other way round; minimum to minimum, or median to median. The one
+// behind it, peers_times, is how many times as long the fastest peer takes that has as many taps.
 enum class Ratio { timesCopy, timesBefore, timesAsFast };
 
 // A file that is replaced only when it has been written as a whole. To be made before the rows are timed, so that a

@@ -21,7 +21,7 @@ def read_frames(file_name):
     """The rows of whole frames, in the file's order."""
     try:
         with open(file_name, newline="", encoding="utf-8") as file:
-            rows = list(csv.DictReader(file))
+            rows = list(csv.DictReader(line for line in file if not line.startswith("#")))
     except (OSError, UnicodeDecodeError) as error:
         sys.exit(f"plot.py: can't read {file_name}: {error}")
     if not rows or not COLUMNS <= rows[0].keys():

@@ -26,6 +26,19 @@ echo "One frame in bands, not pinned"
 "$build/bench/fourtap_bench" --threads-only --csv "$results/threads.csv"
 /usr/bin/python3 bench/plot.py "$results/scalers.csv" "$results/scalers.svg" --title "One core of an $processor"
 
+
+# Traceable: what was measured where, on top of the figures.
+of=$results/$(tr -cs '[:alnum:]' - <<<"${processor,,}" | sed 's/-$//').csv
+{
+  echo "# processor: $processor (family $(lscpu | sed -n 's/^CPU family: *//p'), model $(lscpu | sed -n 's/^Model: *//p'))"
+  echo "# compiler: $(c++ --version | head -n 1)"
+  echo "# commit: $(git describe --always --dirty)"
+  cat "$results/scalers.csv"
+} >"$of"
+echo
+echo "As README has it; ${of##*/} is what bench/results keeps"
+/usr/bin/python3 bench/table.py "$of"
+
 echo
 echo "The figures and their picture, in $PWD/$results:"
 ls "$results"
