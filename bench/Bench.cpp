@@ -117,8 +117,10 @@ Rows RowsOf(std::vector<Job> const& jobs) {
       for (Mode& mode : ModesOf(job, LinkedScalers(variant))) add(mode.name, std::move(mode.scale));
       if (Scale checked = CheckedScale(job, *variant.set)) add("checked", std::move(checked));
     }
+    // A few pixels are no smooth picture, by which peers are checked; nor are tiles theirs.
+    bool const comparable = job.in.cx >= 64 && !job.tilesAlone;
     for (Peer const& peer : peers) {
-      Scale scale = job.tilesAlone ? nullptr : peer.prepare(job);
+      Scale scale = comparable ? peer.prepare(job) : nullptr;
       if (!scale) continue;
       bool const wider = peer.widens && (job.in.cx > job.out.cx || job.in.cy > job.out.cy);
       std::string const taps = wider ? "wider" : std::to_string(peer.taps);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -74,6 +75,34 @@ TEST(Readme, FiguresOfMemoryAreTheLibrarys) {
     auto const number = [&](std::size_t i) { return std::stoi(figure[i]); };
     EXPECT_EQ(std::stoll(figure[1]), ContextBytes(figure[3], number(4), number(5), number(6), number(7)))
         << figure.str();
+  }
+}
+
+// By layout, sizes and scaler, of the rows of whole frames: ns per output pixel as they were printed.
+std::map<std::string, double> SpeedsIn(std::string const& results) {
+  std::map<std::string, double> speeds;
+  for (std::smatch const& row : Matches(results, R"((\w+),(\w+)-(\w+),([\w-]+),(frame|memcpy),\w*-?,([\d.]+),)")) {
+    speeds[row[1].str() + " " + row[2].str() + " to " + row[3].str() + " " + row[4].str()] = std::stod(row[6]);
+  }
+  return speeds;
+}
+
+TEST(Readme, FiguresOfSpeedAreOfOneRun) {
+  std::string const readme = ReadPage("README.md");
+  auto const file = Matches(readme, R"(table is of \[that run\]\((bench/results/[\w-]+\.csv)\))");
+  ASSERT_EQ(file.size(), 1u);
+  auto const speeds = SpeedsIn(ReadPage(file[0].str(1).c_str()));
+  auto const lines = Matches(
+      readme,
+      R"(\| (\w+ \w+ to \w+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) ([\w-]+)( \(wider\))? \|)");
+  EXPECT_GE(lines.size(), 15u);
+  for (std::smatch const& line : lines) {
+    std::string const scalers[] = {"copy", "fourtap-sse2", "fourtap-avx2", "fourtap-avx512", line[7]};
+    for (std::size_t i = 0; i < std::size(scalers); ++i) {
+      auto const speed = speeds.find(line[1].str() + " " + scalers[i]);
+      ASSERT_NE(speed, speeds.end()) << line.str();
+      EXPECT_NEAR(speed->second, std::stod(line[2 + i]), 0.00051) << line.str() << ", " << scalers[i];
+    }
   }
 }
 
