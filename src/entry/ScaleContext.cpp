@@ -1,6 +1,7 @@
 #include "core/ScaleContext.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -63,21 +64,32 @@ void FillPositions(int nIn, int nOut, uint64_t* positions) {
   for (int i = 0; i < nOut; ++i, fourtap::Step(at)) positions[i] = static_cast<uint64_t>(at.sixteenths);
 }
 
-struct Taps {
-  short coefs[16][4];
-};
+// The taps of a phase, as they lie in memory. All contexts and both directions have the same: whoever makes the first
+// context computes them, and if several do at once, to the same effect. No static of a function, since callers in C
+// bring no run-time library that guards it.
+std::atomic<uint64_t> tapsOfPhase[16];
+std::atomic<bool> tapsAreThere;
+static_assert(sizeof(uint64_t) == sizeof(short[4]) && std::atomic<uint64_t>::is_always_lock_free);
 
-Taps ComputeTaps() {
-  Taps taps;
-  fourtap::ComputeFilterCoefs(1, taps.coefs[0]);
-  return taps;
+void ReadTaps(short (&coefs)[16][4]) {
+  if (!tapsAreThere.load(std::memory_order_acquire)) {
+    fourtap::ComputeFilterCoefs(1, coefs[0]);
+    for (int phase = 0; phase < 16; ++phase) {
+      uint64_t taps;
+      std::memcpy(&taps, coefs[phase], sizeof taps);
+      tapsOfPhase[phase].store(taps, std::memory_order_relaxed);
+    }
+    tapsAreThere.store(true, std::memory_order_release);
+  }
+  for (int phase = 0; phase < 16; ++phase) {
+    uint64_t const taps = tapsOfPhase[phase].load(std::memory_order_relaxed);
+    std::memcpy(coefs[phase], &taps, sizeof taps);
+  }
 }
 
 void FillCoefs(_SCALE_CONTEXT& context) {
-  // Both directions have the same taps, and so have all contexts.
-  static Taps const taps = ComputeTaps();
-  std::memcpy(context.horzCoef, taps.coefs, sizeof taps.coefs);
-  std::memcpy(context.vertCoef, taps.coefs, sizeof taps.coefs);
+  ReadTaps(context.horzCoef);
+  std::memcpy(context.vertCoef, context.horzCoef, sizeof context.vertCoef);
   for (int phase = 0; phase < 16; ++phase) {
     for (int tap = 0; tap < 4; ++tap) {
       short const coef = context.horzCoef[phase][tap];
