@@ -1,0 +1,71 @@
+// Frames of video to try the element with, and what must become of them.
+#pragma once
+
+#include <gst/check/gstharness.h>
+#include <gst/gst.h>
+#include <gst/video/video.h>
+
+#include <memory>
+#include <string>
+
+#include "conformance/Model.h"
+
+template <auto Release>
+struct Releaser {
+  template <class T>
+  void operator()(T* released) const {
+    Release(released);
+  }
+};
+using Buffer = std::unique_ptr<GstBuffer, Releaser<gst_buffer_unref>>;
+using Caps = std::unique_ptr<GstCaps, Releaser<gst_caps_unref>>;
+using Object = std::unique_ptr<GstElement, Releaser<gst_object_unref>>;
+using Harness = std::unique_ptr<GstHarness, Releaser<gst_harness_teardown>>;
+using Message = std::unique_ptr<GstMessage, Releaser<gst_message_unref>>;
+using Event = std::unique_ptr<GstEvent, Releaser<gst_event_unref>>;
+
+// Caps of plain video; `more` as in "interlace-mode=interleaved".
+std::string CapsText(std::string const& format, int cx, int cy, std::string const& more = "");
+Caps CapsOf(std::string const& text);
+GstVideoInfo InfoOf(std::string const& capsText);
+
+// An element between caps, playing. Settings are those of a launch line, such as "threads=2 steps=false".
+Harness MakeHarness(std::string const& settings, std::string const& in, std::string const& out);
+
+// How a frame's planes lie in memory.
+enum class Lying { tight, padded, upsideDown };
+
+// A frame of noise. Its memory ends at a page that can't be touched, unless it is plain.
+Buffer NoiseFrame(GstVideoInfo const& info, uint64_t seed, Lying lying = Lying::tight);
+
+// A frame that is mapped as long as it lives.
+class MappedFrame {
+ public:
+  MappedFrame(GstVideoInfo const& info, GstBuffer* buffer, GstMapFlags flags = GST_MAP_READ);
+  ~MappedFrame();
+  MappedFrame(MappedFrame const&) = delete;
+  MappedFrame& operator=(MappedFrame const&) = delete;
+
+  GstVideoFrame frame;
+
+  // The samples of a component, or of what is no component in formats such as RGBx: number 3 of these.
+  conformance::Bytes Component(int number) const;
+  int Width(int number) const;
+  int Height(int number) const;
+  int ComponentCount() const;
+};
+
+// How frames are scaled: what the element's properties of these names say.
+struct Rules {
+  bool steps = true;
+  bool premultiplied = false;
+};
+
+// What of the output, scaled from `in`, is not what the model of the library says; nothing if all is. The picture lies
+// at x, y and is cx x cy pixels, all of the frame where cx is 0.
+std::string Difference(MappedFrame const& in, MappedFrame const& out, Rules const& rules, int x = 0, int y = 0,
+                       int cx = 0, int cy = 0);
+
+// Pushes a frame of noise through, and compares it with the model.
+std::string ScaleAndCompare(GstHarness* harness, std::string const& in, std::string const& out, Rules const& rules,
+                            uint64_t seed, Lying lying = Lying::tight);
