@@ -191,8 +191,8 @@ struct ShapeChooser {
   }
 
   // The first that keeps the display aspect: the size that comes in, with other pixels; its height and another width;
-  // its width and another height. Where none does, the first one of a fixed size or of free pixels, else the one that
-  // keeps what is fixed.
+  // its width and another height. Where none does: what is fixed stays, and as few pixels as can be
+  // are missing or too many.
   Shape Choose() const {
     bool const fixedWidth = gst_value_is_fixed(widths), fixedHeight = gst_value_is_fixed(heights);
     int const cx = NearestInt(widths, from.cx), cy = NearestInt(heights, from.cy);
@@ -210,7 +210,10 @@ struct ShapeChooser {
     if (fixedWidth) return sameWidth;
     if (sameHeight.cx == wantedWidth) return sameHeight;
     if (sameWidth.cy == wantedHeight) return sameWidth;
-    return FreePixel() ? sameSize : sameHeight;
+    if (FreePixel()) return sameSize;
+    gint64 const missedByHeight = gint64{cy} * std::abs(sameHeight.cx - wantedWidth);
+    gint64 const missedByWidth = gint64{cx} * std::abs(sameWidth.cy - wantedHeight);
+    return missedByWidth < missedByHeight ? sameWidth : sameHeight;
   }
 };
 

@@ -10,19 +10,25 @@
 
 #include "conformance/Model.h"
 
-template <auto Release>
-struct Releaser {
-  template <class T>
-  void operator()(T* released) const {
-    Release(released);
-  }
+// References that are given back.
+struct Release {
+  void operator()(GstBuffer* buffer) const { gst_buffer_unref(buffer); }
+  void operator()(GstBus* bus) const { gst_object_unref(bus); }
+  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
+  void operator()(GstElement* element) const { gst_object_unref(element); }
+  void operator()(GstEvent* event) const { gst_event_unref(event); }
+  void operator()(GstHarness* harness) const { gst_harness_teardown(harness); }
+  void operator()(GstMessage* message) const { gst_message_unref(message); }
+  void operator()(GstPad* pad) const { gst_object_unref(pad); }
 };
-using Buffer = std::unique_ptr<GstBuffer, Releaser<gst_buffer_unref>>;
-using Caps = std::unique_ptr<GstCaps, Releaser<gst_caps_unref>>;
-using Object = std::unique_ptr<GstElement, Releaser<gst_object_unref>>;
-using Harness = std::unique_ptr<GstHarness, Releaser<gst_harness_teardown>>;
-using Message = std::unique_ptr<GstMessage, Releaser<gst_message_unref>>;
-using Event = std::unique_ptr<GstEvent, Releaser<gst_event_unref>>;
+using Buffer = std::unique_ptr<GstBuffer, Release>;
+using Bus = std::unique_ptr<GstBus, Release>;
+using Caps = std::unique_ptr<GstCaps, Release>;
+using Element = std::unique_ptr<GstElement, Release>;
+using Event = std::unique_ptr<GstEvent, Release>;
+using Harness = std::unique_ptr<GstHarness, Release>;
+using Message = std::unique_ptr<GstMessage, Release>;
+using Pad = std::unique_ptr<GstPad, Release>;
 
 // Caps of plain video; `more` as in "interlace-mode=interleaved".
 std::string CapsText(std::string const& format, int cx, int cy, std::string const& more = "");
