@@ -11,7 +11,7 @@ cmake --preset release -B "$build" -DFOURTAP_BUILD_TOOL=OFF -DFOURTAP_BUILD_TEST
 cmake --build "$build" --target fourtap_gstreamer_bench
 lastCore=$(taskset -cp $$ | grep -o '[0-9]*$')
 echo
-echo "$(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -n 1), one core, processor time, medians"
+echo "$(sed -n 's/^model name.*: //p' /proc/cpuinfo | head -n 1), one core, processor time, minima"
 echo
 GST_REGISTRY=$PWD/$build/gstreamer-registry.bin taskset -c "$lastCore" \
   "$build/bindings/gstreamer/bench/fourtap_gstreamer_bench"
