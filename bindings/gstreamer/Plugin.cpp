@@ -1,5 +1,3 @@
-#include <fourtapscale/FourTapVersion.h>
-
 #include "Element.h"
 
 #define PACKAGE "fourtapscale"

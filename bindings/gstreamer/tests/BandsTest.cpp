@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "FrameScaler.h"
+#include "bindings/gstreamer/FrameScaler.h"
 #include "conformance/Cases.h"
 #include "conformance/PictureModel.h"
 
