@@ -16,7 +16,7 @@ struct Size {
   int cx, cy;
 };
 constexpr Size large{1920, 1080}, small{1280, 720};
-int const rounds = 100;
+int const turns = 60, framesOfTurn = 4;
 
 // Of all threads of the process.
 double Milliseconds() {
@@ -60,37 +60,42 @@ class Contestant {
   Contestant(Contestant const&) = delete;
   Contestant& operator=(Contestant const&) = delete;
 
-  void Run(GstBuffer* frame) {
-    double const before = Milliseconds();
-    GstBuffer* const scaled = gst_harness_push_and_pull(harness, gst_buffer_ref(frame));
-    if (!scaled) g_error("nothing came out");
-    gst_buffer_unref(scaled);
-    least = std::min(least, Milliseconds() - before);
+  // The first of a turn finds the caches full of the others' frames.
+  void TakeTurn(GstBuffer* frame) {
+    for (int i = 0; i < framesOfTurn; ++i) {
+      double const before = Milliseconds();
+      GstBuffer* const scaled = gst_harness_push_and_pull(harness, gst_buffer_ref(frame));
+      if (!scaled) g_error("nothing came out");
+      gst_buffer_unref(scaled);
+      double& least = i == 0 ? cold : warm;
+      least = std::min(least, Milliseconds() - before);
+    }
   }
 
-  // Of the frame that nothing else got in the way of.
-  double Least() const { return least; }
+  // Of the frames that nothing else got in the way of.
+  double warm = std::numeric_limits<double>::infinity(), cold = warm;
 
  private:
   GstHarness* harness;
-  double least = std::numeric_limits<double>::infinity();
 };
 
 struct Row {
   double ours, theirs, harness;
+  double Ratio() const { return ours / theirs; }
+  double coldRatio;
 };
 
-// All get the same frame, which has just been in somebody's hands, as a camera's has.
+// All get the same frame.
 Row Measure(char const* format, Size inSize, Size outSize) {
   std::string const in = CapsText(format, inSize), out = CapsText(format, outSize);
   Contestant ours("fourtapscale", in, out), theirs("videoscale method=4-tap n-threads=1", in, out),
       nothing("identity", in, in);
   GstBuffer* const frame = NoiseFrame(in);
-  for (int i = 0; i < rounds; ++i) {
-    for (Contestant* const contestant : {&ours, &theirs, &nothing}) contestant->Run(frame);
+  for (int i = 0; i < turns; ++i) {
+    for (Contestant* const contestant : {&ours, &theirs, &nothing}) contestant->TakeTurn(frame);
   }
   gst_buffer_unref(frame);
-  return {ours.Least(), theirs.Least(), nothing.Least()};
+  return {ours.warm, theirs.warm, nothing.warm, ours.cold / theirs.cold};
 }
 
 }  // namespace
@@ -106,14 +111,18 @@ int main(int argc, char** argv) {
   gst_object_unref(plugin);
   std::puts("| ms per frame | 1080p to 720p | videoscale | ratio | 720p to 1080p | videoscale | ratio |");
   std::puts("|---|---|---|---|---|---|---|");
-  double most = 0, harness = 0;
+  double most = 0, mostCold = 0, harness = 0;
   for (char const* const format : formats) {
     Row const down = Measure(format, large, small), up = Measure(format, small, large);
-    std::printf("| %s | %.2f | %.2f | %.3f | %.2f | %.2f | %.3f |\n", format, down.ours, down.theirs,
-                down.ours / down.theirs, up.ours, up.theirs, up.ours / up.theirs);
+    std::printf("| %s | %.2f | %.2f | %.3f | %.2f | %.2f | %.3f |\n", format, down.ours, down.theirs, down.Ratio(),
+                up.ours, up.theirs, up.Ratio());
     std::fflush(stdout);
-    most = std::max({most, down.ours / down.theirs, up.ours / up.theirs});
+    most = std::max({most, down.Ratio(), up.Ratio()});
+    mostCold = std::max({mostCold, down.coldRatio, up.coldRatio});
     harness = std::max({harness, down.harness, up.harness});
   }
-  std::printf("\nAt most %.3f of videoscale's. Both include what pushes the frames: %.4f ms at most.\n", most, harness);
+  std::printf(
+      "\nAt most %.3f of videoscale's; %.3f where caches hold other frames. What pushes the frames is counted on both "
+      "sides: %.4f ms.\n",
+      most, mostCold, harness);
 }

@@ -26,6 +26,12 @@ for said in 'Klass  *Filter/Converter/Video/Scaler' 'License  *MIT/X11' 'add-bor
   grep -q "$said" "$scratch/inspected" || Fail "gst-inspect-1.0 does not say '$said'"
 done
 
+# The line on the page, with an end and no window.
+line=$(grep -m 1 '^    gst-launch-1.0 ' "$here/../README.md")
+line=${line/videotestsrc/videotestsrc num-buffers=2}
+read -ra words <<<"${line/autovideosink/fakesink}"
+"${words[@]}" >"$scratch/out" 2>&1 || Fail "the page's line says: $(cat "$scratch/out")"
+
 # The example: two previews of one source, with the bytes that the tool makes of the same frames.
 source=(videotestsrc num-buffers=3 pattern=zone-plate kx2=20 ky2=20 kt=1)
 "$here/../examples/previews.sh" "${source[*]} ! video/x-raw,format=NV12 ! identity" \
