@@ -120,11 +120,15 @@ std::vector<PlaneJob> PlaneJobs(Scaling const& scaling) {
   return jobs;
 }
 
+void Release(FourTapScale* element) {
+  element->state->scaler.reset();
+  element->state->borders.reset();
+}
+
 // Makes what a scaling takes. Says on the bus why it can't.
 bool SetUp(FourTapScale* element, Scaling const& scaling) {
   State& state = *element->state;
-  state.scaler.reset();
-  state.borders.reset();
+  Release(element);
   std::string why = WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement);
   if (why.empty()) {
     try {
@@ -161,6 +165,7 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(filter), passes);
   if (passes) {
     GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", in->width, in->height);
+    Release(element);
     Lock const lock(element);
     element->state->scaling = scaling;
     return TRUE;
@@ -234,6 +239,22 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
     return GST_FLOW_ERROR;
   }
   return GST_FLOW_OK;
+}
+
+// With other borders, frames that passed may have to be scaled, or the other way round.
+void BeforeTransform(GstBaseTransform* transform, GstBuffer*) {
+  FourTapScale* const element = ElementOf(transform);
+  std::optional<Scaling>& scaling = element->state->scaling;
+  Settings const settings = SettingsOf(element);
+  if (!scaling || scaling->settings.addBorders == settings.addBorders) return;
+  Scaling const anew = MakeScaling(settings, *scaling->format, scaling->in, scaling->out);
+  if (anew.Passes() == scaling->Passes()) return;
+  gst_base_transform_set_passthrough(transform, anew.Passes());
+  gst_base_transform_reconfigure_src(transform);
+  if (!anew.Passes()) return;
+  Release(element);
+  Lock const lock(element);
+  scaling = anew;
 }
 
 // What GStreamer's own classes can't take is refused with a sentence too.
@@ -332,8 +353,7 @@ gboolean CopyMetadata(GstBaseTransform* transform, GstBuffer* inBuffer, GstBuffe
 
 gboolean Stop(GstBaseTransform* transform) {
   FourTapScale* const element = ElementOf(transform);
-  element->state->scaler.reset();
-  element->state->borders.reset();
+  Release(element);
   Lock const lock(element);
   element->state->scaling.reset();
   return TRUE;
@@ -341,35 +361,26 @@ gboolean Stop(GstBaseTransform* transform) {
 
 void SetProperty(GObject* object, guint number, GValue const* value, GParamSpec* spec) {
   FourTapScale* const element = ElementOf(object);
-  State& state = *element->state;
-  std::optional<Scaling> anew;
-  {
-    Lock const lock(element);
-    switch (number) {
-      case propertyAddBorders:
-        state.settings.addBorders = g_value_get_boolean(value);
-        if (state.scaling)
-          anew = MakeScaling(state.settings, *state.scaling->format, state.scaling->in, state.scaling->out);
-        break;
-      case propertyPremultiplied:
-        state.settings.premultiplied = g_value_get_boolean(value);
-        break;
-      case propertySet:
-        state.settings.set = g_value_get_enum(value);
-        break;
-      case propertySteps:
-        state.settings.steps = g_value_get_boolean(value);
-        break;
-      case propertyThreads:
-        state.settings.threads = g_value_get_int(value);
-        break;
-      default:
-        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, spec);
-    }
-  }
-  if (anew) {
-    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(object), anew->Passes());
-    gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(object));
+  Settings& settings = element->state->settings;
+  Lock const lock(element);
+  switch (number) {
+    case propertyAddBorders:
+      settings.addBorders = g_value_get_boolean(value);
+      break;
+    case propertyPremultiplied:
+      settings.premultiplied = g_value_get_boolean(value);
+      break;
+    case propertySet:
+      settings.set = g_value_get_enum(value);
+      break;
+    case propertySteps:
+      settings.steps = g_value_get_boolean(value);
+      break;
+    case propertyThreads:
+      settings.threads = g_value_get_int(value);
+      break;
+    default:
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, spec);
   }
 }
 
@@ -473,6 +484,7 @@ void FourTapScale_class_init(FourTapScaleClass* elementClass) {
   transform->transform_caps = TransformCapsOf;
   transform->fixate_caps = FixateCapsOf;
   transform->set_caps = SetCaps;
+  transform->before_transform = BeforeTransform;
   transform->src_event = SourceEvent;
   transform->transform_meta = TransformMeta;
   transform->copy_metadata = CopyMetadata;

@@ -1,4 +1,5 @@
 // Every format, as the model of the library has it, component by component.
+#include <gst/video/gstvideofilter.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -39,6 +40,30 @@ TEST_P(Formats, HaveTheLibrarysBytes) {
       for (Lying const lying : {Lying::tight, Lying::padded, Lying::upsideDown}) {
         EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, rules, seed++, lying), "")
             << in << " to " << out << " " << settings << ", memory " << static_cast<int>(lying);
+      }
+    }
+  }
+}
+
+// The memory around the lines that come out is somebody else's.
+TEST_P(Formats, TouchNothingElse) {
+  for (char const* const settings : {"threads=2 add-borders=false", ""}) {
+    std::string const square = "pixel-aspect-ratio=1/1";
+    std::string const in = CapsText(GetParam(), 64, 48, square), out = CapsText(GetParam(), 42, 51, square);
+    Harness const harness = MakeHarness(settings, in, out);
+    Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+    Buffer const frame = NoiseFrame(InfoOf(in), 1);
+    Buffer const expected(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+    ASSERT_TRUE(expected);
+    for (Lying const lying : {Lying::padded, Lying::upsideDown}) {
+      Buffer const before = NoiseFrame(InfoOf(out), 2, lying), after = NoiseFrame(InfoOf(out), 2, lying);
+      MappedFrame from(InfoOf(in), frame.get()), to(InfoOf(out), after.get(), GST_MAP_READWRITE);
+      auto* const filter = GST_VIDEO_FILTER(element.get());
+      ASSERT_EQ(GST_VIDEO_FILTER_GET_CLASS(filter)->transform_frame(filter, &from.frame, &to.frame), GST_FLOW_OK);
+      MappedFrame const untouched(InfoOf(out), before.get()), same(InfoOf(out), expected.get());
+      for (int c = 0; c < to.ComponentCount(); ++c) EXPECT_TRUE(to.Component(c) == same.Component(c)) << c;
+      for (guint i = 0; i < GST_VIDEO_FRAME_N_PLANES(&to.frame); ++i) {
+        EXPECT_TRUE(to.Gaps(i) == untouched.Gaps(i)) << "plane " << i;
       }
     }
   }

@@ -2,7 +2,7 @@
 
 #include <gst/video/gstvideometa.h>
 
-#include <cstring>
+#include <cstdlib>
 #include <stdexcept>
 #include <vector>
 
@@ -107,6 +107,19 @@ Bytes MappedFrame::Component(int number) const {
     for (int x = 0; x < Width(number); ++x) samples.push_back(line[x * step]);
   }
   return samples;
+}
+
+Bytes MappedFrame::Gaps(guint plane) const {
+  gint components[GST_VIDEO_MAX_COMPONENTS];
+  gst_video_format_info_component(frame.info.finfo, plane, components);
+  int const pixels = GST_VIDEO_FRAME_COMP_WIDTH(&frame, components[0]);
+  int const lineBytes = pixels * GST_VIDEO_FRAME_COMP_PSTRIDE(&frame, components[0]);
+  auto const* line = static_cast<guint8 const*>(frame.data[plane]);
+  Bytes gaps;
+  for (int y = 0; y < GST_VIDEO_FRAME_COMP_HEIGHT(&frame, components[0]); ++y, line += frame.info.stride[plane]) {
+    gaps.insert(gaps.end(), line + lineBytes, line + std::abs(frame.info.stride[plane]));
+  }
+  return gaps;
 }
 
 namespace {

@@ -59,6 +59,9 @@ class MappedFrame {
   int Width(int number) const;
   int Height(int number) const;
   int ComponentCount() const;
+
+  // What lies between a plane's lines.
+  conformance::Bytes Gaps(guint plane) const;
 };
 
 // How frames are scaled: what the element's properties of these names say.

@@ -55,8 +55,8 @@ fi
 grep -q "UYVY of 320x240 can't become 161x100: two pixels share chroma" "$scratch/err" ||
   Fail "it says: $(cat "$scratch/err")"
 GST_DEBUG=fourtapscale:5 GST_DEBUG_NO_COLOR=1 gst-launch-1.0 -q videotestsrc num-buffers=1 ! \
-  video/x-raw,format=RGB,width=320,height=240 ! fourtapscale set=c ! video/x-raw,width=160,height=120 ! fakesink \
-  2>"$scratch/err"
-grep -q 'RGB of 320x240 to 160x120 at 0,0 of 160x120; set c, threads 1, [0-9]* bytes' "$scratch/err" ||
+  video/x-raw,format=RGB,width=320,height=240 ! fourtapscale set=c threads=2 ! \
+  video/x-raw,width=160,height=120 ! fakesink 2>"$scratch/err"
+grep -q 'RGB of 320x240 to 160x120 at 0,0 of 160x120; set c, threads 2, [0-9]* bytes' "$scratch/err" ||
   Fail "it says: $(cat "$scratch/err")"
 echo "All is found and done"
