@@ -113,6 +113,7 @@ TEST(Negotiation, WidthsInPairsAreEven) {
   EXPECT_EQ(Outcome(uyvy + "height=121,pixel-aspect-ratio=1/1"), "UYVY 162x121");
   EXPECT_EQ(Outcome(uyvy + "width=[1,161],height=100,pixel-aspect-ratio=1/1"), "UYVY 134x100");
   EXPECT_EQ(Outcome(uyvy + "width={161,170},height=100"), "UYVY 170x100");
+  EXPECT_EQ(Outcome(uyvy + "width=161,height=100;video/x-raw,width=170,height=100"), "UYVY 170x100");
   // Where only the height changes, or nothing, any width will do.
   std::string const odd = Source("format=YUY2,width=321,height=240");
   EXPECT_EQ(Outcome(odd + " ! fourtapscale ! video/x-raw,width=321,height=100"), "YUY2 321x100");

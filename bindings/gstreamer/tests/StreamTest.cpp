@@ -186,53 +186,59 @@ TEST(Stream, ShortBuffersAreRefused) {
   gst_element_set_bus(element.get(), nullptr);
 }
 
-// With borders 16 columns wide on either side.
+// With borders of 16 columns on either side, or of 8 lines above and below.
 TEST(Stream, WhatGoesAlongIsScaledToo) {
-  std::string const square = "pixel-aspect-ratio=1/1";
-  std::string const in = CapsText("I420", 64, 32, square), out = CapsText("I420", 64, 16, square);
-  Harness const harness = MakeHarness("", in, out);
-  Buffer frame = NoiseFrame(InfoOf(in), 1);
-  GstVideoCropMeta* const crop = gst_buffer_add_video_crop_meta(frame.get());
-  crop->x = 8;
-  crop->y = 4;
-  crop->width = 40;
-  crop->height = 20;
-  gst_buffer_add_video_region_of_interest_meta(frame.get(), "face", 32, 16, 10, 8);
-  gst_buffer_add_reference_timestamp_meta(frame.get(), CapsOf("timestamp/x-unix").get(), 5, GST_CLOCK_TIME_NONE);
-  GST_BUFFER_PTS(frame.get()) = 7;
-  GST_BUFFER_DURATION(frame.get()) = 9;
-  Buffer const scaled(gst_harness_push_and_pull(harness.get(), frame.release()));
-  ASSERT_TRUE(scaled);
-  GstVideoCropMeta const* const cropped = gst_buffer_get_video_crop_meta(scaled.get());
-  ASSERT_TRUE(cropped);
-  EXPECT_EQ(cropped->x, 16u + 4);
-  EXPECT_EQ(cropped->y, 2u);
-  EXPECT_EQ(cropped->width, 20u);
-  EXPECT_EQ(cropped->height, 10u);
-  GstVideoRegionOfInterestMeta const* const region = gst_buffer_get_video_region_of_interest_meta_id(scaled.get(), 0);
-  ASSERT_TRUE(region);
-  EXPECT_EQ(region->x, 16u + 16);
-  EXPECT_EQ(region->y, 8u);
-  EXPECT_EQ(region->w, 5u);
-  EXPECT_EQ(region->h, 4u);
-  EXPECT_TRUE(gst_buffer_get_reference_timestamp_meta(scaled.get(), nullptr));
-  EXPECT_EQ(GST_BUFFER_PTS(scaled.get()), 7u);
-  EXPECT_EQ(GST_BUFFER_DURATION(scaled.get()), 9u);
+  struct Borders {
+    int cx, cy;
+    guint x, y;
+  };
+  for (Borders const& borders : {Borders{64, 16, 16, 0}, {32, 32, 0, 8}}) {
+    std::string const square = "pixel-aspect-ratio=1/1";
+    std::string const in = CapsText("I420", 64, 32, square), out = CapsText("I420", borders.cx, borders.cy, square);
+    Harness const harness = MakeHarness("", in, out);
+    Buffer frame = NoiseFrame(InfoOf(in), 1);
+    GstVideoCropMeta* const crop = gst_buffer_add_video_crop_meta(frame.get());
+    crop->x = 8;
+    crop->y = 4;
+    crop->width = 40;
+    crop->height = 20;
+    gst_buffer_add_video_region_of_interest_meta(frame.get(), "face", 32, 16, 10, 8);
+    gst_buffer_add_reference_timestamp_meta(frame.get(), CapsOf("timestamp/x-unix").get(), 5, GST_CLOCK_TIME_NONE);
+    GST_BUFFER_PTS(frame.get()) = 7;
+    GST_BUFFER_DURATION(frame.get()) = 9;
+    Buffer const scaled(gst_harness_push_and_pull(harness.get(), frame.release()));
+    ASSERT_TRUE(scaled);
+    GstVideoCropMeta const* const cropped = gst_buffer_get_video_crop_meta(scaled.get());
+    ASSERT_TRUE(cropped);
+    EXPECT_EQ(cropped->x, borders.x + 4);
+    EXPECT_EQ(cropped->y, borders.y + 2);
+    EXPECT_EQ(cropped->width, 20u);
+    EXPECT_EQ(cropped->height, 10u);
+    GstVideoRegionOfInterestMeta const* const region = gst_buffer_get_video_region_of_interest_meta_id(scaled.get(), 0);
+    ASSERT_TRUE(region);
+    EXPECT_EQ(region->x, borders.x + 16);
+    EXPECT_EQ(region->y, borders.y + 8);
+    EXPECT_EQ(region->w, 5u);
+    EXPECT_EQ(region->h, 4u);
+    EXPECT_TRUE(gst_buffer_get_reference_timestamp_meta(scaled.get(), nullptr));
+    EXPECT_EQ(GST_BUFFER_PTS(scaled.get()), 7u);
+    EXPECT_EQ(GST_BUFFER_DURATION(scaled.get()), 9u);
 
-  // And clicks on what comes out are clicks on what came in.
-  gst_harness_push_upstream_event(
-      harness.get(), gst_event_new_navigation(gst_structure_new("application/x-gst-navigation", "event", G_TYPE_STRING,
-                                                                "mouse-move", "pointer_x", G_TYPE_DOUBLE, 24.0,
-                                                                "pointer_y", G_TYPE_DOUBLE, 5.0, nullptr)));
-  Event event;
-  do {
-    event.reset(gst_harness_try_pull_upstream_event(harness.get()));
-    ASSERT_TRUE(event);
-  } while (GST_EVENT_TYPE(event.get()) != GST_EVENT_NAVIGATION);
-  gdouble x = 0, y = 0;
-  ASSERT_TRUE(gst_navigation_event_get_coordinates(event.get(), &x, &y));
-  EXPECT_DOUBLE_EQ(x, 16);
-  EXPECT_DOUBLE_EQ(y, 10);
+    // And clicks on what comes out are clicks on what came in.
+    GstStructure* const click =
+        gst_structure_new("application/x-gst-navigation", "event", G_TYPE_STRING, "mouse-move", "pointer_x",
+                          G_TYPE_DOUBLE, borders.x + 8.0, "pointer_y", G_TYPE_DOUBLE, borders.y + 5.0, nullptr);
+    gst_harness_push_upstream_event(harness.get(), gst_event_new_navigation(click));
+    Event event;
+    do {
+      event.reset(gst_harness_try_pull_upstream_event(harness.get()));
+      ASSERT_TRUE(event);
+    } while (GST_EVENT_TYPE(event.get()) != GST_EVENT_NAVIGATION);
+    gdouble x = 0, y = 0;
+    ASSERT_TRUE(gst_navigation_event_get_coordinates(event.get(), &x, &y));
+    EXPECT_DOUBLE_EQ(x, 16);
+    EXPECT_DOUBLE_EQ(y, 10);
+  }
 }
 
 }  // namespace
