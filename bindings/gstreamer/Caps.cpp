@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "Formats.h"
-#include "Placement.h"
 
 namespace gstfourtap {
 
@@ -243,21 +242,6 @@ void FixateShape(GstStructure* structure, Shape const& from, bool forward) {
   g_value_unset(&square);
 }
 
-bool CanBeHad(GstStructure const* in, GstStructure const* out) {
-  GstVideoInfo info;
-  gst_video_info_init(&info);
-  int cxIn = 0, cxOut = 0, cyOut = 0;
-  gst_structure_get_int(in, "width", &cxIn);
-  gst_structure_get_int(in, "height", &info.height);
-  gst_structure_get_int(out, "width", &cxOut);
-  gst_structure_get_int(out, "height", &cyOut);
-  char const* const mode = gst_structure_get_string(in, "interlace-mode");
-  if (mode) info.interlace_mode = gst_video_interlace_mode_from_string(mode);
-  char const* const name = gst_structure_get_string(in, "format");
-  Format const* const format = name ? FormatOf(gst_video_format_from_string(name)) : nullptr;
-  return format && !PartsPairs(*format, cxIn, cxOut) && !MixesFields(info, cyOut);
-}
-
 }  // namespace
 
 GstCaps* AllCaps() {
@@ -306,27 +290,13 @@ GstCaps* TransformCaps(GstCaps* caps) {
 GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward) {
   GstStructure const* const given = gst_caps_get_structure(caps, 0);
   Shape from{0, 0, PixelOf(given)};
-  if (!gst_structure_get_int(given, "width", &from.cx) || !gst_structure_get_int(given, "height", &from.cy)) {
-    return gst_caps_fixate(others);
+  // What can be had comes first.
+  others = gst_caps_make_writable(gst_caps_truncate(others));
+  if (!gst_caps_is_empty(others) && gst_structure_get_int(given, "width", &from.cx) &&
+      gst_structure_get_int(given, "height", &from.cy)) {
+    FixateShape(gst_caps_get_structure(others, 0), from, forward);
   }
-  GstCaps* first = nullptr;
-  for (guint i = 0; i < gst_caps_get_size(others); ++i) {
-    GstCaps* const chosen = gst_caps_copy_nth(others, i);
-    FixateShape(gst_caps_get_structure(chosen, 0), from, forward);
-    GstStructure const* const made = gst_caps_get_structure(chosen, 0);
-    bool const had = forward ? CanBeHad(given, made) : CanBeHad(made, given);
-    if (!had && first) {
-      gst_caps_unref(chosen);
-    } else if (first) {
-      gst_caps_unref(first);
-      first = chosen;
-    } else {
-      first = chosen;
-    }
-    if (had) break;
-  }
-  gst_caps_unref(others);
-  return first ? gst_caps_fixate(first) : gst_caps_new_empty();
+  return gst_caps_fixate(others);
 }
 
 }  // namespace gstfourtap

@@ -19,6 +19,14 @@ void PlaceAlong(int frameLength, int length, int unit, int& first, int& count) {
   first -= first % unit;
 }
 
+// Whether two pixels of a line share chroma and would have to part.
+bool PartsPairs(Format const& format, int cxIn, int cxOut) {
+  return format.pairs && cxIn != cxOut && (cxIn % 2 != 0 || cxOut % 2 != 0);
+}
+
+// Whether lines of two fields would have to mix, or fields to move against each other.
+bool MixesFields(GstVideoInfo const& in, int cyOut) { return GST_VIDEO_INFO_IS_INTERLACED(&in) && in.height != cyOut; }
+
 std::string SizeText(int cx, int cy) { return std::to_string(cx) + "x" + std::to_string(cy); }
 
 }  // namespace
@@ -51,12 +59,6 @@ Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInf
   }
   return placement;
 }
-
-bool PartsPairs(Format const& format, int cxIn, int cxOut) {
-  return format.pairs && cxIn != cxOut && (cxIn % 2 != 0 || cxOut % 2 != 0);
-}
-
-bool MixesFields(GstVideoInfo const& in, int cyOut) { return GST_VIDEO_INFO_IS_INTERLACED(&in) && in.height != cyOut; }
 
 std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement) {
   std::string said = std::string(gst_video_format_to_string(format.format)) + " of " + SizeText(in.width, in.height) +

@@ -22,10 +22,4 @@ Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInf
 // Why frames of `in` can't become such pictures: a sentence, or nothing if they can.
 std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement);
 
-// Whether two pixels of a line share chroma and would have to part.
-bool PartsPairs(Format const& format, int cxIn, int cxOut);
-
-// Whether lines of two fields would have to mix, or fields to move against each other.
-bool MixesFields(GstVideoInfo const& in, int cyOut);
-
 }  // namespace gstfourtap
