@@ -292,8 +292,8 @@ GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward) {
   Shape from{0, 0, PixelOf(given)};
   // What can be had comes first.
   others = gst_caps_make_writable(gst_caps_truncate(others));
-  if (!gst_caps_is_empty(others) && gst_structure_get_int(given, "width", &from.cx) &&
-      gst_structure_get_int(given, "height", &from.cy)) {
+  if (gst_caps_is_empty(others)) return others;
+  if (gst_structure_get_int(given, "width", &from.cx) && gst_structure_get_int(given, "height", &from.cy)) {
     FixateShape(gst_caps_get_structure(others, 0), from, forward);
   }
   return gst_caps_fixate(others);
