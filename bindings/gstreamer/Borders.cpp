@@ -35,19 +35,16 @@ Borders::Borders(Format const& format, GstVideoInfo const& frame, Placement cons
   fourtap_format const& formatOfPlanes = format.Planes();
   for (int i = 0; i < formatOfPlanes.plane_count; ++i) {
     fourtap_plane const& measures = formatOfPlanes.planes[i];
-    auto const columns = [&](int pixels) { return (pixels + measures.columns - 1) / measures.columns; };
-    auto const lines = [&](int pixels) { return (pixels + measures.lines - 1) / measures.lines; };
     std::vector<guint8> const black = BlackOf(frame, i);
-    // Packed chroma of an odd width has a pair of its own.
-    int const cx = format.pairs ? frame.width + frame.width % 2 : columns(frame.width);
-    int const bytesPerPixel = format.pairs ? 2 : static_cast<int>(black.size());
+    size_t const bytesPerPixel = format.pairs ? 2 : black.size();
+    auto const bytes = [&](int pixels) { return static_cast<size_t>(ColumnsOf(measures, pixels)) * bytesPerPixel; };
     Plane plane;
-    plane.lines = lines(frame.height);
-    plane.firstLine = lines(placement.y);
-    plane.endLine = lines(placement.y + placement.cy);
-    plane.firstByte = static_cast<size_t>(columns(placement.x)) * static_cast<size_t>(bytesPerPixel);
-    plane.endByte = static_cast<size_t>(columns(placement.x + placement.cx)) * static_cast<size_t>(bytesPerPixel);
-    plane.line.resize(static_cast<size_t>(cx) * static_cast<size_t>(bytesPerPixel));
+    plane.lines = LinesOf(measures, frame.height);
+    plane.firstLine = LinesOf(measures, placement.y);
+    plane.endLine = LinesOf(measures, placement.y + placement.cy);
+    plane.firstByte = bytes(placement.x);
+    plane.endByte = bytes(placement.x + placement.cx);
+    plane.line.resize(bytes(format.PixelsInMemory(frame.width)));
     for (size_t at = 0; at < plane.line.size(); ++at) plane.line[at] = black[at % black.size()];
     planes.push_back(std::move(plane));
   }

@@ -40,6 +40,7 @@ struct Settings {
 struct Scaling {
   Settings settings;
   Format const* format;
+  bool plainMemory;
   GstVideoInfo in, out;
   Placement placement;
 
@@ -93,18 +94,19 @@ std::optional<Scaling> ScalingOf(FourTapScale* element) {
   return element->state->scaling;
 }
 
-Scaling MakeScaling(Settings const& settings, Format const& format, GstVideoInfo const& in, GstVideoInfo const& out) {
-  return {settings, &format, in, out, PlacePicture(format, in, out, settings.addBorders)};
+// The same caps with other settings.
+Scaling With(Settings const& settings, Scaling scaling) {
+  scaling.settings = settings;
+  scaling.placement = PlacePicture(*scaling.format, scaling.in, scaling.out, settings.addBorders);
+  return scaling;
 }
-
-// Pixels of a plane for those of the frame.
-int PlaneLength(int length, int shared) { return (length + shared - 1) / shared; }
 
 std::vector<PlaneJob> PlaneJobs(Scaling const& scaling) {
   std::vector<PlaneJob> jobs;
   fourtap_format const& format = scaling.format->Planes();
-  // A last pixel without a partner has one in memory, which changes nothing but its partner.
-  auto const width = [&](int cx) { return scaling.format->pairs ? cx + cx % 2 : cx; };
+  auto const columns = [&](fourtap_plane const& plane, int cx) {
+    return ColumnsOf(plane, scaling.format->PixelsInMemory(cx));
+  };
   for (int i = 0; i < format.plane_count; ++i) {
     fourtap_plane const& plane = format.planes[i];
     int const pixels = scaling.format->alphaPixels ? scaling.format->alphaPixels : plane.layout;
@@ -112,10 +114,10 @@ std::vector<PlaneJob> PlaneJobs(Scaling const& scaling) {
                      scaling.settings.steps ? FOURTAP_REDUCE_WIDELY : FOURTAP_REDUCE_BY_FOUR_TAPS,
                      scaling.settings.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,
                      {}},
-                    PlaneLength(width(scaling.in.width), plane.columns),
-                    PlaneLength(scaling.in.height, plane.lines),
-                    PlaneLength(width(scaling.placement.cx), plane.columns),
-                    PlaneLength(scaling.placement.cy, plane.lines)});
+                    columns(plane, scaling.in.width),
+                    LinesOf(plane, scaling.in.height),
+                    columns(plane, scaling.placement.cx),
+                    LinesOf(plane, scaling.placement.cy)});
   }
   return jobs;
 }
@@ -129,7 +131,8 @@ void Release(FourTapScale* element) {
 bool SetUp(FourTapScale* element, Scaling const& scaling) {
   State& state = *element->state;
   Release(element);
-  std::string why = WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement);
+  std::string why = scaling.plainMemory ? WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement)
+                                        : "Frames in other than plain memory can't be scaled";
   if (why.empty()) {
     try {
       int const threads =
@@ -146,13 +149,13 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
     GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
     return false;
   }
-  Lock const lock(element);
-  state.scaling = scaling;
   GST_DEBUG_OBJECT(element, "%s of %dx%d to %dx%d at %d,%d of %dx%d; set %s, threads %d, %" G_GSIZE_FORMAT " bytes",
                    gst_video_format_to_string(scaling.format->format), scaling.in.width, scaling.in.height,
                    scaling.placement.cx, scaling.placement.cy, scaling.placement.x, scaling.placement.y,
                    scaling.out.width, scaling.out.height, fourtap_set_name(state.scaler->Set()),
                    state.scaler->Threads(), state.scaler->Bytes());
+  Lock const lock(element);
+  state.scaling = scaling;
   return true;
 }
 
@@ -160,7 +163,8 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   FourTapScale* const element = ElementOf(filter);
   Format const* const format = FormatOf(GST_VIDEO_INFO_FORMAT(in));
   if (!format) return FALSE;
-  Scaling const scaling = MakeScaling(SettingsOf(element), *format, *in, *out);
+  bool const plainMemory = IsPlainMemory(gst_caps_get_features(inCaps, 0));
+  Scaling const scaling = With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}});
   bool const passes = scaling.Passes();
   gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(filter), passes);
   if (passes) {
@@ -169,12 +173,6 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
     Lock const lock(element);
     element->state->scaling = scaling;
     return TRUE;
-  }
-  if (!IsPlainMemory(gst_caps_get_features(inCaps, 0))) {
-    GST_ELEMENT_ERROR(element, CORE, NEGOTIATION,
-                      ("Frames of %" GST_PTR_FORMAT " can't be scaled, expected them in plain memory", inCaps),
-                      (nullptr));
-    return FALSE;
   }
   return SetUp(element, scaling);
 }
@@ -189,7 +187,7 @@ PlaneMemory MemoryOf(GstVideoFrame const& frame, guint plane) {
 }
 
 template <class Byte>
-PlaneLines<Byte> LinesOf(GstVideoFrame const& frame, guint plane) {
+PlaneLines<Byte> MappedLines(GstVideoFrame const& frame, guint plane) {
   return {static_cast<Byte*>(frame.data[plane]), frame.info.stride[plane], MemoryOf(frame, plane).end};
 }
 
@@ -206,8 +204,7 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
   State& state = *element->state;
   Settings const settings = SettingsOf(element);
   if (state.scaling->settings != settings || !state.scaler) {
-    Scaling const scaling = MakeScaling(settings, *state.scaling->format, state.scaling->in, state.scaling->out);
-    if (!SetUp(element, scaling)) return GST_FLOW_ERROR;
+    if (!SetUp(element, With(settings, *state.scaling))) return GST_FLOW_ERROR;
   }
   Scaling const& scaling = *state.scaling;
   fourtap_format const& format = scaling.format->Planes();
@@ -215,13 +212,13 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
   TargetLines targets[GST_VIDEO_MAX_PLANES];
   for (guint i = 0; i < static_cast<guint>(format.plane_count); ++i) {
     fourtap_plane const& plane = format.planes[i];
-    if (!BeginsInMemory(*in, i, PlaneLength(scaling.in.height, plane.lines)) ||
-        !BeginsInMemory(*out, i, PlaneLength(scaling.out.height, plane.lines))) {
+    if (!BeginsInMemory(*in, i, LinesOf(plane, scaling.in.height)) ||
+        !BeginsInMemory(*out, i, LinesOf(plane, scaling.out.height))) {
       GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("Plane %u reaches outside its memory", i), (nullptr));
       return GST_FLOW_ERROR;
     }
-    sources[i] = LinesOf<guint8 const>(*in, i);
-    targets[i] = LinesOf<guint8>(*out, i);
+    sources[i] = MappedLines<guint8 const>(*in, i);
+    targets[i] = MappedLines<guint8>(*out, i);
   }
   if (state.borders) {
     if (!state.borders->Paint(targets)) {
@@ -247,7 +244,7 @@ void BeforeTransform(GstBaseTransform* transform, GstBuffer*) {
   std::optional<Scaling>& scaling = element->state->scaling;
   Settings const settings = SettingsOf(element);
   if (!scaling || scaling->settings.addBorders == settings.addBorders) return;
-  Scaling const anew = MakeScaling(settings, *scaling->format, scaling->in, scaling->out);
+  Scaling const anew = With(settings, *scaling);
   if (anew.Passes() == scaling->Passes()) return;
   gst_base_transform_set_passthrough(transform, anew.Passes());
   gst_base_transform_reconfigure_src(transform);

@@ -15,7 +15,13 @@ struct Format {
   bool pairs;        // two pixels of a line share chroma: they are scaled together, so widths are even
 
   fourtap_format const& Planes() const { return *fourtap_format_named(name); }
+  // Pixels of a line in memory, where a last one without a partner has one too.
+  int PixelsInMemory(int cx) const { return pairs ? cx + cx % 2 : cx; }
 };
+
+// What a plane measures, in its own pixels, for so many pixels of the frame across and down.
+inline int ColumnsOf(fourtap_plane const& plane, int cx) { return (cx + plane.columns - 1) / plane.columns; }
+inline int LinesOf(fourtap_plane const& plane, int cy) { return (cy + plane.lines - 1) / plane.lines; }
 
 std::span<Format const> Formats();
 
