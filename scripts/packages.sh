@@ -6,6 +6,8 @@ demoPackages=("${buildPackages[@]}" netpbm)
 testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-pil)
 benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
+gstreamerPackages=("${buildPackages[@]}" gstreamer1.0-plugins-base gstreamer1.0-tools libgstreamer1.0-dev
+  libgstreamer-plugins-base1.0-dev pkg-config)
 reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
 everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu
@@ -13,7 +15,8 @@ everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux
 # Of other processors, for unpacking: what the tests link there, and the tool's tests.
 foreignPackages=(libgtest-dev)
 foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev zlib1g-dev)
-ciPackages=("${testPackages[@]}" "${clangPackages[@]}" "${everywherePackages[@]}" clang-format shellcheck valgrind)
+ciPackages=("${testPackages[@]}" "${clangPackages[@]}" "${everywherePackages[@]}" "${gstreamerPackages[@]}"
+  clang-format libglib2.0-dev shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
 ListMissing() {

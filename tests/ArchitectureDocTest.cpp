@@ -63,7 +63,7 @@ TEST(ArchitecturePage, IncludesGoTheWayItShows) {
   std::set<std::string> const sources{".h", ".hpp", ".c", ".cpp"};
   std::set<std::string> roomsWithFiles;
   for (char const* top :
-       {"src", "conformance", "tools", "bench", "fuzz", "processors", "variants", "include", "examples"}) {
+       {"src", "conformance", "tools", "bench", "fuzz", "processors", "variants", "include", "examples", "bindings"}) {
     for (fs::directory_entry const& entry : fs::recursive_directory_iterator(fs::path(SOURCE_FOLDER) / top)) {
       if (!sources.contains(entry.path().extension().string())) continue;
       fs::path const file = fs::relative(entry.path(), SOURCE_FOLDER);
@@ -82,6 +82,10 @@ TEST(ArchitecturePage, IncludesGoTheWayItShows) {
         std::string const other = RoomOf(knows, folder);
         EXPECT_TRUE(known.contains(other) || other == "include/fourtapscale")
             << file << " includes " << name[1] << ", but " << room << " does not know " << other;
+        bool const ofBinding =
+            file.string().starts_with("bindings/") && file.string().find("/tests/") == std::string::npos;
+        EXPECT_TRUE(!ofBinding || other != "include/fourtapscale" || name[1] == "fourtapscale/fourtap.h")
+            << file << " includes " << name[1] << ", but bindings stand on fourtap.h alone";
       }
     }
   }

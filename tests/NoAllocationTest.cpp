@@ -1,56 +1,13 @@
-// No call that scales takes memory. The test sees all of malloc's callers, operator new among them.
+// No call that scales takes memory.
 #include <fourtapscale/fourtap.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstddef>
 #include <utility>
 #include <vector>
 
 #include "Scaling.h"
 #include "conformance/Cases.h"
-
-namespace {
-std::atomic<int> allocations;
-}
-
-extern "C" {
-
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-void* __libc_memalign(size_t alignment, size_t size);
-
-void* malloc(size_t size) {
-  ++allocations;
-  return __libc_malloc(size);
-}
-
-void* calloc(size_t count, size_t size) {
-  ++allocations;
-  return __libc_calloc(count, size);
-}
-
-void* realloc(void* memory, size_t size) {
-  ++allocations;
-  return __libc_realloc(memory, size);
-}
-
-void* memalign(size_t alignment, size_t size) {
-  ++allocations;
-  return __libc_memalign(alignment, size);
-}
-
-void* aligned_alloc(size_t alignment, size_t size) { return memalign(alignment, size); }
-
-int posix_memalign(void** memory, size_t alignment, size_t size) {
-  *memory = memalign(alignment, size);
-  return *memory ? 0 : ENOMEM;
-}
-
-}  // extern "C"
+#include "conformance/CountedAllocations.h"
 
 namespace {
 

@@ -60,6 +60,12 @@ if [ -e "$prefix/$binDir/fourtap" ]; then
   run shared "$prefix/$binDir/fourtap" --version
 fi
 
+plugIns=$prefix/$libDir/gstreamer-1.0
+if [ -e "$plugIns" ] && command -v gst-inspect-1.0 > /dev/null; then
+  GST_REGISTRY="$scratch/registry" GST_PLUGIN_PATH="$plugIns" gst-inspect-1.0 fourtapscale > "$scratch/inspected"
+  echo "found the GStreamer element"
+fi
+
 # Into the system, as a package is made: the loader looks there by itself. And out again.
 fail() {
   echo "run.sh: $1" >&2

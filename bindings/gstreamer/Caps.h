@@ -1,0 +1,24 @@
+// Which caps become which: what the element says before there are frames.
+#pragma once
+
+#include <gst/gst.h>
+
+namespace gstfourtap {
+
+// All that the pads take; the caller owns it.
+GstCaps* AllCaps();
+
+// What frames of `caps` can become, or come from; the caller owns it. What can be had comes first. Behind it, as a last
+// resort, comes what can't for want of even widths, progressive frames or plain memory: whoever chooses that gets a
+// sentence from WhyNot, and not just failing negotiation.
+GstCaps* TransformCaps(GstCaps* caps);
+
+// Chooses the sizes and pixel aspect of `others`, which it takes over, for frames of `caps`, which are fixed. Whatever
+// is left open is as near as can be to what comes in, with the same display aspect. `forward`: the frames of `caps` are
+// the ones that are scaled.
+GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward);
+
+// Whether frames of these caps lie in plain memory, each in one piece of lines.
+bool IsPlainMemory(GstCapsFeatures const* features);
+
+}  // namespace gstfourtap

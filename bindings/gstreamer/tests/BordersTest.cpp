@@ -1,0 +1,111 @@
+// Black where the picture does not fill its frame.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Frames.h"
+
+namespace {
+
+struct Placed {
+  int cxIn, cyIn, cxOut, cyOut;
+  int x, y, cx, cy;  // of the picture
+};
+
+// What of a component lies outside the picture, the rest as zeros.
+conformance::Bytes Outside(MappedFrame const& frame, int component, Placed const& placed) {
+  conformance::Bytes samples = frame.Component(component);
+  int const cx = frame.Width(component), cy = frame.Height(component);
+  for (int y = 0; y < cy; ++y) {
+    for (int x = 0; x < cx; ++x) {
+      int const column = x * placed.cxOut / cx, line = y * placed.cyOut / cy;
+      bool const inside =
+          column >= placed.x && column < placed.x + placed.cx && line >= placed.y && line < placed.y + placed.cy;
+      if (inside) samples[static_cast<size_t>(y * cx + x)] = 0;
+    }
+  }
+  return samples;
+}
+
+TEST(Borders, AreAsVideoscalesAndThePictureIsTheLibrarys) {
+  std::string const pixels = "pixel-aspect-ratio=1/1";
+  for (std::string const format : {"GRAY8", "RGB", "BGRx", "xRGB", "RGBA", "ABGR", "UYVY", "YUY2", "I420", "YV12",
+                                   "Y41B", "Y42B", "Y444", "NV12", "NV21", "NV16", "GBR"}) {
+    for (Placed const& placed : {Placed{64, 48, 128, 48, 32, 0, 64, 48},
+                                 {64, 48, 80, 160, 0, 50, 80, 60},
+                                 {200, 100, 40, 40, 0, 10, 40, 20}}) {
+      std::string const in = CapsText(format, placed.cxIn, placed.cyIn, pixels),
+                        out = CapsText(format, placed.cxOut, placed.cyOut, pixels);
+      Buffer const frame = NoiseFrame(InfoOf(in), 1);
+      Harness const harness = MakeHarness("threads=2", in, out);
+      Buffer const scaled(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+      Harness const other(gst_harness_new("videoscale"));
+      gst_harness_set_caps_str(other.get(), in.c_str(), out.c_str());
+      Buffer const otherScaled(gst_harness_push_and_pull(other.get(), gst_buffer_ref(frame.get())));
+      ASSERT_TRUE(scaled && otherScaled);
+      MappedFrame const from(InfoOf(in), frame.get()), to(InfoOf(out), scaled.get()),
+          otherTo(InfoOf(out), otherScaled.get());
+      EXPECT_EQ(Difference(from, to, {}, placed.x, placed.y, placed.cx, placed.cy), "") << in << " to " << out;
+      for (int c = 0; c < static_cast<int>(GST_VIDEO_FRAME_N_COMPONENTS(&to.frame)); ++c) {
+        EXPECT_EQ(Outside(to, c, placed), Outside(otherTo, c, placed)) << in << " to " << out << ", component " << c;
+      }
+    }
+  }
+}
+
+// Chroma that is shared is not divided between picture and border, and odd frames are filled to their last column.
+TEST(Borders, KeepSharedChromaTogether) {
+  std::string const pixels = "pixel-aspect-ratio=1/1";
+  for (auto const& [format, placed] : {std::pair<std::string, Placed>{"I420", {60, 40, 101, 40, 20, 0, 60, 40}},
+                                       {"UYVY", {60, 40, 103, 40, 20, 0, 60, 40}},
+                                       {"NV12", {60, 40, 60, 51, 0, 4, 60, 40}},
+                                       {"I420", {61, 40, 90, 40, 14, 0, 60, 40}}}) {
+    std::string const in = CapsText(format, placed.cxIn, placed.cyIn, pixels),
+                      out = CapsText(format, placed.cxOut, placed.cyOut, pixels);
+    Buffer const frame = NoiseFrame(InfoOf(in), 1);
+    Harness const harness = MakeHarness("", in, out);
+    Buffer const scaled(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+    ASSERT_TRUE(scaled);
+    MappedFrame const from(InfoOf(in), frame.get()), to(InfoOf(out), scaled.get());
+    EXPECT_EQ(Difference(from, to, {}, placed.x, placed.y, placed.cx, placed.cy), "") << in << " to " << out;
+    for (int c = 0; c < 3; ++c) {
+      conformance::Bytes const samples = to.Component(c);
+      EXPECT_EQ(samples.front(), c == 0 ? 16 : 128) << in << " to " << out << ", component " << c;
+      EXPECT_EQ(samples.back(), c == 0 ? 16 : 128) << in << " to " << out << ", component " << c;
+    }
+  }
+}
+
+// Black is 0 where the whole range is used.
+TEST(Borders, AreBlackInTheFramesRange) {
+  std::string const more = "pixel-aspect-ratio=1/1,colorimetry=1:4:5:1";
+  for (std::string const format : {"I420", "YUY2"}) {
+    std::string const in = CapsText(format, 64, 48, more), out = CapsText(format, 128, 48, more);
+    Harness const harness = MakeHarness("", in, out);
+    Buffer const scaled(gst_harness_push_and_pull(harness.get(), NoiseFrame(InfoOf(in), 1).release()));
+    ASSERT_TRUE(scaled);
+    MappedFrame const to(InfoOf(out), scaled.get());
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(to.Component(c).front(), c == 0 ? 0 : 128) << format;
+  }
+}
+
+// At the same size too, where only the pixels change their aspect.
+TEST(Borders, ComeAndGoWithTheProperty) {
+  std::string const in = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=1/1"),
+                    out = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=2/1");
+  Harness const harness = MakeHarness("", in, out);
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+  for (bool const add : {true, false, true, false}) {
+    g_object_set(element.get(), "add-borders", add, nullptr);
+    Buffer const frame = NoiseFrame(InfoOf(in), 1);
+    Buffer const scaled(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+    ASSERT_TRUE(scaled);
+    EXPECT_EQ(scaled.get() == frame.get(), !add);
+    MappedFrame const from(InfoOf(in), frame.get()), to(InfoOf(out), scaled.get());
+    if (add) {
+      EXPECT_EQ(Difference(from, to, {}, 16, 0, 32, 48), "");
+    }
+  }
+}
+
+}  // namespace
