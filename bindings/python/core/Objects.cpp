@@ -1,0 +1,53 @@
+#include "Objects.h"
+
+#include <climits>
+#include <cstring>
+
+namespace binding {
+
+bool RefuseAs(fourtap_status status, char const* sentence) {
+  PyObject* const exception = status == FOURTAP_MEMORY      ? PyExc_MemoryError
+                              : status == FOURTAP_PROCESSOR ? PyExc_RuntimeError
+                                                            : PyExc_ValueError;
+  char const itsName[] = "out:";
+  if (std::strncmp(sentence, itsName, std::strlen(itsName)) == 0) {
+    return Refuse(exception, "rect:%s", sentence + std::strlen(itsName));
+  }
+  return Refuse(exception, "%s", sentence);
+}
+
+namespace {
+
+// -1 with an exception; INT_MAX for whatever is larger, as the library refuses that as a size.
+int Read(PyObject* given, bool& isNumber) {
+  Object const index(PyNumber_Index(given));
+  isNumber = index != nullptr;
+  if (!isNumber) return -1;
+  int overflow = 0;
+  long const number = PyLong_AsLongAndOverflow(index.get(), &overflow);
+  if (overflow > 0 || number > INT_MAX) return INT_MAX;
+  if (overflow < 0 || number < INT_MIN) return INT_MIN;
+  return static_cast<int>(number);
+}
+
+}  // namespace
+
+bool ReadNumbers(PyObject* given, char const* name, char const* expected, int* numbers, int count) {
+  Object const tuple(PySequence_Tuple(given));
+  bool areNumbers = tuple && PyTuple_Size(tuple.get()) == count;
+  for (int i = 0; areNumbers && i < count; ++i) numbers[i] = Read(PyTuple_GetItem(tuple.get(), i), areNumbers);
+  if (areNumbers) return true;
+  // Running out of memory, and being interrupted, stay what they are.
+  if (PyErr_Occurred() && !PyErr_ExceptionMatches(PyExc_TypeError)) return false;
+  return Refuse(PyExc_TypeError, "%s: %.200R given, expected %s", name, given, expected);
+}
+
+bool ReadNumber(PyObject* given, char const* name, int least, int& number) {
+  bool isNumber;
+  number = Read(given, isNumber);
+  if (!isNumber) return Refuse(PyExc_TypeError, "%s: %.200R given, expected a whole number", name, given);
+  if (number < least) return Refuse(PyExc_ValueError, "%s: %R given, expected %d or more", name, given, least);
+  return true;
+}
+
+}  // namespace binding
