@@ -132,10 +132,11 @@ PyObject* Needed(PyObject* self, PyObject* given) {
   return TupleOf(needed).release();
 }
 
-// Lines of the source before output line `line` can be made.
+// Lines of the source before output line `line` can be made. Asked of its first pixels: for all of an output, which a
+// single line may be, all of the source is said to be needed.
 bool ReadLinesNeeded(Request const& request, int line, int& lines) {
   fourtap_rect needed;
-  if (!ReadNeeded(request, {0, line, request.cxOut, 1}, needed)) return false;
+  if (!ReadNeeded(request, {0, line, std::min(2, request.cxOut), 1}, needed)) return false;
   lines = needed.y + needed.cy;
   return true;
 }

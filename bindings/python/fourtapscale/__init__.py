@@ -173,7 +173,8 @@ class Scaler:
                              f"{self.source_size[1]}")
 
     def lines_needed(self, line: int) -> int:
-        """Returns how many lines must have been pushed before a line of the output can come."""
+        """Returns how many lines must have been pushed before a line of the output can come; all of them for an output of
+        one pixel or two."""
         return self._core.lines_needed(line)
 
     def reset(self) -> None:
