@@ -104,17 +104,8 @@ PyObject* ResizePlanes(PyObject* module, PyObject* const* arguments, Py_ssize_t 
 PyObject* PlaneSizes(PyObject*, PyObject* const* arguments, Py_ssize_t count) {
   int size[2];
   if (!ExpectArguments(count, 2) || !ReadSize(arguments[1], "size", size)) return nullptr;
-  if (!PyUnicode_Check(arguments[0])) {
-    Refuse(PyExc_TypeError, "format: %.200R given, expected a name, such as 'nv12'", arguments[0]);
-    return nullptr;
-  }
-  char const* const name = PyUnicode_AsUTF8AndSize(arguments[0], nullptr);
-  if (!name) return nullptr;
-  fourtap_format const* const format = fourtap_format_named(name);
-  if (!format) {
-    Refuse(PyExc_ValueError, "format: %.200R given, expected the name of one, such as 'nv12'", arguments[0]);
-    return nullptr;
-  }
+  fourtap_format const* const format = ReadFormat(arguments[0], "format", 4, "a format of frames, such as 'nv12'");
+  if (!format) return nullptr;
   Object list(PyList_New(format->plane_count));
   for (int i = 0; list && i < format->plane_count; ++i) {
     constexpr char const* layouts[] = {"gray", "rgb24", "rgb32", "uyvy", "yuy2", "uv16", "rgba32"};

@@ -50,4 +50,19 @@ bool ReadNumber(PyObject* given, char const* name, int least, int& number) {
   return true;
 }
 
+fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlanes, char const* expected) {
+  if (!PyUnicode_Check(given)) {
+    Refuse(PyExc_TypeError, "%s: %.200R given, expected %s", name, given, expected);
+    return nullptr;
+  }
+  Py_ssize_t length;
+  char const* const text = PyUnicode_AsUTF8AndSize(given, &length);
+  if (!text) return nullptr;
+  bool const isWhole = std::strlen(text) == static_cast<size_t>(length);
+  fourtap_format const* const format = isWhole ? fourtap_format_named(text) : nullptr;
+  if (format && format->plane_count <= mostPlanes) return format;
+  Refuse(PyExc_ValueError, "%s: %.200R given, expected %s", name, given, expected);
+  return nullptr;
+}
+
 }  // namespace binding

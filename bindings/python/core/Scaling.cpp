@@ -28,18 +28,11 @@ char const layoutsExpected[] =
 
 // The layout of a name, and its pixels where one of the channels is alpha.
 bool FindLayout(PyObject* given, int& layout, int& alphaPixels) {
-  if (!PyUnicode_Check(given)) {
-    return Refuse(PyExc_TypeError, "layout: %.200R given, expected a name, such as 'rgb24'", given);
-  }
-  char const* const name = PyUnicode_AsUTF8AndSize(given, nullptr);
-  if (!name) return false;
-  fourtap_format const* const format = fourtap_format_named(name);
-  if (!format || format->plane_count != 1) {
-    return Refuse(PyExc_ValueError, "layout: %.200R given, expected %s", given, layoutsExpected);
-  }
+  fourtap_format const* const format = ReadFormat(given, "layout", 1, layoutsExpected);
+  if (!format) return false;
   layout = format->planes[0].layout;
   alphaPixels = layout == FOURTAP_RGBA32 ? FOURTAP_RGB_ALPHA : layout;
-  std::string lower(name);
+  std::string lower(PyUnicode_AsUTF8AndSize(given, nullptr));
   for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   for (Alias const& alias : withAlpha) {
     if (lower == alias.name) alphaPixels = alias.pixels;
