@@ -64,27 +64,30 @@ def test_pushing_from_two_threads():
 
 
 def test_others_run_meanwhile():
-    """A thread that counts gets on while one call is under way, without waiting for a switch."""
-    source = numpy.broadcast_to(numpy.uint8(7), (3000, 3000, 3)).copy()
-    interval = sys.getswitchinterval()
-    counted = []
-    done = threading.Event()
+    """A thread that may only run where this one lets go of the interpreter's lock does."""
+    source = numpy.zeros((2000, 2000, 3), numpy.uint8)
+    gate = threading.Lock()
+    ran = []
 
-    def count():
-        while not done.is_set():
-            counted.append(None)
-    counter = threading.Thread(target=count)
+    def wait():
+        with gate:
+            ran.append(None)
+    interval = sys.getswitchinterval()
+    gate.acquire()
+    waiting = threading.Thread(target=wait)
+    waiting.start()
     sys.setswitchinterval(60)
     try:
-        counter.start()
-        # Enlarging fills memory that takes its time.
-        before = len(counted)
-        fourtapscale.resize(source, (4000, 4000))
-        assert len(counted) > before
+        gate.release()
+        assert not ran
+        for _ in range(50):
+            fourtapscale.resize(source, (3000, 3000))
+            if ran:
+                break
+        assert ran
     finally:
         sys.setswitchinterval(interval)
-        done.set()
-        counter.join()
+        waiting.join()
 
 
 def child(connection):
