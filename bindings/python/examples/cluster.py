@@ -2,7 +2,7 @@
 a file that they map into memory, then from zarr. Says what was read, what memory each worker took at most, and whether the
 bytes are those of the whole picture. Ends with status 1 where they are not.
 
-    cluster.py [--size 20000] [--to 13000] [--chunk 2000] [--memory 250] [--folder FOLDER]
+    cluster.py [--size 20000] [--to 13000] [--chunk 1250] [--memory 250] [--folder FOLDER]
 """
 
 import argparse
@@ -152,7 +152,7 @@ def main():
     parser = argparse.ArgumentParser(description="Scales a picture on two worker processes.")
     parser.add_argument("--size", type=int, default=20000, help="of the source, in both directions")
     parser.add_argument("--to", type=int, default=13000, help="of the output")
-    parser.add_argument("--chunk", type=int, default=2000, help="of the source's chunks")
+    parser.add_argument("--chunk", type=int, default=1250, help="of the source's chunks")
     parser.add_argument("--memory", type=int, default=250, help="MiB that a worker may take")
     parser.add_argument("--folder", help="where the files go, about three times the source; removed at the end")
     arguments = parser.parse_args()
