@@ -36,7 +36,8 @@ inline bool Succeeded(fourtap_status status) { return status == FOURTAP_OK || Re
 bool ReadNumbers(PyObject* given, char const* name, char const* expected, int* numbers, int count);
 bool ReadNumber(PyObject* given, char const* name, int least, int& number);
 
-// The frame format of a name that was given for an argument; null with an exception. `expected` says what names there are.
+// The frame format of a name that was given for an argument; null with an exception. `expected` says what names there
+// are.
 fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlanes, char const* expected);
 
 // Runs what may throw for want of memory.
