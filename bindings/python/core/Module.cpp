@@ -6,13 +6,13 @@
 
 namespace binding {
 
-State& StateOf(PyObject* module) { return *static_cast<State*>(PyModule_GetState(module)); }
-
 bool ExpectArguments(Py_ssize_t given, Py_ssize_t expected) {
-  return given == expected || Refuse(PyExc_TypeError, "expected %zd arguments, %zd given", expected, given);
+  return given == expected || Refuse(PyExc_TypeError, "%zd arguments given, expected %zd", given, expected);
 }
 
 namespace {
+
+State& StateOf(PyObject* module) { return *static_cast<State*>(PyModule_GetState(module)); }
 
 // resize(image, size, layout, rect, out, threads, steps, alpha)
 PyObject* Resize(PyObject* module, PyObject* const* arguments, Py_ssize_t count) {
@@ -172,11 +172,6 @@ void Done(void* module) {
   Clear(static_cast<PyObject*>(module));
   delete state.shelf;
   state.shelf = nullptr;
-}
-
-template <class Function>
-PyCFunction AsFunction(Function* function) {
-  return reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(function));
 }
 
 PyMethodDef functions[] = {

@@ -6,8 +6,13 @@
 
 namespace binding {
 
-State& StateOf(PyObject* module);
 bool ExpectArguments(Py_ssize_t given, Py_ssize_t expected);
+
+// Functions of all kinds go into tables as this one.
+template <class Function>
+PyCFunction AsFunction(Function* function) {
+  return reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(function));
+}
 
 PyTypeObject* MakeScalerType(PyObject* module);
 

@@ -32,6 +32,13 @@ int Read(PyObject* given, bool& isNumber) {
 
 }  // namespace
 
+bool RefuseValue(PyObject* exception, char const* name, PyObject* given, char const* expected) {
+  // Arrays show themselves in many lines.
+  Object const text(PyObject_Repr(given)), end(PyUnicode_FromString("\n")), blank(PyUnicode_FromString(" "));
+  Object const line(text && end && blank ? PyUnicode_Replace(text.get(), end.get(), blank.get(), -1) : nullptr);
+  return line && Refuse(exception, "%s: %.200U given, expected %s", name, line.get(), expected);
+}
+
 bool ReadNumbers(PyObject* given, char const* name, char const* expected, int* numbers, int count) {
   Object const tuple(PySequence_Tuple(given));
   bool areNumbers = tuple && PyTuple_Size(tuple.get()) == count;
@@ -39,20 +46,25 @@ bool ReadNumbers(PyObject* given, char const* name, char const* expected, int* n
   if (areNumbers) return true;
   // Running out of memory, and being interrupted, stay what they are.
   if (PyErr_Occurred() && !PyErr_ExceptionMatches(PyExc_TypeError)) return false;
-  return Refuse(PyExc_TypeError, "%s: %.200R given, expected %s", name, given, expected);
+  PyErr_Clear();
+  return RefuseValue(PyExc_TypeError, name, given, expected);
 }
 
 bool ReadNumber(PyObject* given, char const* name, int least, int& number) {
   bool isNumber;
   number = Read(given, isNumber);
-  if (!isNumber) return Refuse(PyExc_TypeError, "%s: %.200R given, expected a whole number", name, given);
+  if (!isNumber) {
+    if (!PyErr_ExceptionMatches(PyExc_TypeError)) return false;
+    PyErr_Clear();
+    return RefuseValue(PyExc_TypeError, name, given, "a whole number");
+  }
   if (number < least) return Refuse(PyExc_ValueError, "%s: %R given, expected %d or more", name, given, least);
   return true;
 }
 
 fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlanes, char const* expected) {
   if (!PyUnicode_Check(given)) {
-    Refuse(PyExc_TypeError, "%s: %.200R given, expected %s", name, given, expected);
+    RefuseValue(PyExc_TypeError, name, given, expected);
     return nullptr;
   }
   Py_ssize_t length;
@@ -61,7 +73,7 @@ fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlan
   bool const isWhole = std::strlen(text) == static_cast<size_t>(length);
   fourtap_format const* const format = isWhole ? fourtap_format_named(text) : nullptr;
   if (format && format->plane_count <= mostPlanes) return format;
-  Refuse(PyExc_ValueError, "%s: %.200R given, expected %s", name, given, expected);
+  RefuseValue(PyExc_ValueError, name, given, expected);
   return nullptr;
 }
 

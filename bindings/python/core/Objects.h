@@ -28,6 +28,9 @@ bool Refuse(PyObject* exception, char const* text, Values... values) {
   return false;
 }
 
+// "name: <given> given, expected <expected>", in one line of bounded length.
+bool RefuseValue(PyObject* exception, char const* name, PyObject* given, char const* expected);
+
 // The exception for a refusal of the library's, whose `out` is the rectangle here.
 bool RefuseAs(fourtap_status, char const* sentence);
 inline bool Succeeded(fourtap_status status) { return status == FOURTAP_OK || RefuseAs(status, fourtap_error()); }

@@ -267,11 +267,6 @@ PyObject* Bytes(PyObject* self, void*) {
   return PyLong_FromSize_t(Of(self).shelf.Bytes() + fourtap_picture_bytes(Of(self).progress.picture));
 }
 
-template <class Function>
-PyCFunction AsFunction(Function* function) {
-  return reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(function));
-}
-
 PyMethodDef methods[] = {
     {"resize", AsFunction(Resize), METH_FASTCALL, nullptr},
     {"resize_part", AsFunction(ResizePart), METH_FASTCALL, nullptr},

@@ -1,8 +1,7 @@
 #include "Scaling.h"
 
 #include <algorithm>
-#include <climits>
-#include <cstring>
+#include <cstdio>
 #include <string>
 
 #include "Helpers.h"
@@ -40,6 +39,8 @@ bool FindLayout(PyObject* given, int& layout, int& alphaPixels) {
   return true;
 }
 
+char const alphasExpected[] = "'multiply', 'straight', 'drop', None or a colour of 3 numbers from 0 to 255";
+
 bool ReadAlpha(PyObject* alpha, Pixels& pixels) {
   if (PyUnicode_Check(alpha)) {
     char const* const names[] = {"multiply", "straight", "drop"};
@@ -48,16 +49,13 @@ bool ReadAlpha(PyObject* alpha, Pixels& pixels) {
       pixels.rules.alpha = i;
       return true;
     }
-    return Refuse(PyExc_ValueError,
-                  "alpha: %.200R given, expected 'multiply', 'straight', 'drop', None or a colour of 3 numbers", alpha);
+    return RefuseValue(PyExc_ValueError, "alpha", alpha, alphasExpected);
   }
   int colour[3];
-  if (!ReadNumbers(alpha, "alpha", "'multiply', 'straight', 'drop', None or a colour of 3 numbers", colour, 3)) {
-    return false;
-  }
+  if (!ReadNumbers(alpha, "alpha", alphasExpected, colour, 3)) return false;
   for (int c = 0; c < 3; ++c) {
     if (colour[c] < 0 || colour[c] > 255) {
-      return Refuse(PyExc_ValueError, "alpha: %.200R given, expected numbers of a colour from 0 to 255", alpha);
+      return RefuseValue(PyExc_ValueError, "alpha", alpha, alphasExpected);
     }
     pixels.rules.background[c] = static_cast<unsigned char>(colour[c]);
   }
@@ -200,7 +198,7 @@ struct Band {
   fourtap_picture* picture;
   int first, count;  // lines
   fourtap_status status;
-  std::string sentence;
+  char sentence[256];  // may be of another thread's
 
   void Scale() {
     Array const &image = job->image, &target = job->target;
@@ -214,7 +212,7 @@ struct Band {
     fourtap_rect const out{job->out.x, job->out.y + first, job->out.cx, count};
     status = fourtap_picture_scale(picture, from.From<fourtap_source>(0, given.cy), isPart ? &given : nullptr,
                                    to.From<fourtap_target>(first, count), &out);
-    if (status != FOURTAP_OK) sentence = fourtap_error();
+    if (status != FOURTAP_OK) std::snprintf(sentence, sizeof sentence, "%s", fourtap_error());
   }
 };
 
@@ -250,7 +248,7 @@ bool Scale(Shelf& shelf, Job* const* jobs, int count, int threads) {
     for (int b = 0; b < n; ++b) {
       int const first = static_cast<int>(int64_t{job.out.cy} * b / n);
       int const end = static_cast<int>(int64_t{job.out.cy} * (b + 1) / n);
-      bands.push_back({&job, &copies[static_cast<size_t>(i)], pictures[b], first, end - first, FOURTAP_OK, {}});
+      bands.push_back({&job, &copies[static_cast<size_t>(i)], pictures[b], first, end - first, FOURTAP_OK, ""});
     }
   }
   bool copied = true;
@@ -273,7 +271,7 @@ bool Scale(Shelf& shelf, Job* const* jobs, int count, int threads) {
     return false;
   }
   for (Band const& band : bands) {
-    if (band.status != FOURTAP_OK) return RefuseAs(band.status, band.sentence.c_str());
+    if (band.status != FOURTAP_OK) return RefuseAs(band.status, band.sentence);
   }
   return true;
 }

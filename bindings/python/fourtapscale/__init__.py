@@ -35,7 +35,7 @@ pixels are made. An array must not be written to meanwhile.
 from __future__ import annotations
 
 from collections.abc import Iterable, Iterator, Sequence
-from typing import TYPE_CHECKING, Any, Literal, Optional, Tuple, Union
+from typing import TYPE_CHECKING, Any, Literal
 
 from . import _core
 
@@ -47,18 +47,18 @@ if TYPE_CHECKING:
 
 # What the buffer protocol has no type for before Python 3.12.
 Image = Any
-Size = Tuple[int, int]
-Point = Tuple[int, int]
-Rect = Tuple[int, int, int, int]
-Alpha = Union[Literal["multiply", "straight", "drop"], Tuple[int, int, int], None]
+Size = tuple[int, int]
+Point = tuple[int, int]
+Rect = tuple[int, int, int, int]
+Alpha = Literal["multiply", "straight", "drop"] | tuple[int, int, int] | None
 
 __all__ = ["Scaler", "formats", "frame_bytes", "frame_planes", "needed", "plane_shapes", "resize", "resize_frame",
            "resize_part", "__version__"]
 __version__: str = _core.version()
 
 
-def resize(image: Image, size: Size, *, layout: Optional[str] = None, rect: Optional[Rect] = None,
-           out: Optional[Image] = None, threads: int = 1, steps: bool = True, alpha: Alpha = "multiply") -> Array:
+def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | None = None,
+           out: Image | None = None, threads: int = 1, steps: bool = True, alpha: Alpha = "multiply") -> Array:
     """Returns a picture in another size, or a rectangle of it.
 
     image    (height, width) or (height, width, channels), uint8, of any strides. What has gaps between pixels, or its
@@ -78,8 +78,8 @@ def resize(image: Image, size: Size, *, layout: Optional[str] = None, rect: Opti
     return _core.resize(image, size, layout, rect, out, threads, steps, alpha)
 
 
-def resize_part(part: Image, origin: Point, source_size: Size, size: Size, rect: Rect, *, layout: Optional[str] = None,
-                out: Optional[Image] = None, steps: bool = True, alpha: Alpha = "multiply") -> Array:
+def resize_part(part: Image, origin: Point, source_size: Size, size: Size, rect: Rect, *, layout: str | None = None,
+                out: Image | None = None, steps: bool = True, alpha: Alpha = "multiply") -> Array:
     """Returns a rectangle of the output, from a part of a picture that holds what is needed for it.
 
     part         a rectangle of the source; shape and strides as for resize
@@ -93,7 +93,7 @@ def resize_part(part: Image, origin: Point, source_size: Size, size: Size, rect:
     return _core.resize_part(part, origin, source_size, size, rect, layout, out, steps, alpha)
 
 
-def needed(source_size: Size, size: Size, rect: Optional[Rect] = None, *, layout: str = "gray", steps: bool = True,
+def needed(source_size: Size, size: Size, rect: Rect | None = None, *, layout: str = "gray", steps: bool = True,
            alpha: Alpha = "multiply") -> Rect:
     """Returns (x, y, width, height) of the part of a source that a rectangle of the output is made of; None: all of it."""
     return _core.needed(source_size, size, rect, layout, steps, alpha)
@@ -138,16 +138,16 @@ class Scaler:
         """Bytes of memory that it takes at the moment, for each thread that has used it."""
         return self._core.nbytes
 
-    def needed(self, rect: Optional[Rect] = None) -> Rect:
+    def needed(self, rect: Rect | None = None) -> Rect:
         """Returns (x, y, width, height) of the part of the source that a rectangle of the output is made of."""
         return self._core.needed(rect)
 
-    def resize(self, image: Image, *, rect: Optional[Rect] = None, out: Optional[Image] = None,
+    def resize(self, image: Image, *, rect: Rect | None = None, out: Image | None = None,
                threads: int = 1) -> Array:
         """Returns the picture in the other size, or a rectangle of it; see fourtapscale.resize."""
         return self._core.resize(image, rect, out, threads)
 
-    def resize_part(self, part: Image, origin: Point, rect: Rect, *, out: Optional[Image] = None) -> Array:
+    def resize_part(self, part: Image, origin: Point, rect: Rect, *, out: Image | None = None) -> Array:
         """Returns a rectangle of the output, from a part of the source; see fourtapscale.resize_part."""
         return self._core.resize_part(part, origin, rect, out)
 
@@ -181,7 +181,7 @@ class Scaler:
         """Begins the next picture, whatever became of the one before."""
         self._core.reset()
 
-    def __reduce__(self) -> Tuple[Any, ...]:
+    def __reduce__(self) -> tuple[Any, ...]:
         return _scaler, self._arguments
 
     def __repr__(self) -> str:
@@ -193,12 +193,12 @@ def _scaler(source_size: Size, size: Size, layout: str, steps: bool, alpha: Alph
     return Scaler(source_size, size, layout, steps=steps, alpha=alpha)
 
 
-def formats() -> Tuple[Tuple[str, ...], ...]:
+def formats() -> tuple[tuple[str, ...], ...]:
     """Returns the formats of whole frames that are known: of each all its names, the usual one first."""
     return tuple(tuple(names.split(" ")) for names in _core.formats())
 
 
-def plane_shapes(format: str, size: Size) -> Tuple[Tuple[int, ...], ...]:
+def plane_shapes(format: str, size: Size) -> tuple[tuple[int, ...], ...]:
     """Returns the shape of each plane of a frame: (height, width), or (height, width, channels).
 
     format  a name of formats(), such as 'nv12' or 'i420'
@@ -219,7 +219,7 @@ def frame_bytes(format: str, size: Size) -> int:
     return total
 
 
-def frame_planes(frame: Image, size: Size, format: str) -> Tuple[Array, ...]:
+def frame_planes(frame: Image, size: Size, format: str) -> tuple[Array, ...]:
     """Returns the planes of a frame that lie one after the other, as arrays over its memory; nothing is copied.
 
     frame   frame_bytes(format, size) bytes, in an array of any shape without gaps, or another object with a buffer
@@ -246,8 +246,8 @@ def frame_planes(frame: Image, size: Size, format: str) -> Tuple[Array, ...]:
     return tuple(planes)
 
 
-def resize_frame(planes: Sequence[Image], size: Size, format: str, *, out: Optional[Sequence[Image]] = None,
-                 threads: int = 1, steps: bool = True) -> Tuple[Array, ...]:
+def resize_frame(planes: Sequence[Image], size: Size, format: str, *, out: Sequence[Image] | None = None,
+                 threads: int = 1, steps: bool = True) -> tuple[Array, ...]:
     """Returns a frame in another size: its planes, in the order of the format, each scaled as it is.
 
     planes   of the shapes that plane_shapes tells for the frame's size, which is that of the first of them
@@ -259,7 +259,7 @@ def resize_frame(planes: Sequence[Image], size: Size, format: str, *, out: Optio
     return tuple(_core.resize_planes(_planes_to_scale(planes, size, format, out), threads, steps))
 
 
-def _shape(given: Image, name: str) -> Tuple[int, ...]:
+def _shape(given: Image, name: str) -> tuple[int, ...]:
     try:
         return memoryview(given).shape or ()
     except TypeError:
@@ -268,7 +268,7 @@ def _shape(given: Image, name: str) -> Tuple[int, ...]:
 
 
 def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,
-                     out: Optional[Sequence[Image]]) -> list[tuple[Image, Size, str, Optional[Image]]]:
+                     out: Sequence[Image] | None) -> list[tuple[Image, Size, str, Image | None]]:
     """The planes with their sizes, layouts and targets, if they are those of a frame."""
     targets = _core.plane_sizes(format, size)
     for name, given in (("planes", planes), ("out", out)):

@@ -12,7 +12,7 @@ from __future__ import annotations
 import itertools
 import math
 import os
-from typing import Any, Optional, Sequence, Tuple, Union
+from typing import Any, Sequence
 
 import dask.array
 import numpy
@@ -23,10 +23,10 @@ from . import Alpha, Rect, Size, _core
 
 __all__ = ["from_file", "resize"]
 
-Chunks = Union[None, int, Tuple[Union[int, Sequence[int]], Union[int, Sequence[int]]]]
+Chunks = int | tuple[int | Sequence[int], int | Sequence[int]] | None
 
 
-def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: Optional[str] = None, steps: bool = True,
+def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None = None, steps: bool = True,
            alpha: Alpha = "multiply") -> Any:
     """Returns a dask array of the picture in another size; nothing is scaled before it is computed.
 
@@ -82,13 +82,13 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: Optional[st
     return dask.array.Array(made, name, (heights, widths, *((extent,) for extent in one.shape[2:])), numpy.uint8)
 
 
-def _places(extents: Sequence[int]) -> list[Tuple[int, int]]:
+def _places(extents: Sequence[int]) -> list[tuple[int, int]]:
     """Where each chunk begins, and how long it is."""
     ends = list(itertools.accumulate(extents))
     return [(end - extent, extent) for end, extent in zip(ends, extents)]
 
 
-def _pieces(places: Sequence[Tuple[int, int]], first: int, count: int) -> list[Tuple[int, int, int]]:
+def _pieces(places: Sequence[tuple[int, int]], first: int, count: int) -> list[tuple[int, int, int]]:
     """The blocks of one direction that hold some of these samples: number, first sample in it, samples of it."""
     found = []
     for number, (begin, extent) in enumerate(places):
@@ -98,7 +98,7 @@ def _pieces(places: Sequence[Tuple[int, int]], first: int, count: int) -> list[T
     return found
 
 
-def _chunks(array: Any, size: Size, chunks: Chunks, unit: int) -> Tuple[Tuple[int, ...], Tuple[int, ...]]:
+def _chunks(array: Any, size: Size, chunks: Chunks, unit: int) -> tuple[tuple[int, ...], tuple[int, ...]]:
     """Extents of the output's chunks, downwards and across."""
     if chunks is None:
         return (_scaled(array.chunks[0], size[1], 1), _scaled(array.chunks[1], size[0], unit))
@@ -111,7 +111,7 @@ def _chunks(array: Any, size: Size, chunks: Chunks, unit: int) -> Tuple[Tuple[in
     return heights, widths
 
 
-def _scaled(extents: Sequence[int], total: int, unit: int) -> Tuple[int, ...]:
+def _scaled(extents: Sequence[int], total: int, unit: int) -> tuple[int, ...]:
     """The source's chunks as they come to lie in the output; those of no extent are joined to others."""
     source = sum(extents)
     ends = [end * total // source // unit * unit for end in itertools.accumulate(extents)]
@@ -125,7 +125,7 @@ def _piece(block: Any, first_line: int, lines: int, first_column: int, columns: 
     return piece if 2 * piece.nbytes > block.nbytes else piece.copy()
 
 
-def _tile(pieces: list[list[Any]], origin: Tuple[int, int], source_size: Size, size: Size, rect: Rect, layout: str,
+def _tile(pieces: list[list[Any]], origin: tuple[int, int], source_size: Size, size: Size, rect: Rect, layout: str,
           steps: bool, alpha: Alpha) -> Any:
     if len(pieces) == len(pieces[0]) == 1:
         part = numpy.asarray(pieces[0][0])
@@ -138,7 +138,7 @@ def _tile(pieces: list[list[Any]], origin: Tuple[int, int], source_size: Size, s
 class _File:
     """Pixels in a file, opened for each chunk: what is sent to workers is its name."""
 
-    def __init__(self, path: str, shape: Tuple[int, ...], offset: int) -> None:
+    def __init__(self, path: str, shape: tuple[int, ...], offset: int) -> None:
         self.path, self.shape, self.offset = path, shape, offset
         self.dtype, self.ndim = numpy.dtype("uint8"), len(shape)
 
@@ -146,7 +146,7 @@ class _File:
         return numpy.array(numpy.memmap(self.path, self.dtype, "r", self.offset, self.shape)[index])
 
 
-def from_file(path: Union[str, "os.PathLike[str]"], shape: Tuple[int, ...], *, chunks: Any = "auto",
+def from_file(path: str | os.PathLike[str], shape: tuple[int, ...], *, chunks: Any = "auto",
               offset: int = 0) -> Any:
     """Returns a dask array over the pixels in a file, of which each chunk is mapped into memory when it is read.
 
