@@ -1,5 +1,5 @@
-"""Builds the package's module by CMake, with the library in it, from the library's sources: those around this folder, or
-those that a source distribution brings in `library`. Nothing is written beside the sources."""
+"""Builds the package's module by CMake, with the library in it, from the library's sources: those around this folder,
+or those that a source distribution brings in `library`. Nothing is written beside the sources."""
 
 import atexit
 import os
@@ -21,8 +21,8 @@ PARTS = ["CMakeLists.txt", "LICENSE", "bindings/CMakeLists.txt", "bindings/pytho
 LIBRARY = HERE / "library" if (HERE / "library").is_dir() else HERE.parent.parent
 for part in PARTS:
     if not (LIBRARY / part).exists():
-        sys.exit(f"setup.py: {LIBRARY / part} is not there, expected the library's sources around bindings/python, or a "
-                 "source distribution, which brings them along")
+        sys.exit(f"setup.py: {LIBRARY / part} is not there, expected the library's sources around bindings/python, or "
+                 "a source distribution, which brings them along")
 
 
 def version():

@@ -68,7 +68,8 @@ def main():
             for other, call in calls.items():
                 figures.setdefault(other, []).append(time_of(call, count))
         least = [min(figures[other]) if other in figures else None for other in names]
-        print(f"| {name} | " + " | ".join("" if f is None else f"{f:.2f}" if f < 10 else f"{f:.0f}" for f in least) + " |")
+        cells = ["" if f is None else f"{f:.2f}" if f < 10 else f"{f:.0f}" for f in least]
+        print(f"| {name} | " + " | ".join(cells) + " |")
 
 
 if __name__ == "__main__":

@@ -1,6 +1,6 @@
-"""Scales a picture that is larger than the memory of those who scale it: two worker processes on this machine, first from
-a file that they map into memory, then from zarr. Says what was read, what memory each worker took at most, and whether the
-bytes are those of the whole picture. Ends with status 1 where they are not.
+"""Scales a picture that is larger than the memory of those who scale it: two worker processes on this machine, first
+from a file that they map into memory, then from zarr. Says what was read, what memory each worker took at most, and
+whether the bytes are those of the whole picture. Ends with status 1 where they are not.
 
     cluster.py [--size 20000] [--to 13000] [--chunk 1250] [--memory 250] [--folder FOLDER]
 """
@@ -177,8 +177,8 @@ def main():
                 source_bytes = sum(path.stat().st_size for path in (folder / "zarr").iterdir() if path.name[0] != ".")
                 picture = dask.array.from_zarr(zarr.open(CountingStore(str(folder / "zarr"), tally), "r"))
             store = Written(folder / "scaled", (*size[::-1], 3))
-            with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None,
-                                          memory_limit=f"{arguments.memory}MiB", local_directory=str(folder)) as cluster:
+            workers = {"n_workers": 2, "threads_per_worker": 1, "memory_limit": f"{arguments.memory}MiB"}
+            with distributed.LocalCluster(**workers, dashboard_address=None, local_directory=str(folder)) as cluster:
                 with distributed.Client(cluster) as client:
                     client.register_worker_plugin(Watch())
                     good &= scale(name, client, picture, size, store, tally, source_bytes, source)

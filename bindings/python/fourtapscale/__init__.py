@@ -2,10 +2,10 @@
 
     scaled = fourtapscale.resize(picture, (1280, 720))
 
-Arrays hold bytes (uint8) by lines: shape (height, width), or (height, width, channels). Sizes, rectangles and places are
-in pixels, width and x first: (width, height), (x, y, width, height), (x, y). Whatever has the buffer protocol will do for
-an array. The bytes of output pixel (x, y) depend on the picture, the sizes, and the keywords `layout`, `steps` and
-`alpha` alone: not on the processor, nor on rectangles, slices, parts, strides or threads.
+Arrays hold bytes (uint8) by lines: shape (height, width), or (height, width, channels). Sizes, rectangles and places
+are in pixels, width and x first: (width, height), (x, y, width, height), (x, y). Whatever has the buffer protocol will
+do for an array. The bytes of output pixel (x, y) depend on the picture, the sizes, and the keywords `layout`, `steps`
+and `alpha` alone: not on the processor, nor on rectangles, slices, parts, strides or threads.
 
 layout  What the channels are, by name in any case. Where none is given, their number says it:
 
@@ -18,15 +18,15 @@ layout  What the channels are, by name in any case. Where none is given, their n
         | 4        | rgba32, bgra, argb, abgr; rgb32 (no alpha,   | rgba32         |
         |          | its fourth byte comes out as 0)              |                |
 
-steps   True: a direction that shrinks to less than half is filtered as widely as it needs, and a picture of equal size is
-        passed on. False: one pass of the four-tap filter, whatever the sizes.
-alpha   What becomes of alpha, in layouts that have it: 'multiply' (colours are multiplied by it before they are filtered,
-        and divided after), 'straight' (filtered like a colour), 'drop' (left away: a channel less comes out), or a colour
-        that the picture is laid onto, three numbers from 0 to 255 in the order of the channels (a channel less comes
-        out). None: no channel is alpha.
+steps   True: a direction that shrinks to less than half is filtered as widely as it needs, and a picture of equal size
+        is passed on. False: one pass of the four-tap filter, whatever the sizes.
+alpha   What becomes of alpha, in layouts that have it: 'multiply' (colours are multiplied by it before they are
+        filtered, and divided after), 'straight' (filtered like a colour), 'drop' (left away: a channel less comes out),
+        or a colour that the picture is laid onto, three numbers from 0 to 255 in the order of the channels (a channel
+        less comes out). None: no channel is alpha.
 
-Errors: TypeError for what is no number, no picture or not of bytes, ValueError for sizes, shapes, layouts and memory that
-don't fit, MemoryError. They name the argument, what it was and what was expected; nothing is written then.
+Errors: TypeError for what is no number, no picture or not of bytes, ValueError for sizes, shapes, layouts and memory
+that don't fit, MemoryError. They name the argument, what it was and what was expected; nothing is written then.
 
 Threads: every function and every Scaler may be called by any threads at once; the interpreter's lock is released while
 pixels are made. An array must not be written to meanwhile.
@@ -66,8 +66,8 @@ def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | 
     size     (width, height) of the whole output
     layout   see the package
     rect     (x, y, width, height): the part of the output that is made. None: all of it
-    out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any distance
-             and order, apart from the image. None: new memory
+    out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any
+             distance and order, apart from the image. None: new memory
     threads  at most so many, where they pay; 0: as many as this process has processors
     steps    see the package
     alpha    see the package
@@ -95,7 +95,10 @@ def resize_part(part: Image, origin: Point, source_size: Size, size: Size, rect:
 
 def needed(source_size: Size, size: Size, rect: Rect | None = None, *, layout: str = "gray", steps: bool = True,
            alpha: Alpha = "multiply") -> Rect:
-    """Returns (x, y, width, height) of the part of a source that a rectangle of the output is made of; None: all of it."""
+    """Returns (x, y, width, height) of the part of a source that a rectangle of the output is made of.
+
+    The arguments as for resize_part. Layout and alpha have a say in it: pairs need pairs, some filters are wider.
+    """
     return _core.needed(source_size, size, rect, layout, steps, alpha)
 
 
@@ -173,8 +176,8 @@ class Scaler:
                              f"{self.source_size[1]}")
 
     def lines_needed(self, line: int) -> int:
-        """Returns how many lines must have been pushed before a line of the output can come; all of them for an output of
-        one pixel or two."""
+        """Returns how many lines must have been pushed before a line of the output can come; all of them for an output
+        of one pixel or two."""
         return self._core.lines_needed(line)
 
     def reset(self) -> None:
@@ -263,8 +266,8 @@ def _shape(given: Image, name: str) -> tuple[int, ...]:
     try:
         return memoryview(given).shape or ()
     except TypeError:
-        raise TypeError(f"{name}: {type(given).__name__} given, expected uint8 in an array, or in another object with a "
-                        f"buffer") from None
+        raise TypeError(f"{name}: {type(given).__name__} given, expected uint8 in an array, or in another object with "
+                        f"a buffer") from None
 
 
 def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,

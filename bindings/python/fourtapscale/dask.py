@@ -3,8 +3,8 @@
     small = fourtapscale.dask.resize(picture, (13000, 13000))
 
 Every chunk of the output is made of just the source chunks that it needs, on threads, on processes, or on a cluster of
-dask.distributed; workers need this package too. It pays where a picture does not fit the memory of one process, or where
-its chunks lie on several machines: a picture that fits is scaled faster by fourtapscale.resize.
+dask.distributed; workers need this package too. It pays where a picture does not fit the memory of one process, or
+where its chunks lie on several machines: a picture that fits is scaled faster by fourtapscale.resize.
 """
 
 from __future__ import annotations
@@ -30,11 +30,11 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
            alpha: Alpha = "multiply") -> Any:
     """Returns a dask array of the picture in another size; nothing is scaled before it is computed.
 
-    array   a dask array, (height, width) or (height, width, channels), uint8. Chunks of some megabytes are best; channels
-            are joined where they lie in several chunks
+    array   a dask array, (height, width) or (height, width, channels), uint8. Chunks of some megabytes are best;
+            channels are joined where they lie in several chunks
     size    (width, height) of the output
-    chunks  of the output: an extent for both directions, or (height, width), each an extent or the extents of all chunks.
-            None: where those of the source come to lie
+    chunks  of the output: an extent for both directions, or (height, width), each an extent or the extents of all
+            chunks. None: where those of the source come to lie
     layout, steps, alpha  as for fourtapscale.resize. Chunks of packed layouts begin in even columns
     """
     if not isinstance(array, dask.array.Array):
@@ -42,8 +42,8 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
     if array.dtype != numpy.uint8:
         raise TypeError(f"array: {array.dtype} of shape {array.shape} given, expected uint8")
     if array.ndim not in (2, 3) or any(math.isnan(extent) for extent in array.shape):
-        raise ValueError(f"array: shape {array.shape} given, expected (height, width), or (height, width, channels), all of "
-                         f"them known")
+        raise ValueError(f"array: shape {array.shape} given, expected (height, width), or (height, width, channels), "
+                         f"all of them known")
     if array.ndim == 3 and array.numblocks[2] > 1:
         array = array.rechunk({2: -1})
     if layout is None:
@@ -71,8 +71,8 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
                 whole = (line_count, column_count) == (array.chunks[0][block_row], array.chunks[1][block_column])
                 if not whole:
                     # A task of its own, which many output chunks may share: the rest of the block can go.
-                    piece = ("fourtapscale-piece-" + name, block_row, first_line, line_count, block_column, first_column,
-                             column_count)
+                    piece = ("fourtapscale-piece-" + name, block_row, first_line, line_count, block_column,
+                             first_column, column_count)
                     graph[piece] = (_piece, block, first_line, line_count, first_column, column_count)
                     block = piece
                 pieces[-1].append(block)

@@ -2,6 +2,8 @@
 
 import collections
 import os
+import pathlib
+import subprocess
 
 import numpy
 import pytest
@@ -9,6 +11,7 @@ import pytest
 # Of each layout its channels; () is a plane.
 CHANNELS = {"gray": (), "uv16": (2,), "ya8": (2,), "uyvy": (2,), "yuy2": (2,), "rgb24": (3,), "rgb32": (4,),
             "rgba32": (4,), "argb": (4,)}
+ROOT = pathlib.Path(__file__).resolve().parents[3]
 SANITIZED = os.environ.get("SANITIZED") == "1"
 
 Case = collections.namedtuple("Case", "layout source_size size steps alpha")
@@ -48,6 +51,10 @@ def random_rect(rng, case):
 def cropped(output, rect):
     x, y, cx, cy = rect
     return output[y:y + cy, x:x + cx]
+
+
+def run(*arguments, **options):
+    return subprocess.run(arguments, capture_output=True, text=True, timeout=300, **options)
 
 
 @pytest.fixture

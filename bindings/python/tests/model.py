@@ -1,4 +1,5 @@
-"""What the library means, in closed form over whole arrays: docs/arithmetic.md in NumPy. Shares no code with the library."""
+"""What the library means, in closed form over whole arrays: docs/arithmetic.md in NumPy. Shares no code with the
+library."""
 
 import numpy
 
@@ -129,7 +130,8 @@ def scaled(picture, size, layout, steps=True, alpha="multiply"):
         result = numpy.zeros((size[1], 2 * size[0]), numpy.int64)
         for first, distance, pixels in PACKED[layout]:
             samples = lines[:, first::distance, None]
-            result[:, first::distance] = scaled_samples(samples, size[0] // pixels, size[1], steps, False, sizes)[..., 0]
+            made = scaled_samples(samples, size[0] // pixels, size[1], steps, False, sizes)
+            result[:, first::distance] = made[..., 0]
         return result.reshape(size[1], size[0], 2).astype(numpy.uint8)
 
     at = {"ya8": 1, "rgba32": 3, "argb": 0}.get(layout) if alpha is not None else None

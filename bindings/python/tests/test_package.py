@@ -1,25 +1,16 @@
-"""The package: its self-test, what its module shows, pickling, its page and its sources."""
+"""The package: its self-test, what its module shows, pickling, its documentation."""
 
 import importlib.util
-import pathlib
 import pickle
 import re
-import subprocess
 import sys
-import tarfile
 
 import numpy
 import pytest
 
 import fourtapscale
 import page
-from conftest import picture
-
-ROOT = page.HERE.parents[2]
-
-
-def run(*arguments, **options):
-    return subprocess.run(arguments, capture_output=True, text=True, timeout=300, **options)
+from conftest import ROOT, picture, run
 
 
 def test_self_test_gives_the_digests_of_the_library():
@@ -74,40 +65,9 @@ def test_all_that_is_public_says_what_it_does():
             assert member.startswith("_") or value.__doc__, member
 
 
-def test_types():
-    mypy = run(sys.executable, "-m", "mypy", "--version")
-    if mypy.returncode != 0:
-        pytest.skip("package mypy is not there")
-    done = run(sys.executable, "-m", "mypy", "--strict", "--cache-dir=/dev/null", "--config-file",
-               str(ROOT / "bindings/python/pyproject.toml"), str(ROOT / "bindings/python/fourtapscale"))
-    assert done.returncode == 0, done.stdout
-
-
 def test_the_table_is_that_of_the_benchmark():
     spec = importlib.util.spec_from_file_location("bench", ROOT / "bindings/python/bench/bench.py")
     bench = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(bench)
     rows = re.findall(r"^\| (.*? to .*?) \|", page.PAGE, re.MULTILINE)
     assert rows == [case[0] for case in bench.CASES]
-
-
-def files_of(folder):
-    return {path: path.stat().st_mtime_ns for path in folder.rglob("*") if "__pycache__" not in path.parts}
-
-
-def test_a_source_distribution_brings_the_library(tmp_path):
-    if run(sys.executable, "-c", "import setuptools, wheel").returncode != 0:
-        pytest.skip("packages python3-setuptools and python3-wheel are not there")
-    source = ROOT / "bindings/python"
-    before = files_of(source)
-    done = run(sys.executable, "setup.py", "-q", "sdist", "-d", str(tmp_path), cwd=source)
-    assert done.returncode == 0, done.stderr
-    assert files_of(source) == before
-    archive, = tmp_path.glob("*.tar.gz")
-    with tarfile.open(archive) as made:
-        names = {pathlib.PurePath(*pathlib.PurePath(name).parts[1:]) for name in made.getnames()}
-    brought = [path.relative_to(ROOT) for folder in ("src", "include", "variants", "processors", "conformance", "cmake",
-                                                     "bindings/python/core")
-               for path in (ROOT / folder).rglob("*") if path.is_file()]
-    assert len(brought) > 80
-    assert not {path for path in brought if pathlib.PurePath("library", path) not in names}
