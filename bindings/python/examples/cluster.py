@@ -1,6 +1,7 @@
 """Scales a picture that is larger than the memory of those who scale it: two worker processes on this machine, first
 from a file that they map into memory, then from zarr. Says what was read, what memory each worker took at most, and
-whether the bytes are those of the whole picture. Ends with status 1 where they are not.
+whether the bytes are those of the whole picture. Ends with status 1 where they are not, or where more was read or taken
+than meant.
 
     cluster.py [--size 20000] [--to 13000] [--chunk 1250] [--memory 250] [--folder FOLDER]
 """
@@ -131,7 +132,7 @@ def is_whole_pictures(source, scaled):
                for top in range(0, height, 500))
 
 
-def scale(name, client, picture, size, store, tally, source_bytes, source):
+def scale(name, client, picture, size, store, tally, source_bytes, source, most_memory):
     started = time.monotonic()
     small = fourtapscale.dask.resize(picture, size)
     stored = client.persist(small.store(store, lock=False, compute=False))
@@ -145,7 +146,7 @@ def scale(name, client, picture, size, store, tally, source_bytes, source):
           f"{tally.total() / source_bytes:.4f}; anonymous memory per worker, MiB: "
           + ", ".join(f"{peak / MIB:.0f} ({first / MIB:.0f} before)" for first, peak in memory.values())
           + f"; the whole picture's bytes: {'yes' if equal else 'NO'}")
-    return equal and tally.total() <= 1.02 * source_bytes
+    return equal and tally.total() <= 1.02 * source_bytes and all(peak <= most_memory for _, peak in memory.values())
 
 
 def main():
@@ -181,7 +182,8 @@ def main():
             with distributed.LocalCluster(**workers, dashboard_address=None, local_directory=str(folder)) as cluster:
                 with distributed.Client(cluster) as client:
                     client.register_worker_plugin(Watch())
-                    good &= scale(name, client, picture, size, store, tally, source_bytes, source)
+                    good &= scale(name, client, picture, size, store, tally, source_bytes, source,
+                                  arguments.memory * MIB)
     finally:
         shutil.rmtree(folder)
     return 0 if good else 1
