@@ -22,7 +22,7 @@ struct Progress {
 struct Scaler {
   Pixels pixels;
   Request request;
-  Object layout, steps, alpha;  // as they were given
+  Object layout;  // its name
   Shelf shelf{std::numeric_limits<size_t>::max(), std::numeric_limits<size_t>::max()};
   Progress progress;
 
@@ -62,8 +62,6 @@ PyObject* New(PyTypeObject* type, PyObject* arguments, PyObject*) {
       if (!Succeeded(first.Add())) return nullptr;
     }
     scaler->layout = Share(layout);
-    scaler->steps = Share(steps);
-    scaler->alpha = Share(alpha);
     auto const allocate = reinterpret_cast<allocfunc>(PyType_GetSlot(type, Py_tp_alloc));
     PyObject* const self = allocate(type, 0);
     if (self) reinterpret_cast<ScalerObject*>(self)->scaler = scaler.release();
@@ -79,7 +77,7 @@ void Dealloc(PyObject* self) {
 }
 
 bool ReadAsTold(Scaler& scaler, PyObject* image, char const* name, Job& job) {
-  return ReadImage(image, name, scaler.layout.get(), scaler.steps.get(), scaler.alpha.get(), job);
+  return ReadImage(image, name, scaler.layout.get(), scaler.pixels, job);
 }
 
 // resize(image, rect, out, threads)

@@ -109,14 +109,10 @@ bool ReadNeeded(Request const& request, fourtap_rect const& out, fourtap_rect& n
 
 Object TupleOf(fourtap_rect const& rect) { return Object(Py_BuildValue("(iiii)", rect.x, rect.y, rect.cx, rect.cy)); }
 
-Object NewArray(State const& state, int height, int width, int channels, bool planes) {
-  Object const shape(planes ? Py_BuildValue("(ii)", height, width) : Py_BuildValue("(iii)", height, width, channels));
-  return shape ? Object(PyObject_CallFunctionObjArgs(state.empty, shape.get(), state.byte, nullptr)) : nullptr;
-}
+namespace {
 
-bool ReadImage(PyObject* image, char const* name, PyObject* layout, PyObject* steps, PyObject* alpha, Job& job) {
-  if (!job.image.Hold(image, name, false)) return false;
-  if (!ReadPixels(layout, job.image.Channels(), steps, alpha, job.pixels)) return false;
+// What is left once image and pixels are known.
+bool BeginWith(Job& job, char const* name, PyObject* layout) {
   if (job.image.Channels() != job.pixels.bytesIn) {
     Object const described = job.image.Described();
     return described &&
@@ -126,6 +122,23 @@ bool ReadImage(PyObject* image, char const* name, PyObject* layout, PyObject* st
   job.request = {job.pixels.rules, job.image.Width(), job.image.Height(), 0, 0};
   job.given = {0, 0, job.image.Width(), job.image.Height()};
   return true;
+}
+
+Object NewArray(State const& state, int height, int width, int channels, bool planes) {
+  Object const shape(planes ? Py_BuildValue("(ii)", height, width) : Py_BuildValue("(iii)", height, width, channels));
+  return shape ? Object(PyObject_CallFunctionObjArgs(state.empty, shape.get(), state.byte, nullptr)) : nullptr;
+}
+
+}  // namespace
+
+bool ReadImage(PyObject* image, char const* name, PyObject* layout, PyObject* steps, PyObject* alpha, Job& job) {
+  return job.image.Hold(image, name, false) && ReadPixels(layout, job.image.Channels(), steps, alpha, job.pixels) &&
+         BeginWith(job, name, layout);
+}
+
+bool ReadImage(PyObject* image, char const* name, PyObject* layout, Pixels const& pixels, Job& job) {
+  job.pixels = pixels;
+  return job.image.Hold(image, name, false) && BeginWith(job, name, layout);
 }
 
 bool PlacePart(Job& job, int const* sourceSize, PyObject* origin) {

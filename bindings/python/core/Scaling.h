@@ -43,9 +43,10 @@ struct Job {
   Object result;
 };
 
-// The steps, one after the other. First, what the picture is; the request's sizes are those of the image until told
-// otherwise.
+// The steps, one after the other. First, what the picture is, by what is told of its pixels, or by pixels that are
+// known; the request's sizes are those of the image until told otherwise.
 bool ReadImage(PyObject* image, char const* name, PyObject* layout, PyObject* steps, PyObject* alpha, Job& job);
+bool ReadImage(PyObject* image, char const* name, PyObject* layout, Pixels const&, Job& job);
 // Where in the source the image lies, which is a part of it.
 bool PlacePart(Job& job, int const* sourceSize, PyObject* origin);
 // What becomes of it: `size` is that of the whole output.
@@ -55,8 +56,5 @@ bool FindTarget(State const&, Job& job, PyObject* out);
 bool RefuseOverlap(Job const& job, Array const& image);
 // Does all of them, in as many bands at a time as pay.
 bool Scale(Shelf& shelf, Job* const* jobs, int count, int threads);
-
-// New memory of NumPy's.
-Object NewArray(State const&, int height, int width, int channels, bool planes);
 
 }  // namespace binding
