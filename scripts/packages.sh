@@ -3,20 +3,24 @@
 
 buildPackages=(cmake g++ ninja-build libcli11-dev libjpeg62-turbo-dev libpng-dev scdoc)
 demoPackages=("${buildPackages[@]}" netpbm)
-testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-pil)
+testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-dev python3-numpy
+  python3-pil python3-pytest)
 benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1.0-dev libopencv-imgproc-dev
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
 gstreamerPackages=("${buildPackages[@]}" gstreamer1.0-plugins-base gstreamer1.0-tools libgstreamer1.0-dev
   libgstreamer-plugins-base1.0-dev pkg-config)
 reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
+# What else the Python package works with, and is built and checked by.
+pythonPackages=(mypy python3-dask python3-distributed python3-hypothesis python3-opencv python3-pip python3-setuptools
+  python3-venv python3-wheel python3-zarr)
 everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu
   libsimde-dev qemu-user)
 # Of other processors, for unpacking: what the tests link there, and the tool's tests.
 foreignPackages=(libgtest-dev)
 foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev zlib1g-dev)
 ciPackages=("${testPackages[@]}" "${clangPackages[@]}" "${everywherePackages[@]}" "${gstreamerPackages[@]}"
-  clang-format libglib2.0-dev shellcheck valgrind)
+  "${pythonPackages[@]}" clang-format libglib2.0-dev shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
 ListMissing() {
