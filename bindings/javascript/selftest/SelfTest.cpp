@@ -9,12 +9,13 @@ HOST(progress) void Progress(int done, int all);
 
 // Whether all agree.
 int run_self_test() {
-  return conformance::RunSelfTest({.say = [](std::string const& line) { Say(line.data(), static_cast<int>(line.size())); },
-                                   .goOn =
-                                       [](int done, int all) {
-                                         Progress(done, all);
-                                         return true;
-                                       },
-                                   .fences = conformance::Fences::none});
+  return conformance::RunSelfTest(
+      {.say = [](std::string const& line) { Say(line.data(), static_cast<int>(line.size())); },
+       .goOn =
+           [](int done, int all) {
+             Progress(done, all);
+             return true;
+           },
+       .fences = conformance::Fences::none});
 }
 }
