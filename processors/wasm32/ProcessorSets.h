@@ -7,7 +7,7 @@
 
 #define FOURTAP_GATHERING_SETS(SET, with) SET(with, simd128)
 
-#define FOURTAP_REDUCING_SETS(SET, with) SET(with, c, FourTapSetPlain)
+#define FOURTAP_REDUCING_SETS(SET, with) SET(with, c, FourTapSetPlain) SET(with, simd128, FourTapSetSIMD128)
 
 #define FOURTAP_BASE_SET FourTapSetSIMD128
 
