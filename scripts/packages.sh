@@ -16,6 +16,7 @@ pythonPackages=(mypy python3-dask python3-distributed python3-hypothesis python3
   python3-venv python3-wheel python3-zarr)
 # Its optimizer needs node-acorn, whatever node runs it.
 wasmPackages=(emscripten node-acorn)
+javascriptPackages=("${buildPackages[@]}" "${wasmPackages[@]}" chromium)
 everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu
   libsimde-dev qemu-user "${wasmPackages[@]}")
 # Of other processors, for unpacking: what the tests link there, and the tool's tests.
