@@ -1,6 +1,6 @@
 #!/bin/bash
 # Builds the package and tests it, in node and in Chromium: test.sh. Where there is no toolchain, no node or no browser,
-# and none can be installed, it says what is left out, and that is no fault.
+# and none can be installed, it says what is left out, and that is no fault. Its last line says what ran.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 # shellcheck source=scripts/packages.sh
@@ -14,9 +14,8 @@ LeaveOut() {
 command -v node >/dev/null || EnsurePackages nodejs || LeaveOut "all of it, without node"
 command -v npm >/dev/null || EnsurePackages npm || LeaveOut "all of it, without npm"
 EnsurePackages "${javascriptPackages[@]}" || LeaveOut "all of it, without emscripten or Chromium"
-if ! node -e 'process.exit(Number(process.versions.node.split(".")[0]) < 18)'; then
-  LeaveOut "all of it: node is $(node --version), expected 18 or later"
-fi
+major=$(node -p 'process.versions.node.split(".")[0]')
+((major >= 18)) || LeaveOut "all of it: node is $(node --version), expected 18 or later"
 
 ./build.sh
 npm ci --no-audit --no-fund --loglevel=error || LeaveOut "the tests: npm's registry is out of reach"
@@ -45,4 +44,8 @@ if [[ ! -x $tool ]]; then
   cmake --preset release -S ../.. >/dev/null
   cmake --build ../../build/release --target fourtap
 fi
-FOURTAP_TOOL=$(realpath "$tool") FOURTAP_CHROMIUM=$(command -v chromium) npm test --loglevel=error
+npm run types --loglevel=error
+log=../../build/javascript/tests.log
+FOURTAP_TOOL=$(realpath "$tool") FOURTAP_CHROMIUM=$(command -v chromium) npm test --loglevel=error 2>&1 | tee "$log"
+sed -nE 's/^(#|ℹ) (pass|skipped) ([0-9]+)$/\3 \2/p' "$log" | paste -sd ' ' |
+  sed -E "s/^([0-9]+) pass ([0-9]+) skipped$/javascript: \1 tests passed, \2 left out; node $(node --version), $(chromium --version | sed 's/ *built.*//')/"

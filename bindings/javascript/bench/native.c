@@ -40,11 +40,11 @@ int main(void) {
     fourtap_source const source = {in, bytes * cx_in * cy_in, 0};
     fourtap_target const target = {out, bytes * cx_out * cy_out, 0};
     double least = 1e12;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 5; ++i) {
       double const start = now();
       fourtap_picture_scale(picture, source, NULL, target, NULL);
       double const taken = now() - start;
-      if (i > 0 && taken < least) least = taken;
+      if (taken < least) least = taken;
     }
     fourtap_picture_close(picture);
     printf("%.1f\n", least);

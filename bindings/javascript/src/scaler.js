@@ -1,8 +1,9 @@
 // Pictures of one size and layout to another size, as often as wanted.
 import {bytesOf, checkPairs, linesOf, rangeError, rectOf, typeError} from './arguments.js';
 
-// What is under way at a time, in and out: few enough bytes for the nearest caches.
-const stageBytes = 1 << 16;
+// What is under way at a time, in and out: few enough bytes for a processor's caches, and enough lines of a wide picture
+// for whole blocks.
+const stageBytes = 1 << 18;
 
 export class PictureScaler {
   #memory;
