@@ -131,8 +131,43 @@ for (const vectors of [true, false]) {
       assert.ok(background.data.every((byte, i) => byte === 9 - (i % 3)));
       assert.notDeepEqual(library.resize(image, to).data, library.resize(image, to, {alpha: 'straight'}).data);
       assert.notDeepEqual(library.resize(image, to).data, library.resize(image, to, {reduction: 'four-taps'}).data);
+      // Alpha may come first, and colours in any order.
+      const turned = (bytes, order) => bytes.map((_, i) => bytes[(i & ~3) + order[i & 3]]);
+      const scaled = library.resize(image, to).data;
+      for (const [layout, order] of [['argb', [3, 0, 1, 2]], ['bgra', [2, 1, 0, 3]], ['abgr', [3, 2, 1, 0]]]) {
+        const made = library.resize({data: turned(data, order), ...from, layout}, to).data;
+        assert.deepEqual(made, turned(scaled, order), layout);
+      }
       assert.deepEqual(library.resize(image, {width: 25}), library.resize(image, {width: 25, height: 20}));
       assert.deepEqual(library.resize(image, {height: 20}), library.resize(image, {width: 25, height: 20}));
+    });
+
+    test('what resize keeps is of no effect', async () => {
+      const data = noise(60 * 60 * 4);
+      const of = (width, height, to, options) => [{data, width, height, layout: 'rgba'}, to, options];
+      const calls = [
+        of(60, 60, {width: 20, height: 20}),
+        of(60, 50, {width: 20, height: 20}),
+        of(50, 60, {width: 20, height: 20}),
+        of(60, 60, {width: 20, height: 21}),
+        of(60, 60, {width: 21, height: 20}),
+        of(60, 60, {width: 20, height: 20}, {alpha: 'straight'}),
+        of(60, 60, {width: 20, height: 20}, {reduction: 'four-taps'}),
+        of(60, 60, {width: 20, height: 20}, {alpha: 'background', background: [1, 2, 3]}),
+        of(60, 60, {width: 20, height: 20}, {alpha: 'background', background: [1, 2, 4]}),
+      ];
+      const expected = [];
+      for (const call of calls) {
+        const fresh = await load({vectors});
+        expected.push(fresh.resize(...call).data);
+        fresh.close();
+      }
+      for (const first of calls.keys()) {
+        for (const [second, call] of calls.entries()) {
+          library.resize(...calls[first]);
+          assert.deepEqual(library.resize(...call).data, expected[second], `call ${second} after ${first}`);
+        }
+      }
     });
 
     test('frames are scaled plane by plane', async () => {
