@@ -47,5 +47,5 @@ fi
 npm run types --loglevel=error
 log=../../build/javascript/tests.log
 FOURTAP_TOOL=$(realpath "$tool") FOURTAP_CHROMIUM=$(command -v chromium) npm test --loglevel=error 2>&1 | tee "$log"
-sed -nE 's/^(#|ℹ) (pass|skipped) ([0-9]+)$/\3 \2/p' "$log" | paste -sd ' ' |
+sed -nE 's/^[^ ]+ (pass|skipped) ([0-9]+)$/\2 \1/p' "$log" | paste -sd ' ' |
   sed -E "s/^([0-9]+) pass ([0-9]+) skipped$/javascript: \1 tests passed, \2 left out; node $(node --version), $(chromium --version | sed 's/ *built.*//')/"

@@ -1,5 +1,5 @@
-/* What the library takes without WebAssembly: for each line "KIND SET" on stdin, the least microseconds of processor time
- * that 1920x1080 to 1280x720 took, of five. Kinds are gray, rgba and rgba-alpha. */
+/* What the library takes without WebAssembly: for each line "KIND SET" on stdin, the least microseconds of processor
+ * time that 1920x1080 to 1280x720 took, of five. Kinds are gray, rgba and rgba-alpha. */
 #include <fourtapscale/fourtap.h>
 #include <stdint.h>
 #include <stdio.h>

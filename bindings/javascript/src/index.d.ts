@@ -1,3 +1,12 @@
+declare global {
+  interface SymbolConstructor {
+    readonly dispose: unique symbol;
+  }
+}
+
+/** ImageData where there are pages, nothing elsewhere. */
+export type PageImageData = typeof globalThis extends {ImageData: {prototype: infer Picture}} ? Picture : never;
+
 /** Any memory of bytes: a typed array, a DataView, a Buffer, or a buffer itself. */
 export type Bytes = ArrayBufferView | ArrayBufferLike;
 
@@ -112,9 +121,13 @@ export interface FourTapScale {
   readonly memoryBytes: number;
 
   /** Scales a picture. The scalers of the last four sizes are kept: see `trim`. */
-  resize(image: ImageData, size: TargetSize, options?: ResizeOptions & {alpha?: 'multiply' | 'straight'}): ImageData;
-  resize<Out extends Target>(image: ImageData | Image, size: TargetSize, options: ResizeOptions & {out: Out}): Out;
-  resize(image: ImageData | Image, size: TargetSize, options?: ResizeOptions): Scaled;
+  resize(
+    image: PageImageData,
+    size: TargetSize,
+    options?: ResizeOptions & {alpha?: 'multiply' | 'straight'; out?: undefined},
+  ): PageImageData;
+  resize<Out extends Target>(image: PageImageData | Image, size: TargetSize, options: ResizeOptions & {out: Out}): Out;
+  resize(image: PageImageData | Image, size: TargetSize, options?: ResizeOptions): Scaled;
 
   /** Scales a frame in its own format, its visible part. The caller closes both frames. */
   resizeFrame<Frame extends PlainFrame | {close(): void; readonly format: string | null}>(

@@ -159,6 +159,17 @@ describe('in Chromium', {skip: !chromium && 'FOURTAP_CHROMIUM names no browser'}
     assert.match(await textOf('difference-most'), /^at most \d+ of 255$/);
   });
 
+  test('a picture that is dropped is taken', async () => {
+    const png = new PNG({width: 64, height: 48});
+    png.data = Buffer.from(noise(64 * 48 * 4));
+    await page.evaluate((content) => {
+      const dataTransfer = new DataTransfer();
+      dataTransfer.items.add(new File([new Uint8Array(content)], 'dropped.png', {type: 'image/png'}));
+      document.body.dispatchEvent(new DragEvent('drop', {dataTransfer, bubbles: true, cancelable: true}));
+    }, [...PNG.sync.write(png)]);
+    await page.waitForFunction(() => document.getElementById('sizes').textContent.startsWith('64 x 48 to '));
+  });
+
   test('broken files and pictures beyond memory are said in a line', async () => {
     const broken = join(folder, 'broken.png');
     writeFileSync(broken, noise(100));
