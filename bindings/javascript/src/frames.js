@@ -100,8 +100,18 @@ export function scale(memory, source, size, scalerFor) {
 // A frame like the one that was read.
 export function like(frame, {data, width, height, layout}) {
   if (!isVideoFrame(frame)) return {format: frame.format, width, height, data, layout};
-  const {format, timestamp, duration, colorSpace} = frame;
-  const init = {format, codedWidth: width, codedHeight: height, timestamp, layout, colorSpace};
-  if (duration !== null) init.duration = duration;
+  const {format, timestamp, duration, colorSpace, visibleRect, displayWidth, displayHeight, rotation, flip} = frame;
+  const init = {
+    format,
+    codedWidth: width,
+    codedHeight: height,
+    timestamp,
+    layout,
+    colorSpace,
+    // The pixels' shape stays what it is.
+    displayWidth: Math.max(1, Math.round((width * displayWidth) / visibleRect.width)),
+    displayHeight: Math.max(1, Math.round((height * displayHeight) / visibleRect.height)),
+  };
+  for (const [name, value] of Object.entries({duration, rotation, flip})) if (value) init[name] = value;
   return new VideoFrame(data, init);
 }

@@ -103,7 +103,10 @@ describe('in Chromium', {skip: !chromium && 'FOURTAP_CHROMIUM names no browser'}
         async (content, {width, height}, size, kind) => {
           const {load: loadHere} = await import('../src/index.js');
           const here = await loadHere();
-          const init = {format: kind, codedWidth: width, codedHeight: height, timestamp: 1234, duration: 40};
+          const init = {
+            format: kind, codedWidth: width, codedHeight: height, timestamp: 1234, duration: 40,
+            displayWidth: 2 * width, displayHeight: height,
+          };
           const frame = new VideoFrame(new Uint8Array(content), init);
           const scaled = await here.resizeFrame(frame, size);
           const copy = new Uint8Array(scaled.allocationSize());
@@ -111,6 +114,7 @@ describe('in Chromium', {skip: !chromium && 'FOURTAP_CHROMIUM names no browser'}
           const all = {
             format: scaled.format, width: scaled.codedWidth, height: scaled.codedHeight,
             timestamp: scaled.timestamp, duration: scaled.duration, bytes: [...copy],
+            display: [scaled.displayWidth, scaled.displayHeight],
           };
           frame.close();
           scaled.close();
@@ -121,7 +125,7 @@ describe('in Chromium', {skip: !chromium && 'FOURTAP_CHROMIUM names no browser'}
         [...data], from, to, format,
       );
       const {bytes: content, closed, ...facts} = made;
-      assert.deepEqual(facts, {format, ...to, timestamp: 1234, duration: 40});
+      assert.deepEqual(facts, {format, ...to, timestamp: 1234, duration: 40, display: [2 * to.width, to.height]});
       assert.deepEqual(content, [...expected.data], format);
       assert.equal(closed, 'frame: closed, expected an open one');
     }
