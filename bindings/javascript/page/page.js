@@ -3,7 +3,10 @@ import {published} from '../selftest/selftest.js';
 import {hasVectors, load} from '../src/index.js';
 
 const at = (id) => document.getElementById(id);
-const library = await load();
+const library = await load().catch((error) => {
+  complain(`The module can't be loaded: ${error.message}`);
+  throw error;
+});
 const pictures = ['ours', 'theirs', 'difference'];
 const canvas = Object.fromEntries(pictures.map((name) => [name, at(name)]));
 const contexts = Object.fromEntries(

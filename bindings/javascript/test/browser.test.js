@@ -216,6 +216,17 @@ describe('in Chromium', {skip: !chromium && 'FOURTAP_CHROMIUM names no browser'}
     await old.close();
   });
 
+  test('a module that does not come is said in a line', async () => {
+    const context = await browser.createBrowserContext();
+    const lost = await context.newPage();
+    await lost.setRequestInterception(true);
+    lost.on('request', (request) => (request.url().endsWith('.wasm') ? request.abort() : request.continue()));
+    await lost.goto(url);
+    await lost.waitForFunction(() => !document.getElementById('error').hidden);
+    assert.match(await lost.$eval('#error', (element) => element.textContent), /^The module can't be loaded: /);
+    await context.close();
+  });
+
   test('it fits a phone, in light and dark, and works offline', async () => {
     await page.setViewport({width: 360, height: 740});
     for (const scheme of ['light', 'dark']) {
