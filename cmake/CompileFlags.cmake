@@ -3,9 +3,10 @@ add_library(FourTapFlags INTERFACE)
 target_compile_features(FourTapFlags INTERFACE cxx_std_20)
 target_compile_options(FourTapFlags INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
 target_include_directories(FourTapFlags BEFORE INTERFACE ${FOURTAP_PROCESSOR_FOLDER})
+# What every processor of the kind has is for all files.
+target_compile_options(FourTapFlags INTERFACE ${FOURTAP_FLAGS_${FOURTAP_BASE_SET}})
 
-# The only files that use more than every processor of the kind has: those that end in the name of a set, or of a part of
-# one, that asks for more.
+# The only files that use more than that: those that end in the name of a set, or of a part of one, that asks for more.
 set(FOURTAP_FLAGGED_SETS)
 foreach(set ${FOURTAP_NAMES})
   if(FOURTAP_FLAGS_${set})

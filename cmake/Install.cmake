@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 set(PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/FourTapScale)
-install(TARGETS fourtapscale fourtapscale_static EXPORT FourTapScaleTargets
+install(TARGETS ${FOURTAP_LIBRARIES} EXPORT FourTapScaleTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/fourtapscale DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})

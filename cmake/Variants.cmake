@@ -5,6 +5,8 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   set(PROCESSOR x86_64)
 elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
   set(PROCESSOR aarch64)
+elseif(EMSCRIPTEN)
+  set(PROCESSOR wasm32)
 endif()
 set(FOURTAP_PROCESSOR ${PROCESSOR} CACHE STRING "The processor's folder under processors")
 set(FOURTAP_PROCESSOR_FOLDER ${PROJECT_SOURCE_DIR}/processors/${FOURTAP_PROCESSOR})
@@ -50,6 +52,11 @@ foreach(name ${FOURTAP_NAMES})
     string(REPLACE " " ";" FOURTAP_FLAGS_${name} "${CMAKE_MATCH_1}")
   endif()
 endforeach()
+
+# The set that every processor of the kind has.
+string(REGEX MATCH "#define FOURTAP_BASE_SET ([A-Za-z0-9]+)" line "${VARIANTS}")
+string(REGEX MATCH "SET\\(with, ([a-z0-9]+), ${CMAKE_MATCH_1}," row "${VARIANTS}")
+set(FOURTAP_BASE_SET ${CMAKE_MATCH_1})
 
 # Files that end in one of these names, _<name>.cpp, are built where it is: takes those of other processors out of a list.
 set(OTHER_NAMES "")

@@ -1,17 +1,14 @@
 #include "conformance/Cases.h"
 
-#include <setjmp.h>
-#include <signal.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <functional>
-#include <optional>
 
 #include "ThisProcessor.h"
 #include "conformance/Calls.h"
 #include "conformance/CaseText.h"
+#include "conformance/Fences.h"
 #include "conformance/OwnedContext.h"
 
 namespace conformance {
@@ -87,49 +84,8 @@ Bytes PictureOf(Case const& what) {
   return picture;
 }
 
-namespace {
-
-// A call that touches protected memory ends here instead of ending the program.
-thread_local sigjmp_buf beforeCall;
-thread_local char const* refusedAccess;
-
-void OnFault(int, siginfo_t*, void* context) {
-  refusedAccess = processor::RefusedAccess(context);
-  siglongjmp(beforeCall, 1);
-}
-
-class FaultHandler {
- public:
-  FaultHandler() {
-    struct sigaction action = {};
-    action.sa_sigaction = OnFault;
-    action.sa_flags = SA_SIGINFO | SA_NODEFER;
-    sigaction(SIGSEGV, &action, &previous);
-  }
-  ~FaultHandler() { sigaction(SIGSEGV, &previous, nullptr); }
-  FaultHandler(FaultHandler const&) = delete;
-  FaultHandler& operator=(FaultHandler const&) = delete;
-
- private:
-  struct sigaction previous;
-};
-
-bool Faults(std::function<void()> const& call) {
-  if (sigsetjmp(beforeCall, 0) != 0) return true;
-  call();
-  return false;
-}
-
-}  // namespace
-
-std::string CatchingFaults(Fences fences, std::function<std::string()> const& checks) {
-  std::optional<FaultHandler> handler;
-  if (fences == Fences::pages) handler.emplace();
-  return checks();
-}
-
 std::string CallError(std::function<void()> const& call) {
-  if (Faults(call)) return std::string(refusedAccess) + " where it must not";
+  if (char const* const refused = RefusedOf(call)) return std::string(refused) + " where it must not";
   if (processor::StateIsClean()) return "";
   processor::CleanState();
   return processor::uncleanState;

@@ -1,92 +1,30 @@
 #include "conformance/GuardedImage.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <mutex>
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "conformance/Fences.h"
 
 namespace conformance {
 
 namespace {
 
-std::size_t PageSize() {
-  static std::size_t const size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  return size;
-}
-
 std::size_t WholePages(std::size_t size) { return (size + PageSize() - 1) / PageSize() * PageSize(); }
 
-void Protect(unsigned char* pages, std::size_t size, Access access) {
-  int const rights = access == Access::none ? PROT_NONE : access == Access::read ? PROT_READ : PROT_READ | PROT_WRITE;
-  if (size > 0 && mprotect(pages, size, rights) != 0) std::abort();
-}
-
-// The same memory twice: between protected pages, inaccessible at first, and as the test sees it.
-struct Mapping {
-  unsigned char* pages;
-  unsigned char* alias;
-};
-
-// Mappings given back, by the size of what can be made accessible in them. They stay inaccessible until they are used
-// again: a trial needs dozens of small ones, and the system is slow to make them.
-struct Pool {
-  std::mutex mutex;
-  std::map<std::size_t, std::vector<Mapping>> unused;
-};
-
-Pool& ThePool() {
-  static Pool& pool = *new Pool;
-  return pool;
-}
-
-unsigned char* Map(void* at, std::size_t size, int rights, int flags, int file) {
-  void* const mapped = mmap(at, size, rights, flags, file, 0);
-  if (mapped == MAP_FAILED) throw std::bad_alloc();
-  return static_cast<unsigned char*>(mapped);
-}
-
-Mapping TakePages(std::size_t size) {
-  {
-    std::lock_guard const lock(ThePool().mutex);
-    std::vector<Mapping>& unused = ThePool().unused[size];
-    if (!unused.empty()) {
-      Mapping const mapping = unused.back();
-      unused.pop_back();
-      return mapping;
-    }
-  }
-  int const memory = memfd_create("guarded", MFD_CLOEXEC);
-  if (memory < 0 || ftruncate(memory, static_cast<off_t>(size)) != 0) throw std::bad_alloc();
-  unsigned char* const reserved =
-      Map(nullptr, size + 2 * PageSize(), PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1);
-  unsigned char* const pages = Map(reserved + PageSize(), size, PROT_NONE, MAP_SHARED | MAP_FIXED, memory);
-  unsigned char* const alias = Map(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, memory);
-  close(memory);
-  return {pages, alias};
-}
-
-// The same without fences.
-constexpr std::size_t memoryAlignment = 64;
+// Without fences there is a margin on either side, for what is written there to be found.
+constexpr std::size_t memoryAlignment = 64, margin = 256;
 Mapping TakeMemory(std::size_t size) {
   auto* const memory = static_cast<unsigned char*>(operator new (size, std::align_val_t{memoryAlignment}));
   return {memory, memory};
 }
 
-void GiveBackPages(Mapping const& mapping, std::size_t size) {
-  if (size > 16 * PageSize()) {
-    munmap(mapping.pages - PageSize(), size + 2 * PageSize());
-    munmap(mapping.alias, size);
-    return;
-  }
-  std::lock_guard const lock(ThePool().mutex);
-  ThePool().unused[size].push_back(mapping);
+std::size_t SizeAround(std::size_t byteCount, Fences fences) {
+  if (fences == Fences::pages) return WholePages(std::max<std::size_t>(byteCount, 1));
+  return (byteCount + 2 * margin + memoryAlignment - 1) / memoryAlignment * memoryAlignment;
 }
 
 bool AllGuardBytes(unsigned char const* first, unsigned char const* last) {
@@ -102,14 +40,15 @@ std::size_t ImageSize(int lineBytes, int lineCount, int stride) {
 }  // namespace
 
 GuardedBytes::GuardedBytes(std::size_t byteCount, Flush flush, std::size_t shift, Access access, Fences theFences)
-    : fences(theFences),
-      pagesSize(WholePages(std::max<std::size_t>(byteCount + shift, 1))),
+    : fences(PossibleFences(theFences)),
+      pagesSize(SizeAround(byteCount + shift, fences)),
       size(byteCount),
       allowed(Access::none) {
   Mapping const mapping = fences == Fences::pages ? TakePages(pagesSize) : TakeMemory(pagesSize);
   pages = mapping.pages;
   alias = mapping.alias;
-  std::size_t const offset = flush == Flush::start ? shift : pagesSize - shift - byteCount;
+  std::size_t const fromEnd = shift + (fences == Fences::none ? margin : 0);
+  std::size_t const offset = flush == Flush::start ? fromEnd : pagesSize - fromEnd - byteCount;
   data = pages + offset;
   contents = alias + offset;
   std::memset(alias, guardByte, pagesSize);

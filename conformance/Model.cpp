@@ -21,7 +21,7 @@ int64_t Position(int nIn, int nOut, int i) { return Numerator(nIn, nOut, i) / nO
 
 // The source samples of an output sample, inside the picture, and their weights.
 struct Taps {
-  std::ptrdiff_t samples[4];
+  int64_t samples[4];
   int const* weights;
 };
 

@@ -145,6 +145,17 @@ if [[ $withTests ]]; then
   RunTests "s390x: unit tests" "${onS390x[@]}" "$root/s390x/tests/UnitTest"
 fi
 
+Step "WebAssembly"
+# Debian's emscripten finds its optimizer's parser there.
+export NODE_PATH=/usr/share/nodejs
+for kind in wasm32 other; do
+  Configure "emscripten-$kind" "${testsOff[@]}" "-DFOURTAP_PROCESSOR=$kind" \
+    -DCMAKE_TOOLCHAIN_FILE=/usr/share/emscripten/cmake/Modules/Platform/Emscripten.cmake
+  Build "emscripten-$kind" selftest
+done
+SelfTest "WebAssembly" simd128 node "$root/emscripten-wasm32/conformance/selftest.js"
+SelfTest "WebAssembly without vectors" c node "$root/emscripten-other/conformance/selftest.js"
+
 Step "aarch64"
 ConfigureForeign aarch64 aarch64-linux-gnu "qemu-aarch64;-cpu;max" "${toolToo[@]}"
 Build aarch64 "$aarch64Target" selftest

@@ -14,8 +14,11 @@ clangPackages=(clang libclang-rt-14-dev)
 # What else the Python package works with, and is built and checked by.
 pythonPackages=(mypy python3-dask python3-distributed python3-hypothesis python3-opencv python3-pip python3-setuptools
   python3-venv python3-wheel python3-zarr)
+# Its optimizer needs node-acorn, whatever node runs it.
+wasmPackages=(emscripten node-acorn)
+javascriptPackages=("${buildPackages[@]}" "${wasmPackages[@]}" chromium)
 everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux-gnu g++-s390x-linux-gnu
-  libsimde-dev qemu-user)
+  libsimde-dev qemu-user "${wasmPackages[@]}")
 # Of other processors, for unpacking: what the tests link there, and the tool's tests.
 foreignPackages=(libgtest-dev)
 foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev zlib1g-dev)

@@ -197,7 +197,6 @@ TEST(SelfTest, AgreesAndGivesTheKnownDigest) {
 
 TEST(Checks, WhatIsWrittenBesideAnImageIsFoundWithoutFences) {
   Case what{1, Layout::Plane, {cxIn, cyIn, cxOut, cyOut}, {3, 4, 20, 9}, {{3, 5, 4, 0}, {}}, {}, {}, {}};
-  Trial const trial(what);
   conformance::Set const set{"wrong", FourTapSetNone, 8, true};
   Variant const wrong{Layout::Plane, &set,
                       [](FRAME_ARGUMENTS) {
@@ -205,8 +204,11 @@ TEST(Checks, WhatIsWrittenBesideAnImageIsFoundWithoutFences) {
                         dst[(cyOut - 1) * dstStride + cxOut] = 0;
                       },
                       FourTapScalePlaneProgressive_c};
-  EXPECT_NE(RunTrial(wrong, trial, conformance::Fences::none).find("writes between or around the lines"),
-            std::string::npos);
+  for (conformance::Flush const flush : {conformance::Flush::start, conformance::Flush::end}) {
+    what.destination.flush = flush;
+    EXPECT_NE(RunTrial(wrong, Trial(what), conformance::Fences::none).find("writes between or around the lines"),
+              std::string::npos);
+  }
 }
 
 }  // namespace

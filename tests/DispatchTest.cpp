@@ -59,9 +59,9 @@ NamedSet const& Expected(int widest) {
 }
 
 TEST(Dispatch, NumbersStayWhatTheyArePublishedAs) {
-  EXPECT_EQ(std::vector<int>(
-                {FourTapSetNone, FourTapSetSSE2, FourTapSetAVX2, FourTapSetAVX512, FourTapSetPlain, FourTapSetNEON}),
-            std::vector<int>({0, 1, 2, 3, 4, 5}));
+  EXPECT_EQ(std::vector<int>({FourTapSetNone, FourTapSetSSE2, FourTapSetAVX2, FourTapSetAVX512, FourTapSetPlain,
+                              FourTapSetNEON, FourTapSetSIMD128}),
+            std::vector<int>({0, 1, 2, 3, 4, 5, 6}));
   EXPECT_EQ(FourTapSetWidest, std::numeric_limits<int>::max());
   EXPECT_EQ(std::vector<int>({FourTapLayoutPlane, FourTapLayoutRGB24, FourTapLayoutRGB32, FourTapLayoutXYXY,
                               FourTapLayoutYXYX, FourTapLayoutUV16, FourTapLayoutRGBA32}),

@@ -1,6 +1,8 @@
 // The picture scaler: against the model, case by case; that its trial finds faults; and what the model itself means.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cfenv>
 #include <cmath>
 #include <numeric>
 #include <string>
@@ -119,6 +121,37 @@ TEST(Alpha, IsRightWhereItIsLaidOntoSomething) {
         unsigned char laid;
         fourtap::LayOnto({1, 0, 1}, background, given, 1, &laid);
         ASSERT_NEAR(laid, (colour * alpha + gray * (255 - alpha)) / 255.0, 0.5);
+      }
+    }
+  }
+}
+
+// Every colour with every alpha, in all places that they have, is rounded to nearest, whatever the host rounds floats
+// to; a line's last pixels as all others.
+TEST(Alpha, IsExactHoweverItLies) {
+  for (int const mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
+    for (fourtap::AlphaPixel const& form : {fourtap::AlphaPixel{1, 0, 1}, {3, 0, 3}, {3, 1, 0}}) {
+      for (int alpha = 0; alpha < 256; ++alpha) {
+        Bytes line;
+        for (int i = 0; i < 255 * form.Bytes(); ++i) {
+          line.push_back(static_cast<unsigned char>(i % form.Bytes() == form.alpha ? alpha : i));
+        }
+        Bytes multiplied(line.size() + 1, 77), divided = multiplied;
+        std::fesetround(mode);
+        fourtap::MultiplyByAlpha(form, line.data(), 255, multiplied.data());
+        fourtap::DivideByAlpha(form, line.data(), 255, divided.data());
+        std::fesetround(FE_TONEAREST);
+        ASSERT_EQ(multiplied.back(), 77);
+        ASSERT_EQ(divided.back(), 77);
+        for (std::size_t i = 0; i < line.size(); ++i) {
+          bool const isAlpha = i % static_cast<std::size_t>(form.Bytes()) == static_cast<std::size_t>(form.alpha);
+          int const byte = line[i];
+          ASSERT_EQ(multiplied[i], isAlpha ? alpha : (2 * byte * alpha + 255) / 510) << byte << " by " << alpha;
+          ASSERT_EQ(divided[i], isAlpha      ? alpha
+                                : alpha == 0 ? 0
+                                             : std::min(255, (510 * byte + alpha) / (2 * alpha)))
+              << byte << " by " << alpha;
+        }
       }
     }
   }

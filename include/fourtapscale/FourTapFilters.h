@@ -36,6 +36,10 @@ FOURTAP_API void FourTapVertFilter_avx2(unsigned char* dst, unsigned char const*
 FOURTAP_API void FourTapVertFilter_avx512(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                           unsigned char const* line2, unsigned char const* line3, int count,
                                           short* coefs);
+#elif defined(__wasm_simd128__)
+FOURTAP_API void FourTapVertFilter_simd128(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
+                                           unsigned char const* line2, unsigned char const* line3, int count,
+                                           short* coefs);
 #elif defined(__aarch64__)
 FOURTAP_API void FourTapVertFilter_neon(unsigned char* dst, unsigned char const* line0, unsigned char const* line1,
                                         unsigned char const* line2, unsigned char const* line3, int count,

@@ -74,7 +74,7 @@ typedef void FourTapFrameScaler(_SCALE_CONTEXT*, unsigned char const* src, int s
 //   dstStride  bytes from one destination line to the next
 //   cyWritten  out: output lines written by this call
 // While both sizes change, lines are written in blocks of 8 (SSE2, the plain set) or 4 (MMX), or as soon as they can
-// be (AVX2, AVX-512, NEON); the call that hands in the last source line writes all that remain.
+// be (AVX2, AVX-512, NEON, SIMD128); the call that hands in the last source line writes all that remain.
 // FourTapScaleMostLinesWritten tells how many a call may write. A complete frame takes further calls and writes
 // nothing; FourTapScaleProgressiveReset starts the next one. Keep to one instruction set within a frame: their blocks
 // differ.
@@ -101,6 +101,7 @@ enum FourTapSet {
   FourTapSetAVX512 = 3,           // F, BW, VL, VBMI and VNNI
   FourTapSetPlain = 4,            // on every processor, narrower than all others
   FourTapSetNEON = 5,             // with the dot products of bytes where they are
+  FourTapSetSIMD128 = 6,          // of WebAssembly
   FourTapSetWidest = 0x7fffffff,  // the widest that library and processor have, whatever comes
 };
 
@@ -142,8 +143,9 @@ FOURTAP_API int cpuid_detect_accel(void);
 // them.
 FOURTAP_API int InitFourTapScaleBest(int widest);
 
-// The same for the set that every processor of the kind has, which is SSE2 on x86-64, NEON on aarch64, and elsewhere
-// the plain one: returns 1; or, where cpuid_detect_accel answers 0, leaves the pointers alone and returns 0.
+// The same for the set that every processor of the kind has, which is SSE2 on x86-64, NEON on aarch64, SIMD128 on
+// WebAssembly built with it, and elsewhere the plain one: returns 1; or, where cpuid_detect_accel answers 0, leaves the
+// pointers alone and returns 0.
 FOURTAP_API int InitFourTapScale();
 
 // Makes a context for pictures of cxIn x cyIn pixels to be scaled to cxOut x cyOut.
@@ -172,8 +174,8 @@ FOURTAP_API long long FourTapScaleContextBytes(int cxIn, int cyIn, int cxOut, in
 
 // Which source lines output line `line`, 0 to cyOut - 1, is made of, for heights of at least 1: those from
 // FourTapScaleFirstLineNeeded on that lie before FourTapScaleLinesNeeded. A progressive frame must have been handed so
-// many lines before it can be written: AVX2, AVX-512 and NEON write it by that call; the
-// others when its block is full.
+// many lines before it can be written: AVX2, AVX-512, NEON and SIMD128 write it by that call; the others when its block
+// is full.
 FOURTAP_API int FourTapScaleFirstLineNeeded(int cyIn, int cyOut, int line);
 FOURTAP_API int FourTapScaleLinesNeeded(int cyIn, int cyOut, int line);
 
@@ -231,4 +233,10 @@ FOURTAP_API FourTapFrameScaler FourTapScalePlane_neon, FourTapScaleRGB24_neon, F
 FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_neon, FourTapScaleRGB24Progressive_neon,
     FourTapScaleRGB32Progressive_neon, FourTapScaleXYXYProgressive_neon, FourTapScaleYXYXProgressive_neon,
     FourTapScaleUV16Progressive_neon, FourTapScaleRGBA32Progressive_neon;
+#elif defined(__wasm_simd128__)
+FOURTAP_API FourTapFrameScaler FourTapScalePlane_simd128, FourTapScaleRGB24_simd128, FourTapScaleRGB32_simd128,
+    FourTapScaleXYXY_simd128, FourTapScaleYXYX_simd128, FourTapScaleUV16_simd128, FourTapScaleRGBA32_simd128;
+FOURTAP_API FourTapSliceScaler FourTapScalePlaneProgressive_simd128, FourTapScaleRGB24Progressive_simd128,
+    FourTapScaleRGB32Progressive_simd128, FourTapScaleXYXYProgressive_simd128, FourTapScaleYXYXProgressive_simd128,
+    FourTapScaleUV16Progressive_simd128, FourTapScaleRGBA32Progressive_simd128;
 #endif

@@ -56,6 +56,7 @@ enum {
   FOURTAP_SET_AVX512 = 3,
   FOURTAP_SET_PLAIN = 4, /* on every processor */
   FOURTAP_SET_NEON = 5,
+  FOURTAP_SET_SIMD128 = 6, /* WebAssembly */
   FOURTAP_SET_WIDEST = 0x7fffffff,
 };
 

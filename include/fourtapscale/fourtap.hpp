@@ -59,6 +59,7 @@ enum class InstructionSet : int {
   AVX512 = FOURTAP_SET_AVX512,
   Plain = FOURTAP_SET_PLAIN,
   NEON = FOURTAP_SET_NEON,
+  SIMD128 = FOURTAP_SET_SIMD128,
   Widest = FOURTAP_SET_WIDEST,
 };
 

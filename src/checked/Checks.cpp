@@ -79,12 +79,12 @@ fourtap_status fourtap::CheckHolds(fourtap_rect const& part, fourtap_rect const&
                 part.cy, part.x, part.y, needed.cx, needed.cy, needed.x, needed.y);
 }
 
-fourtap_status fourtap::CheckLines(char const* name, void const* data, size_t bytes, ptrdiff_t stride,
-                                   int64_t lineBytes, int cy, HandedLines& lines) {
-  if (stride == 0) stride = lineBytes;
+fourtap_status fourtap::CheckLines(char const* name, void const* data, size_t bytes, ptrdiff_t given, int64_t lineBytes,
+                                   int cy, HandedLines& lines) {
+  int64_t const stride = given == 0 ? lineBytes : given;
   if (stride > INT_MAX || stride < -INT_MAX || std::abs(stride) < lineBytes) {
-    return Refuse(FOURTAP_INVALID, "%s.stride: %td given, expected 0, or %lld to %d bytes up or down", name, stride,
-                  static_cast<long long>(lineBytes), INT_MAX);
+    return Refuse(FOURTAP_INVALID, "%s.stride: %lld given, expected 0, or %lld to %d bytes up or down", name,
+                  static_cast<long long>(stride), static_cast<long long>(lineBytes), INT_MAX);
   }
   int64_t const distance = std::abs(stride);
   // Both factors are below 2^31.
@@ -98,7 +98,8 @@ fourtap_status fourtap::CheckLines(char const* name, void const* data, size_t by
   if (needed > UINTPTR_MAX - first) {
     return Refuse(FOURTAP_INVALID, "%s.bytes: %zu given, expected memory that does not wrap around", name, bytes);
   }
-  lines = {stride < 0 && cy > 0 ? distance * (cy - 1) : 0, static_cast<int>(stride), first, first + needed};
+  int64_t const top = stride < 0 && cy > 0 ? distance * (cy - 1) : 0;
+  lines = {static_cast<ptrdiff_t>(top), static_cast<int>(stride), first, first + static_cast<uintptr_t>(needed)};
   return FOURTAP_OK;
 }
 

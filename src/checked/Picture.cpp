@@ -3,6 +3,8 @@
 
 #include <fourtapscale/fourtap.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "checked/Checks.h"
@@ -122,7 +124,9 @@ size_t BytesOf(Picture const& picture) {
     context = FourTapScaleContextBytes(picture.cxBetween, picture.cyBetween, picture.job.cxOut, picture.job.cyOut,
                                        8 * picture.job.bytesPerPixel);
   }
-  return sizeof(fourtap_picture) + static_cast<size_t>(picture.bytes + context);
+  // More than can be had where addresses are short.
+  auto const bytes = static_cast<uint64_t>(int64_t{sizeof(fourtap_picture)} + picture.bytes + context);
+  return static_cast<size_t>(std::min<uint64_t>(bytes, SIZE_MAX));
 }
 
 }  // namespace
@@ -150,7 +154,7 @@ fourtap_status fourtap_picture_open(fourtap_picture** picture, fourtap_rules con
   if (fourtap_status const status = FindSet(FOURTAP_SET_WIDEST, set)) return status;
 
   // Zeros, since kernels may read behind lines, where taps are 0.
-  made.memory = std::calloc(static_cast<size_t>(planned.bytes), 1);
+  made.memory = planned.bytes <= PTRDIFF_MAX ? std::calloc(static_cast<size_t>(planned.bytes), 1) : nullptr;
   auto* const opened = static_cast<fourtap_picture*>(std::malloc(sizeof made));
   if (made.memory && opened && planned.usesFourTaps) {
     planned.context =
@@ -222,7 +226,7 @@ fourtap_status fourtap_picture_scale(fourtap_picture* picture, fourtap_source so
   }
   StartPicture(scaled, rect);
   ptrdiff_t const firstByte =
-      ptrdiff_t{needed.y - given.y} * from.stride + LineBytes(needed.x - given.x, job.BytesPerPixelIn());
+      ptrdiff_t{needed.y - given.y} * from.stride + ptrdiff_t{needed.x - given.x} * job.BytesPerPixelIn();
   int taken, written;
   RunPicture(scaled, {src + firstByte, from.stride, needed.cy}, {dst, to.stride, rect.cy}, taken, written);
   return FOURTAP_OK;

@@ -23,7 +23,8 @@ constexpr Set sets[] = {FOURTAP_SETS(SET_OF, )};
 
 static_assert(FOURTAP_SET_SSE2 == +FourTapSetSSE2 && FOURTAP_SET_AVX2 == +FourTapSetAVX2 &&
               FOURTAP_SET_AVX512 == +FourTapSetAVX512 && FOURTAP_SET_PLAIN == +FourTapSetPlain &&
-              FOURTAP_SET_NEON == +FourTapSetNEON && FOURTAP_SET_WIDEST == +FourTapSetWidest);
+              FOURTAP_SET_NEON == +FourTapSetNEON && FOURTAP_SET_SIMD128 == +FourTapSetSIMD128 &&
+              FOURTAP_SET_WIDEST == +FourTapSetWidest);
 
 Set const* KnownSet(int number) {
   for (Set const& set : sets) {

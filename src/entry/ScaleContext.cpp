@@ -15,17 +15,17 @@
 
 namespace {
 
-// malloc serves 16-byte alignment, which is all that the vector code asks of a buffer.
-static_assert(alignof(std::max_align_t) >= alignof(FourTapColumnOf8));
-
 // Bytes, or a column per byte, of a line of cx pixels.
 int64_t LineBytes(int64_t cx, int bitsPerPixel) { return cx * bitsPerPixel >> 3; }
 
 template <class Item>
 Item* Allocate(int64_t count) {
+  if (count > int64_t{PTRDIFF_MAX / sizeof(Item)}) return nullptr;
   // An empty buffer is a buffer: null stands for failure.
-  size_t const bytes = static_cast<size_t>(count) * sizeof(Item);
-  return static_cast<Item*>(std::malloc(bytes ? bytes : 1));
+  size_t const bytes = std::max(static_cast<size_t>(count) * sizeof(Item), alignof(Item));
+  // Vectors ask for 16 bytes, which malloc gives on most systems.
+  bool constexpr isAligned = alignof(Item) <= alignof(std::max_align_t);
+  return static_cast<Item*>(isAligned ? std::malloc(bytes) : std::aligned_alloc(alignof(Item), bytes));
 }
 
 // Counts of what the buffers hold, in 64 bits since the sizes are not checked yet.
@@ -128,7 +128,7 @@ bool AllocateBuffers(_SCALE_CONTEXT& context, BufferSizes const& sizes) {
 _SCALE_CONTEXT* InitScaleContext(int cxIn, int cyIn, int cxOut, int cyOut, int bitsPerPixel) {
   BufferSizes const sizes = SizesFor(cxIn, cyIn, cxOut, bitsPerPixel);
   if (!FitScalers(sizes)) return nullptr;
-  auto* context = static_cast<_SCALE_CONTEXT*>(std::malloc(sizeof(_SCALE_CONTEXT)));
+  auto* context = Allocate<_SCALE_CONTEXT>(1);
   if (!context) return nullptr;
   std::memset(context, 0, sizeof *context);
   context->cxIn = cxIn;

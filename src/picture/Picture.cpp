@@ -26,7 +26,7 @@ int const tapLines = 4;
 bool IsWhole(PixelRect const& rect, int cx, int cy) { return rect.cx == cx && rect.cy == cy; }
 
 void TakeMemory(Picture::Lines& lines, Arena& arena, int room, int64_t stride) {
-  lines = {arena.Take<unsigned char>(room * stride), stride, room, 0, 0};
+  lines = {arena.Take<unsigned char>(room * stride), static_cast<ptrdiff_t>(stride), room, 0, 0};
 }
 
 // Luma and chroma of packed lines, which are made shorter apart.

@@ -65,7 +65,7 @@ struct Picture {
   // Lines on their way, each kind without gaps but for what kernels read behind them.
   struct Lines {
     unsigned char* lines;
-    int64_t stride;
+    ptrdiff_t stride;
     int room;
     int first, count;
 

@@ -67,7 +67,7 @@ int ReadBitmapFile(char const* fileName, int& cx, int& cy, int& stride, int& bit
   stride = static_cast<int>((bytes + 3) & ~int64_t{3});
   if (!buffer || stride <= 0) return 1;
 
-  std::fseek(file.get(), Stored(headers.pixelOffset), SEEK_SET);
+  std::fseek(file.get(), static_cast<long>(Stored(headers.pixelOffset)), SEEK_SET);
   for (int y = cy - 1; y >= 0; --y) {
     if (std::fread(buffer + ptrdiff_t{y} * stride, 1, static_cast<size_t>(stride), file.get()) == 0) break;
   }
