@@ -7,7 +7,9 @@
 
 #define FOURTAP_GATHERING_SETS(SET, with) SET(with, neon)
 
-#define FOURTAP_REDUCING_SETS(SET, with) SET(with, c, FourTapSetPlain)
+#define FOURTAP_REDUCING_SETS(SET, with) \
+  SET(with, c, FourTapSetPlain)          \
+  SET(with, neon, FourTapSetNEON)
 
 #define FOURTAP_BASE_SET FourTapSetNEON
 
