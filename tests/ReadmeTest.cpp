@@ -95,7 +95,7 @@ TEST(Readme, FiguresOfSpeedAreOfOneRun) {
   auto const lines = Matches(
       readme,
       R"(\| (\w+ \w+ to \w+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) \| ([\d.]+) ([\w-]+)( \(wider\))? \|)");
-  EXPECT_GE(lines.size(), 15u);
+  EXPECT_GE(lines.size(), 9u);
   for (std::smatch const& line : lines) {
     std::string const scalers[] = {"copy", "fourtap-sse2", "fourtap-avx2", "fourtap-avx512", line[7]};
     for (std::size_t i = 0; i < std::size(scalers); ++i) {
