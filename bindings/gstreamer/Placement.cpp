@@ -1,22 +1,24 @@
 #include "Placement.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace gstfourtap {
 
 namespace {
 
-// `length` of a frame's `frameLength`, in the middle, in steps of `unit` pixels. The one after the picture begins with
-// a step of its own, unless the frame ends there.
-void PlaceAlong(int frameLength, int length, int unit, int& first, int& count) {
-  count = std::max(length - length % unit, unit);
-  if (count >= frameLength) {
-    first = 0;
-    count = frameLength;
-    return;
-  }
+// The length `numerator` / `denominator` of a frame's `frameLength`, in whole steps of `unit` pixels, about in the
+// middle: it begins at a multiple of `unitOfFirst`. What comes after the picture begins with a step of its own, unless
+// the frame ends there.
+void PlaceAlong(int frameLength, gint64 numerator, gint64 denominator, int unit, int unitOfFirst, int& first,
+                int& count) {
+  gint64 const step = denominator * unit;
+  gint64 const nearest = std::max<gint64>((numerator + step / 2) / step, 1) * unit;
+  first = 0;
+  count = static_cast<int>(std::min<gint64>(nearest, frameLength));
+  if (count == frameLength) return;
   first = (frameLength - count) / 2;
-  first -= first % unit;
+  first -= first % unitOfFirst;
 }
 
 // Whether two pixels of a line share chroma and would have to part.
@@ -40,22 +42,21 @@ Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInf
       !gst_util_fraction_multiply(shape[0], shape[1], out.par_d, out.par_n, &shapeOfPixel[0], &shapeOfPixel[1])) {
     return placement;
   }
-  auto const scaled = [](int value, int numerator, int denominator) {
-    guint64 const result = gst_util_uint64_scale_int(static_cast<guint64>(value), numerator, denominator);
-    return static_cast<int>(std::min<guint64>(result, G_MAXINT));
-  };
+  gint64 const across = shapeOfPixel[0], down = shapeOfPixel[1];
   int unitX = format.pairs ? 2 : 1, unitY = 1;
   fourtap_format const& planes = format.Planes();
   for (int i = 0; i < planes.plane_count; ++i) {
     unitX = std::max(unitX, planes.planes[i].columns);
     unitY = std::max(unitY, planes.planes[i].lines);
   }
-  int const cy = scaled(out.width, shapeOfPixel[1], shapeOfPixel[0]);
-  if (cy < out.height) {
-    PlaceAlong(out.height, cy, unitY, placement.y, placement.cy);
+  // The frame's sizes as multiples of each other's: the picture is as wide where they are equal, else it is lower than
+  // the frame, or narrower. A frame that misses its aspect by less than a pixel, or a pair of them, was rounded to it.
+  gint64 const cx = out.width * down, cy = out.height * across;
+  if (std::abs(cy - cx) < across || std::abs(cy - cx) < (format.pairs ? 2 : 1) * down) return placement;
+  if (cx < cy) {
+    PlaceAlong(out.height, cx, across, unitY, unitY, placement.y, placement.cy);
   } else {
-    int const cx = scaled(out.height, shapeOfPixel[0], shapeOfPixel[1]);
-    if (cx < out.width) PlaceAlong(out.width, cx, unitX, placement.x, placement.cx);
+    PlaceAlong(out.width, cy, down, unitX, unitX, placement.x, placement.cx);
   }
   return placement;
 }
