@@ -52,9 +52,14 @@ Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInf
   // The frame's sizes as multiples of each other's: the picture is as wide where they are equal, else it is lower than
   // the frame, or narrower. A frame that misses its aspect by less than a pixel, or a pair of them, was rounded to it.
   gint64 const cx = out.width * down, cy = out.height * across;
-  if (std::abs(cy - cx) < across || std::abs(cy - cx) < (format.pairs ? 2 : 1) * down) return placement;
+  // But interlaced frames must not change their height.
+  bool const interlaced = GST_VIDEO_INFO_IS_INTERLACED(&in);
+  bool const wholeByRounding = std::abs(cy - cx) < across || std::abs(cy - cx) < (format.pairs ? 2 : 1) * down;
+  if (cx == cy || (wholeByRounding && !(interlaced && in.height < out.height))) return placement;
   if (cx < cy) {
-    PlaceAlong(out.height, cx, across, unitY, unitY, placement.y, placement.cy);
+    // Lines of a field stay lines of that field, and with them their chroma.
+    int const unitOfFirst = interlaced ? 2 * unitY : unitY;
+    PlaceAlong(out.height, cx, across, unitY, unitOfFirst, placement.y, placement.cy);
   } else {
     PlaceAlong(out.width, cy, down, unitX, unitX, placement.x, placement.cx);
   }

@@ -108,6 +108,30 @@ TEST(Borders, AreNotForWhatRoundingMissed) {
   }
 }
 
+// Pictures that keep their height keep the lines of their fields, and of the fields' chroma, in the frame's.
+TEST(Borders, KeepFields) {
+  std::string const more = "pixel-aspect-ratio=1/1,interlace-mode=interleaved";
+  for (auto const& [format, placed] : {std::pair<std::string, Placed>{"GRAY8", {64, 48, 64, 50, 0, 0, 64, 48}},
+                                       {"GRAY8", {64, 48, 64, 55, 0, 2, 64, 48}},
+                                       {"GRAY8", {300, 100, 301, 101, 0, 0, 301, 100}},
+                                       {"I420", {64, 48, 64, 52, 0, 0, 64, 48}},
+                                       {"NV12", {64, 48, 64, 62, 0, 4, 64, 48}},
+                                       {"UYVY", {64, 48, 128, 54, 28, 0, 72, 54}}}) {
+    std::string const in = CapsText(format, placed.cxIn, placed.cyIn, more),
+                      out = CapsText(format, placed.cxOut, placed.cyOut, more);
+    Buffer const frame = NoiseFrame(InfoOf(in), 1);
+    Harness const harness = MakeHarness("", in, out);
+    Buffer scaled;
+    if (gst_harness_push(harness.get(), gst_buffer_ref(frame.get())) == GST_FLOW_OK) {
+      scaled.reset(gst_harness_pull(harness.get()));
+    }
+    EXPECT_EQ(static_cast<bool>(scaled), placed.cy == placed.cyIn) << in << " to " << out;
+    if (!scaled) continue;
+    MappedFrame const from(InfoOf(in), frame.get()), to(InfoOf(out), scaled.get());
+    EXPECT_EQ(Difference(from, to, {}, placed.x, placed.y, placed.cx, placed.cy), "") << in << " to " << out;
+  }
+}
+
 // Black is 0 where the whole range is used.
 TEST(Borders, AreBlackInTheFramesRange) {
   std::string const more = "pixel-aspect-ratio=1/1,colorimetry=1:4:5:1";
