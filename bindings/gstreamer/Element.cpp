@@ -109,15 +109,18 @@ std::vector<PlaneJob> PlaneJobs(Scaling const& scaling) {
   };
   for (int i = 0; i < format.plane_count; ++i) {
     fourtap_plane const& plane = format.planes[i];
-    int const pixels = scaling.format->alphaPixels ? scaling.format->alphaPixels : plane.layout;
-    jobs.push_back({{pixels,
-                     scaling.settings.steps ? FOURTAP_REDUCE_WIDELY : FOURTAP_REDUCE_BY_FOUR_TAPS,
-                     scaling.settings.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,
-                     {}},
-                    columns(plane, scaling.in.width),
-                    LinesOf(plane, scaling.in.height),
-                    columns(plane, scaling.placement.cx),
-                    LinesOf(plane, scaling.placement.cy)});
+    PlaneJob job{{scaling.format->alphaPixels ? scaling.format->alphaPixels : plane.layout,
+                  FOURTAP_REDUCE_WIDELY,
+                  scaling.settings.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,
+                  {}},
+                 columns(plane, scaling.in.width),
+                 LinesOf(plane, scaling.in.height),
+                 columns(plane, scaling.placement.cx),
+                 LinesOf(plane, scaling.placement.cy)};
+    // What keeps its size is copied, as wide reductions have it.
+    bool const isScaled = job.cxIn != job.cxOut || job.cyIn != job.cyOut;
+    if (isScaled && !scaling.settings.steps) job.rules.reduction = FOURTAP_REDUCE_BY_FOUR_TAPS;
+    jobs.push_back(job);
   }
   return jobs;
 }

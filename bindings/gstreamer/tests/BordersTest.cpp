@@ -132,6 +132,26 @@ TEST(Borders, KeepFields) {
   }
 }
 
+// A picture that keeps its size keeps its bytes too, and so does a plane, whatever becomes of others.
+TEST(Borders, FilterNothingThatKeepsItsSize) {
+  std::string const pixels = "pixel-aspect-ratio=1/1";
+  for (std::string const settings : {"steps=true", "steps=false"}) {
+    for (std::string const format : {"GRAY8", "I420", "UYVY", "RGB", "RGBA"}) {
+      std::string const in = CapsText(format, 64, 48, pixels), out = CapsText(format, 64, 60, pixels);
+      Buffer const frame = NoiseFrame(InfoOf(in), 1);
+      Harness const harness = MakeHarness(settings, in, out);
+      Buffer const scaled(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+      ASSERT_TRUE(scaled);
+      MappedFrame const from(InfoOf(in), frame.get()), to(InfoOf(out), scaled.get());
+      EXPECT_EQ(Difference(from, to, {}, 0, 6, 64, 48), "") << settings << ", " << format;
+    }
+    // Of 47 lines and of 48, both have 24 of chroma.
+    std::string const in = CapsText("I420", 64, 47), out = CapsText("I420", 64, 48);
+    Harness const harness = MakeHarness("add-borders=false " + settings, in, out);
+    EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {settings == "steps=true", false}, 1), "") << settings;
+  }
+}
+
 // Black is 0 where the whole range is used.
 TEST(Borders, AreBlackInTheFramesRange) {
   std::string const more = "pixel-aspect-ratio=1/1,colorimetry=1:4:5:1";
