@@ -51,9 +51,10 @@ struct Scaling {
 struct State {
   // Under the object's lock.
   Settings settings;
-  // Written by the streaming thread, under the object's lock. Null until there are caps.
+  // What becomes of the frame that is under way, settled before any of it is touched. Written by the streaming thread,
+  // under the object's lock. Null until there are caps.
   std::optional<Scaling> scaling;
-  // The streaming thread's.
+  // The streaming thread's: null where frames pass, or can't be scaled.
   std::optional<FrameScaler> scaler;
   std::optional<Borders> borders;
 };
@@ -133,7 +134,6 @@ void Release(FourTapScale* element) {
 // Makes what a scaling takes. Says on the bus why it can't.
 bool SetUp(FourTapScale* element, Scaling const& scaling) {
   State& state = *element->state;
-  Release(element);
   std::string why = scaling.plainMemory ? WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement)
                                         : "Frames in other than plain memory can't be scaled";
   if (why.empty()) {
@@ -149,6 +149,7 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
     }
   }
   if (!why.empty()) {
+    Release(element);
     GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
     return false;
   }
@@ -157,8 +158,20 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
                    scaling.placement.cx, scaling.placement.cy, scaling.placement.x, scaling.placement.y,
                    scaling.out.width, scaling.out.height, fourtap_set_name(state.scaler->Set()),
                    state.scaler->Threads(), state.scaler->Bytes());
-  Lock const lock(element);
-  state.scaling = scaling;
+  return true;
+}
+
+// From here on frames become that; false, with a sentence on the bus, where they can't.
+bool Settle(FourTapScale* element, Scaling const& scaling) {
+  bool const passes = scaling.Passes();
+  gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(element), passes);
+  Release(element);
+  {
+    Lock const lock(element);
+    element->state->scaling = scaling;
+  }
+  if (!passes) return SetUp(element, scaling);
+  GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", scaling.in.width, scaling.in.height);
   return true;
 }
 
@@ -167,17 +180,7 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   Format const* const format = FormatOf(GST_VIDEO_INFO_FORMAT(in));
   if (!format) return FALSE;
   bool const plainMemory = IsPlainMemory(gst_caps_get_features(inCaps, 0));
-  Scaling const scaling = With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}});
-  bool const passes = scaling.Passes();
-  gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(filter), passes);
-  if (passes) {
-    GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", in->width, in->height);
-    Release(element);
-    Lock const lock(element);
-    element->state->scaling = scaling;
-    return TRUE;
-  }
-  return SetUp(element, scaling);
+  return Settle(element, With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}}));
 }
 
 // The memory of a plane of a mapped frame.
@@ -205,10 +208,7 @@ bool BeginsInMemory(GstVideoFrame const& frame, guint plane, int lines) {
 GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
   FourTapScale* const element = ElementOf(filter);
   State& state = *element->state;
-  Settings const settings = SettingsOf(element);
-  if (state.scaling->settings != settings || !state.scaler) {
-    if (!SetUp(element, With(settings, *state.scaling))) return GST_FLOW_ERROR;
-  }
+  if (!state.scaler) return GST_FLOW_ERROR;
   Scaling const& scaling = *state.scaling;
   fourtap_format const& format = scaling.format->Planes();
   SourceLines sources[GST_VIDEO_MAX_PLANES];
@@ -241,20 +241,16 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
   return GST_FLOW_OK;
 }
 
-// With other borders, frames that passed may have to be scaled, or the other way round.
+// Settings are looked at before a frame, and no more: all of it, and of what goes along with it, goes by the same.
 void BeforeTransform(GstBaseTransform* transform, GstBuffer*) {
   FourTapScale* const element = ElementOf(transform);
-  std::optional<Scaling>& scaling = element->state->scaling;
+  std::optional<Scaling> const& settled = element->state->scaling;
   Settings const settings = SettingsOf(element);
-  if (!scaling || scaling->settings.addBorders == settings.addBorders) return;
-  Scaling const anew = With(settings, *scaling);
-  if (anew.Passes() == scaling->Passes()) return;
-  gst_base_transform_set_passthrough(transform, anew.Passes());
-  gst_base_transform_reconfigure_src(transform);
-  if (!anew.Passes()) return;
-  Release(element);
-  Lock const lock(element);
-  scaling = anew;
+  if (!settled || settled->settings == settings) return;
+  bool const passed = settled->Passes();
+  Settle(element, With(settings, *settled));
+  // Frames that passed, and are scaled now, take buffers of a pool; or the other way round.
+  if (settled->Passes() != passed) gst_base_transform_reconfigure_src(transform);
 }
 
 // What GStreamer's own classes can't take is refused with a sentence too.

@@ -1,6 +1,7 @@
 // Frames in a row, and what happens to streams: new caps, new settings, flushes, seeks, ends, and what goes along with
 // frames.
 #include <dirent.h>
+#include <gst/video/gstvideofilter.h>
 #include <gst/video/gstvideometa.h>
 #include <gst/video/navigation.h>
 #include <gtest/gtest.h>
@@ -51,6 +52,47 @@ TEST(Stream, PropertiesMayChangeInTheMiddle) {
   EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {false, true}, 3), "");
   gst_util_set_object_arg(G_OBJECT(element.get()), "set", "c");
   EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {false, true}, 4), "");
+}
+
+// Also where frames passed before, or pass from then on. Of 64x32 pixels, those with borders become half as wide.
+TEST(Stream, WhatGoesAlongFollowsPropertiesAtOnce) {
+  std::string const in = CapsText("I420", 64, 32, "pixel-aspect-ratio=1/1");
+  for (std::string const& out :
+       {CapsText("I420", 64, 16, "pixel-aspect-ratio=1/1"), CapsText("I420", 64, 32, "pixel-aspect-ratio=2/1")}) {
+    Harness const harness = MakeHarness("", in, out);
+    Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+    for (bool const add : {true, true, false, false, true, false, true}) {
+      g_object_set(element.get(), "add-borders", add, nullptr);
+      Buffer frame = NoiseFrame(InfoOf(in), 1);
+      gst_buffer_add_video_region_of_interest_meta(frame.get(), "face", 8, 16, 10, 8);
+      Buffer const scaled(gst_harness_push_and_pull(harness.get(), frame.release()));
+      ASSERT_TRUE(scaled);
+      auto const* const region = gst_buffer_get_video_region_of_interest_meta_id(scaled.get(), 0);
+      ASSERT_TRUE(region);
+      EXPECT_EQ(region->x, add ? 16u + 4 : 8) << out << (add ? " with" : " without");
+      EXPECT_EQ(region->w, add ? 5u : 10) << out << (add ? " with" : " without");
+    }
+  }
+}
+
+// A frame that is under way is made by the settings that it began with, and the next by the new ones.
+TEST(Stream, PropertiesMayChangeWithinAFrame) {
+  std::string const in = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=1/1"),
+                    out = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=2/1");
+  Harness const harness = MakeHarness("", in, out);
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+  Buffer const frame = NoiseFrame(InfoOf(in), 1);
+  Buffer const scaled(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+  g_object_set(element.get(), "add-borders", FALSE, nullptr);
+  {
+    Buffer const again = NoiseFrame(InfoOf(out), 2);
+    MappedFrame from(InfoOf(in), frame.get()), to(InfoOf(out), again.get(), GST_MAP_WRITE);
+    auto* const filter = GST_VIDEO_FILTER(element.get());
+    ASSERT_EQ(GST_VIDEO_FILTER_GET_CLASS(filter)->transform_frame(filter, &from.frame, &to.frame), GST_FLOW_OK);
+    EXPECT_EQ(Difference(from, to, {}, 16, 0, 32, 48), "");
+  }
+  Buffer const passed(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get())));
+  EXPECT_EQ(passed.get(), frame.get());
 }
 
 TEST(Stream, FlushesAndSegmentsPass) {
