@@ -6,6 +6,7 @@
 #include <gst/video/navigation.h>
 #include <gst/video/video.h>
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <string>
@@ -183,26 +184,30 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   return Settle(element, With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}}));
 }
 
-// The memory of a plane of a mapped frame.
-struct PlaneMemory {
-  guint8 *first, *end;
-};
-PlaneMemory MemoryOf(GstVideoFrame const& frame, guint plane) {
-  GstMapInfo const& map = frame.map[frame.meta ? plane : 0];
-  return {map.data, map.data + map.size};
+// Whether a frame's planes were mapped as the library maps them: what is mapped in another way need not say how much
+// memory there is.
+bool TellsItsMemory(GstVideoFrame const& frame) {
+  static auto const usual = [] {
+    GstBuffer* const buffer = gst_buffer_new_allocate(nullptr, 1, nullptr);
+    auto const map = gst_buffer_add_video_meta(buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_GRAY8, 1, 1)->map;
+    gst_buffer_unref(buffer);
+    return map;
+  }();
+  return !frame.meta || static_cast<GstVideoMeta const*>(frame.meta)->map == usual;
 }
 
+// A plane of a mapped frame; nothing where the first bytes of its lines lie outside its memory. Whether the others do
+// is for the library to check.
 template <class Byte>
-PlaneLines<Byte> MappedLines(GstVideoFrame const& frame, guint plane) {
-  return {static_cast<Byte*>(frame.data[plane]), frame.info.stride[plane], MemoryOf(frame, plane).end};
-}
-
-// Whether the first bytes of the plane's lines lie in its memory; what follows them is for others to check.
-bool BeginsInMemory(GstVideoFrame const& frame, guint plane, int lines) {
-  auto const top = static_cast<guint8*>(frame.data[plane]),
-             bottom = top + gssize{frame.info.stride[plane]} * (lines - 1);
-  PlaneMemory const memory = MemoryOf(frame, plane);
-  return memory.first <= top && memory.first <= bottom && top < memory.end && bottom < memory.end;
+std::optional<PlaneLines<Byte>> MappedLines(GstVideoFrame const& frame, guint plane, int lines, size_t lineBytes) {
+  auto const top = static_cast<guint8*>(frame.data[plane]);
+  gssize const stride = frame.info.stride[plane];
+  auto const bottom = top + stride * (lines - 1);
+  if (!TellsItsMemory(frame)) return {{top, stride, std::max(top, bottom) + lineBytes}};
+  GstMapInfo const& map = frame.map[frame.meta ? plane : 0];
+  guint8* const end = map.data + map.size;
+  if (map.data > std::min(top, bottom) || std::max(top, bottom) >= end) return {};
+  return {{top, stride, end}};
 }
 
 GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
@@ -215,13 +220,18 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
   TargetLines targets[GST_VIDEO_MAX_PLANES];
   for (guint i = 0; i < static_cast<guint>(format.plane_count); ++i) {
     fourtap_plane const& plane = format.planes[i];
-    if (!BeginsInMemory(*in, i, LinesOf(plane, scaling.in.height)) ||
-        !BeginsInMemory(*out, i, LinesOf(plane, scaling.out.height))) {
+    auto const lineBytes = [&](GstVideoInfo const& info) {
+      return static_cast<size_t>(ColumnsOf(plane, scaling.format->PixelsInMemory(info.width))) *
+             static_cast<size_t>(state.scaler->BytesPerPixel(i));
+    };
+    auto const source = MappedLines<guint8 const>(*in, i, LinesOf(plane, scaling.in.height), lineBytes(scaling.in));
+    auto const target = MappedLines<guint8>(*out, i, LinesOf(plane, scaling.out.height), lineBytes(scaling.out));
+    if (!source || !target) {
       GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("Plane %u reaches outside its memory", i), (nullptr));
       return GST_FLOW_ERROR;
     }
-    sources[i] = MappedLines<guint8 const>(*in, i);
-    targets[i] = MappedLines<guint8>(*out, i);
+    sources[i] = *source;
+    targets[i] = *target;
   }
   if (state.borders) {
     if (!state.borders->Paint(targets)) {

@@ -6,6 +6,7 @@
 #include <gst/video/navigation.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <set>
 #include <string>
 
@@ -226,6 +227,35 @@ TEST(Stream, ShortBuffersAreRefused) {
   }
   EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {}, 2), "");
   gst_element_set_bus(element.get(), nullptr);
+}
+
+// Memory that is mapped in a way of its own is scaled, though it does not tell how long it is.
+TEST(Stream, OtherWaysToMapAreTaken) {
+  for (std::string const format : {"I420", "UYVY"}) {
+    std::string const in = CapsText(format, 64, 48), out = CapsText(format, 40, 30);
+    Harness const harness = MakeHarness(plain, in, out);
+    for (Lying const lying : {Lying::tight, Lying::upsideDown}) {
+      static MappedFrame const* elsewhere;
+      Buffer const frame = NoiseFrame(InfoOf(in), 1, lying);
+      MappedFrame const mapped(InfoOf(in), frame.get());
+      elsewhere = &mapped;
+      Buffer empty(gst_buffer_new_allocate(nullptr, InfoOf(in).size, nullptr));
+      GstVideoMeta* const meta = gst_buffer_add_video_meta(empty.get(), GST_VIDEO_FRAME_FLAG_NONE,
+                                                           GST_VIDEO_INFO_FORMAT(&mapped.frame.info), 64, 48);
+      meta->map = [](GstVideoMeta*, guint plane, GstMapInfo* map, gpointer* data, gint* stride,
+                     GstMapFlags flags) -> gboolean {
+        std::memset(map, 0x55, sizeof *map);
+        map->flags = flags;
+        *data = elsewhere->frame.data[plane];
+        *stride = elsewhere->frame.info.stride[plane];
+        return TRUE;
+      };
+      meta->unmap = [](GstVideoMeta*, guint, GstMapInfo*) -> gboolean { return TRUE; };
+      ASSERT_EQ(gst_harness_push(harness.get(), empty.release()), GST_FLOW_OK) << format;
+      Buffer const scaled(gst_harness_pull(harness.get()));
+      EXPECT_EQ(Difference(mapped, MappedFrame(InfoOf(out), scaled.get()), {}), "") << format;
+    }
+  }
 }
 
 // With borders of 16 columns on either side, or of 8 lines above and below.
