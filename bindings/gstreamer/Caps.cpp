@@ -18,6 +18,11 @@ struct FreeStructure {
 };
 using Structure = std::unique_ptr<GstStructure, FreeStructure>;
 
+struct UnrefCaps {
+  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
+};
+using Owned = std::unique_ptr<GstCaps, UnrefCaps>;
+
 Structure CopyOf(GstStructure const* structure) { return Structure(gst_structure_copy(structure)); }
 
 void Append(GstCaps* caps, Structure structure, GstCapsFeatures const* features) {
@@ -269,22 +274,26 @@ bool IsPlainMemory(GstCapsFeatures const* features) {
   return gst_caps_features_is_equal(features, GST_CAPS_FEATURES_MEMORY_SYSTEM_MEMORY);
 }
 
-GstCaps* TransformCaps(GstCaps* caps) {
-  GstCaps* const result = gst_caps_new_empty();
+GstCaps* TransformCaps(GstCaps* caps, GstCaps* filter) {
+  Owned all(gst_caps_new_empty());
   std::vector<guint> restricted;
   for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
-    if (!AppendPossible(result, gst_caps_get_structure(caps, i), gst_caps_get_features(caps, i))) {
+    if (!AppendPossible(all.get(), gst_caps_get_structure(caps, i), gst_caps_get_features(caps, i))) {
       restricted.push_back(i);
     }
+  }
+  if (filter) {
+    Owned filtered(gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST));
+    if (!gst_caps_is_empty(filtered.get())) return filtered.release();
   }
   for (guint const i : restricted) {
     Structure anySize = CopyOf(gst_caps_get_structure(caps, i));
     FreeAspect(anySize.get());
     FreeWidth(anySize.get());
     FreeHeight(anySize.get());
-    Append(result, std::move(anySize), gst_caps_get_features(caps, i));
+    Append(all.get(), std::move(anySize), gst_caps_get_features(caps, i));
   }
-  return result;
+  return filter ? gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST) : all.release();
 }
 
 GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward) {

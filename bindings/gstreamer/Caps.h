@@ -8,10 +8,11 @@ namespace gstfourtap {
 // All that the pads take; the caller owns it.
 GstCaps* AllCaps();
 
-// What frames of `caps` can become, or come from; the caller owns it. What can be had comes first. Behind it, as a last
-// resort, comes what can't for want of even widths, progressive frames or plain memory: whoever chooses that gets a
-// sentence from WhyNot, and not just failing negotiation.
-GstCaps* TransformCaps(GstCaps* caps);
+// What frames of `caps` can become, or come from; the caller owns it. Of that, where `filter` is not null, just what it
+// has in common with it, in its order. Behind what can be had comes, as a last resort, what can't for want of even
+// widths, progressive frames or plain memory: whoever chooses that gets a sentence from WhyNot, and not just failing
+// negotiation. Where a filter leaves anything that can be had, nothing else comes.
+GstCaps* TransformCaps(GstCaps* caps, GstCaps* filter);
 
 // Chooses the sizes and pixel aspect of `others`, which it takes over, for frames of `caps`, which are fixed. Whatever
 // is left open is as near as can be to what comes in, with the same display aspect. `forward`: the frames of `caps` are

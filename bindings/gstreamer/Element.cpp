@@ -276,12 +276,7 @@ gboolean SetCaps(GstBaseTransform* transform, GstCaps* inCaps, GstCaps* outCaps)
 }
 
 GstCaps* TransformCapsOf(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps, GstCaps* filter) {
-  GstCaps* result = TransformCaps(caps);
-  if (filter) {
-    GstCaps* const filtered = gst_caps_intersect_full(filter, result, GST_CAPS_INTERSECT_FIRST);
-    gst_caps_unref(result);
-    result = filtered;
-  }
+  GstCaps* const result = TransformCaps(caps, filter);
   GST_DEBUG_OBJECT(transform, "%s: %" GST_PTR_FORMAT " to %" GST_PTR_FORMAT,
                    direction == GST_PAD_SINK ? "forwards" : "backwards", caps, result);
   return result;

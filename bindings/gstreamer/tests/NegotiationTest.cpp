@@ -125,6 +125,26 @@ TEST(Negotiation, WidthsInPairsAreEven) {
             " 161x99");
 }
 
+// Of what a source offers, what can be had is taken, though it would rather give what can't.
+TEST(Negotiation, AlternativesThatCanBeHadAreTaken) {
+  EXPECT_EQ(Outcome(Source("format=UYVY,width=320,height=240;video/x-raw,format=GRAY8,width=320,height=240") +
+                    " ! fourtapscale ! video/x-raw,width=161,height=100"),
+            "GRAY8 161x100");
+  EXPECT_EQ(Outcome(Source("format=I420,width=320,height=240,interlace-mode=interleaved;"
+                           "video/x-raw,format=I420,width=320,height=240,interlace-mode=progressive") +
+                    " ! fourtapscale ! video/x-raw,width=160,height=100"),
+            "I420 160x100");
+  Harness const harness(gst_harness_new("fourtapscale"));
+  gst_harness_set_sink_caps_str(harness.get(), "video/x-raw(ANY),width=160,height=100");
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+  Pad const pad(gst_element_get_static_pad(element.get(), "sink"));
+  std::string const size = "format=I420,width=320,height=240";
+  Caps const offered = CapsOf("video/x-raw(memory:DMABuf)," + size + ";video/x-raw," + size);
+  Caps const taken(gst_pad_query_caps(pad.get(), offered.get()));
+  Caps const plain = CapsOf("video/x-raw,framerate=[0/1,2147483647/1]," + size);
+  EXPECT_TRUE(gst_caps_is_equal(taken.get(), plain.get()));
+}
+
 TEST(Negotiation, WhatCantBeHadGetsASentence) {
   EXPECT_EQ(Outcome(Source("format=UYVY,width=320,height=240") + " ! fourtapscale ! video/x-raw,width=161,height=120"),
             "UYVY of 320x240 can't become 161x120: two pixels share chroma, expected even widths, or the same");
