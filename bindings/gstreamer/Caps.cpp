@@ -1,5 +1,7 @@
 #include "Caps.h"
 
+#include <gst/video/video.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -103,6 +105,11 @@ std::array<Structure, 2> SplitModes(GstStructure const* structure) {
   return parts;
 }
 
+// Whether frames lie in plain memory, and there is no more to them.
+bool IsPlainMemory(GstCapsFeatures const* features) {
+  return gst_caps_features_is_equal(features, GST_CAPS_FEATURES_MEMORY_SYSTEM_MEMORY);
+}
+
 // Appends what frames of the structure can become, and says whether that is every size.
 bool AppendPossible(GstCaps* caps, GstStructure const* structure, GstCapsFeatures const* features) {
   if (!IsPlainMemory(features)) {
@@ -156,10 +163,11 @@ struct Fraction {
   bool operator==(Fraction const&) const = default;
 };
 
-// value * a / b; the fraction itself where that overflows.
+// value * a / b; the fraction itself where that overflows, or a or b is an aspect of 0: one that nobody knows.
 Fraction Times(Fraction const& value, int a, int b) {
   Fraction result;
-  if (!gst_util_fraction_multiply(value.numerator, value.denominator, a, b, &result.numerator, &result.denominator)) {
+  if (a <= 0 || b <= 0 ||
+      !gst_util_fraction_multiply(value.numerator, value.denominator, a, b, &result.numerator, &result.denominator)) {
     return value;
   }
   return result;
@@ -270,8 +278,18 @@ GstCaps* AllCaps() {
   return caps;
 }
 
-bool IsPlainMemory(GstCapsFeatures const* features) {
-  return gst_caps_features_is_equal(features, GST_CAPS_FEATURES_MEMORY_SYSTEM_MEMORY);
+std::string OtherFeatures(GstCaps const* caps) {
+  GstCapsFeatures const* const features = gst_caps_get_features(caps, 0);
+  if (IsPlainMemory(features)) return {};
+  gchar* const text = gst_caps_features_to_string(features);
+  std::string const said = text;
+  g_free(text);
+  return said;
+}
+
+bool LacksFieldsFeature(GstCaps const* caps) {
+  return g_strcmp0(gst_structure_get_string(gst_caps_get_structure(caps, 0), "interlace-mode"), "alternate") == 0 &&
+         !gst_caps_features_contains(gst_caps_get_features(caps, 0), GST_CAPS_FEATURE_FORMAT_INTERLACED);
 }
 
 GstCaps* TransformCaps(GstCaps* caps, GstCaps* filter) {

@@ -3,6 +3,8 @@
 
 #include <gst/gst.h>
 
+#include <string>
+
 namespace gstfourtap {
 
 // All that the pads take; the caller owns it.
@@ -19,7 +21,10 @@ GstCaps* TransformCaps(GstCaps* caps, GstCaps* filter);
 // the ones that are scaled.
 GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward);
 
-// Whether frames of these caps lie in plain memory, each in one piece of lines.
-bool IsPlainMemory(GstCapsFeatures const* features);
+// The features of fixed caps, where there is more to their frames than plain memory; else nothing.
+std::string OtherFeatures(GstCaps const* caps);
+
+// Whether fixed caps are of fields that come in turn, without the feature that such frames must have.
+bool LacksFieldsFeature(GstCaps const* caps);
 
 }  // namespace gstfourtap

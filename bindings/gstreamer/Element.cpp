@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,7 +42,7 @@ struct Settings {
 struct Scaling {
   Settings settings;
   Format const* format;
-  bool plainMemory;
+  std::string otherFeatures;  // of the caps, where there is more to frames than plain memory
   GstVideoInfo in, out;
   Placement placement;
 
@@ -55,7 +56,9 @@ struct State {
   // What becomes of the frame that is under way, settled before any of it is touched. Written by the streaming thread,
   // under the object's lock. Null until there are caps.
   std::optional<Scaling> scaling;
-  // The streaming thread's: null where frames pass, or can't be scaled.
+  // The rest is the streaming thread's. What was said on the bus since caps could be had.
+  std::string refusal;
+  // Null where frames pass, or can't be scaled.
   std::optional<FrameScaler> scaler;
   std::optional<Borders> borders;
 };
@@ -132,11 +135,17 @@ void Release(FourTapScale* element) {
   element->state->borders.reset();
 }
 
+// Says on the bus why caps can't be had, once: they are tried again and again.
+void Refuse(FourTapScale* element, std::string const& why) {
+  std::string& refusal = element->state->refusal;
+  if (refusal != why) GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
+  refusal = why;
+}
+
 // Makes what a scaling takes. Says on the bus why it can't.
 bool SetUp(FourTapScale* element, Scaling const& scaling) {
   State& state = *element->state;
-  std::string why = scaling.plainMemory ? WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement)
-                                        : "Frames in other than plain memory can't be scaled";
+  std::string why = WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement, scaling.otherFeatures);
   if (why.empty()) {
     try {
       int const threads =
@@ -145,13 +154,15 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
       if (!scaling.placement.IsWhole(scaling.out)) {
         state.borders.emplace(*scaling.format, scaling.out, scaling.placement);
       }
+    } catch (std::bad_alloc const&) {
+      why = "There is not enough memory to scale frames of " + SizeText(scaling.in) + " to " + SizeText(scaling.out);
     } catch (std::exception const& refusal) {
       why = refusal.what();
     }
   }
   if (!why.empty()) {
     Release(element);
-    GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
+    Refuse(element, why);
     return false;
   }
   GST_DEBUG_OBJECT(element, "%s of %dx%d to %dx%d at %d,%d of %dx%d; set %s, threads %d, %" G_GSIZE_FORMAT " bytes",
@@ -159,6 +170,7 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
                    scaling.placement.cx, scaling.placement.cy, scaling.placement.x, scaling.placement.y,
                    scaling.out.width, scaling.out.height, fourtap_set_name(state.scaler->Set()),
                    state.scaler->Threads(), state.scaler->Bytes());
+  state.refusal.clear();
   return true;
 }
 
@@ -173,6 +185,7 @@ bool Settle(FourTapScale* element, Scaling const& scaling) {
   }
   if (!passes) return SetUp(element, scaling);
   GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", scaling.in.width, scaling.in.height);
+  element->state->refusal.clear();
   return true;
 }
 
@@ -180,8 +193,7 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   FourTapScale* const element = ElementOf(filter);
   Format const* const format = FormatOf(GST_VIDEO_INFO_FORMAT(in));
   if (!format) return FALSE;
-  bool const plainMemory = IsPlainMemory(gst_caps_get_features(inCaps, 0));
-  return Settle(element, With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}}));
+  return Settle(element, With(SettingsOf(element), {{}, format, OtherFeatures(inCaps), *in, *out, {}}));
 }
 
 // Whether a frame's planes were mapped as the library maps them: what is mapped in another way need not say how much
@@ -268,8 +280,13 @@ gboolean SetCaps(GstBaseTransform* transform, GstCaps* inCaps, GstCaps* outCaps)
   for (GstCaps* const caps : {inCaps, outCaps}) {
     GstVideoInfo info;
     if (gst_video_info_from_caps(&info, caps)) continue;
-    GST_ELEMENT_ERROR(transform, CORE, NEGOTIATION,
-                      ("%" GST_PTR_FORMAT " can't be had, expected frames below 2 GiB", caps), (nullptr));
+    gchar* const text = gst_caps_to_string(caps);
+    bool const inFields = LacksFieldsFeature(caps);
+    Refuse(ElementOf(transform),
+           std::string(text) + " can't be had, expected " +
+               (inFields ? "alternating fields to have the feature " GST_CAPS_FEATURE_FORMAT_INTERLACED
+                         : "frames below 2 GiB"));
+    g_free(text);
     return FALSE;
   }
   return GST_BASE_TRANSFORM_CLASS(FourTapScale_parent_class)->set_caps(transform, inCaps, outCaps);
@@ -355,6 +372,7 @@ gboolean CopyMetadata(GstBaseTransform* transform, GstBuffer* inBuffer, GstBuffe
 gboolean Stop(GstBaseTransform* transform) {
   FourTapScale* const element = ElementOf(transform);
   Release(element);
+  element->state->refusal.clear();
   Lock const lock(element);
   element->state->scaling.reset();
   return TRUE;

@@ -33,9 +33,12 @@ std::string SizeText(int cx, int cy) { return std::to_string(cx) + "x" + std::to
 
 }  // namespace
 
+std::string SizeText(GstVideoInfo const& frame) { return SizeText(frame.width, frame.height); }
+
 Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, bool addBorders) {
   Placement placement{0, 0, out.width, out.height};
-  if (!addBorders) return placement;
+  // An aspect of 0 is one that nobody knows.
+  if (!addBorders || in.par_n <= 0 || in.par_d <= 0 || out.par_n <= 0 || out.par_d <= 0) return placement;
   // Width by height of the picture in the frame's pixels.
   int shape[2], shapeOfPixel[2];
   if (!gst_util_fraction_multiply(in.width, in.height, in.par_n, in.par_d, &shape[0], &shape[1]) ||
@@ -66,10 +69,14 @@ Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInf
   return placement;
 }
 
-std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement) {
-  std::string said = std::string(gst_video_format_to_string(format.format)) + " of " + SizeText(in.width, in.height) +
-                     " can't become " + SizeText(placement.cx, placement.cy);
-  if (!placement.IsWhole(out)) said += " with borders to " + SizeText(out.width, out.height);
+std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement,
+                   std::string const& otherFeatures) {
+  std::string said = std::string(gst_video_format_to_string(format.format)) + " of " + SizeText(in) + " can't become " +
+                     SizeText(placement.cx, placement.cy);
+  if (!placement.IsWhole(out)) said += " with borders to " + SizeText(out);
+  if (!otherFeatures.empty()) {
+    return said + ": the caps have the features " + otherFeatures + ", expected memory:SystemMemory alone";
+  }
   if (PartsPairs(format, in.width, placement.cx)) {
     return said + ": two pixels share chroma, expected even widths, or the same";
   }
