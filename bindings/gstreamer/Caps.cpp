@@ -1,5 +1,7 @@
 #include "Caps.h"
 
+#include <gst/video/video.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -17,6 +19,11 @@ struct FreeStructure {
   void operator()(GstStructure* structure) const { gst_structure_free(structure); }
 };
 using Structure = std::unique_ptr<GstStructure, FreeStructure>;
+
+struct UnrefCaps {
+  void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
+};
+using Owned = std::unique_ptr<GstCaps, UnrefCaps>;
 
 Structure CopyOf(GstStructure const* structure) { return Structure(gst_structure_copy(structure)); }
 
@@ -98,6 +105,11 @@ std::array<Structure, 2> SplitModes(GstStructure const* structure) {
   return parts;
 }
 
+// Whether frames lie in plain memory, and there is no more to them.
+bool IsPlainMemory(GstCapsFeatures const* features) {
+  return gst_caps_features_is_equal(features, GST_CAPS_FEATURES_MEMORY_SYSTEM_MEMORY);
+}
+
 // Appends what frames of the structure can become, and says whether that is every size.
 bool AppendPossible(GstCaps* caps, GstStructure const* structure, GstCapsFeatures const* features) {
   if (!IsPlainMemory(features)) {
@@ -151,10 +163,11 @@ struct Fraction {
   bool operator==(Fraction const&) const = default;
 };
 
-// value * a / b; the fraction itself where that overflows.
+// value * a / b; the fraction itself where that overflows, or a or b is an aspect of 0: one that nobody knows.
 Fraction Times(Fraction const& value, int a, int b) {
   Fraction result;
-  if (!gst_util_fraction_multiply(value.numerator, value.denominator, a, b, &result.numerator, &result.denominator)) {
+  if (a <= 0 || b <= 0 ||
+      !gst_util_fraction_multiply(value.numerator, value.denominator, a, b, &result.numerator, &result.denominator)) {
     return value;
   }
   return result;
@@ -265,26 +278,40 @@ GstCaps* AllCaps() {
   return caps;
 }
 
-bool IsPlainMemory(GstCapsFeatures const* features) {
-  return gst_caps_features_is_equal(features, GST_CAPS_FEATURES_MEMORY_SYSTEM_MEMORY);
+std::string OtherFeatures(GstCaps const* caps) {
+  GstCapsFeatures const* const features = gst_caps_get_features(caps, 0);
+  if (IsPlainMemory(features)) return {};
+  gchar* const text = gst_caps_features_to_string(features);
+  std::string const said = text;
+  g_free(text);
+  return said;
 }
 
-GstCaps* TransformCaps(GstCaps* caps) {
-  GstCaps* const result = gst_caps_new_empty();
+bool LacksFieldsFeature(GstCaps const* caps) {
+  return g_strcmp0(gst_structure_get_string(gst_caps_get_structure(caps, 0), "interlace-mode"), "alternate") == 0 &&
+         !gst_caps_features_contains(gst_caps_get_features(caps, 0), GST_CAPS_FEATURE_FORMAT_INTERLACED);
+}
+
+GstCaps* TransformCaps(GstCaps* caps, GstCaps* filter) {
+  Owned all(gst_caps_new_empty());
   std::vector<guint> restricted;
   for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
-    if (!AppendPossible(result, gst_caps_get_structure(caps, i), gst_caps_get_features(caps, i))) {
+    if (!AppendPossible(all.get(), gst_caps_get_structure(caps, i), gst_caps_get_features(caps, i))) {
       restricted.push_back(i);
     }
+  }
+  if (filter) {
+    Owned filtered(gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST));
+    if (!gst_caps_is_empty(filtered.get())) return filtered.release();
   }
   for (guint const i : restricted) {
     Structure anySize = CopyOf(gst_caps_get_structure(caps, i));
     FreeAspect(anySize.get());
     FreeWidth(anySize.get());
     FreeHeight(anySize.get());
-    Append(result, std::move(anySize), gst_caps_get_features(caps, i));
+    Append(all.get(), std::move(anySize), gst_caps_get_features(caps, i));
   }
-  return result;
+  return filter ? gst_caps_intersect_full(filter, all.get(), GST_CAPS_INTERSECT_FIRST) : all.release();
 }
 
 GstCaps* FixateCaps(GstCaps* caps, GstCaps* others, bool forward) {

@@ -6,7 +6,9 @@
 #include <gst/video/navigation.h>
 #include <gst/video/video.h>
 
+#include <algorithm>
 #include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,7 +42,7 @@ struct Settings {
 struct Scaling {
   Settings settings;
   Format const* format;
-  bool plainMemory;
+  std::string otherFeatures;  // of the caps, where there is more to frames than plain memory
   GstVideoInfo in, out;
   Placement placement;
 
@@ -51,9 +53,12 @@ struct Scaling {
 struct State {
   // Under the object's lock.
   Settings settings;
-  // Written by the streaming thread, under the object's lock. Null until there are caps.
+  // What becomes of the frame that is under way, settled before any of it is touched. Written by the streaming thread,
+  // under the object's lock. Null until there are caps.
   std::optional<Scaling> scaling;
-  // The streaming thread's.
+  // The rest is the streaming thread's. What was said on the bus since caps could be had.
+  std::string refusal;
+  // Null where frames pass, or can't be scaled.
   std::optional<FrameScaler> scaler;
   std::optional<Borders> borders;
 };
@@ -109,15 +114,18 @@ std::vector<PlaneJob> PlaneJobs(Scaling const& scaling) {
   };
   for (int i = 0; i < format.plane_count; ++i) {
     fourtap_plane const& plane = format.planes[i];
-    int const pixels = scaling.format->alphaPixels ? scaling.format->alphaPixels : plane.layout;
-    jobs.push_back({{pixels,
-                     scaling.settings.steps ? FOURTAP_REDUCE_WIDELY : FOURTAP_REDUCE_BY_FOUR_TAPS,
-                     scaling.settings.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,
-                     {}},
-                    columns(plane, scaling.in.width),
-                    LinesOf(plane, scaling.in.height),
-                    columns(plane, scaling.placement.cx),
-                    LinesOf(plane, scaling.placement.cy)});
+    PlaneJob job{{scaling.format->alphaPixels ? scaling.format->alphaPixels : plane.layout,
+                  FOURTAP_REDUCE_WIDELY,
+                  scaling.settings.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,
+                  {}},
+                 columns(plane, scaling.in.width),
+                 LinesOf(plane, scaling.in.height),
+                 columns(plane, scaling.placement.cx),
+                 LinesOf(plane, scaling.placement.cy)};
+    // What keeps its size is copied, as wide reductions have it.
+    bool const isScaled = job.cxIn != job.cxOut || job.cyIn != job.cyOut;
+    if (isScaled && !scaling.settings.steps) job.rules.reduction = FOURTAP_REDUCE_BY_FOUR_TAPS;
+    jobs.push_back(job);
   }
   return jobs;
 }
@@ -127,12 +135,17 @@ void Release(FourTapScale* element) {
   element->state->borders.reset();
 }
 
+// Says on the bus why caps can't be had, once: they are tried again and again.
+void Refuse(FourTapScale* element, std::string const& why) {
+  std::string& refusal = element->state->refusal;
+  if (refusal != why) GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
+  refusal = why;
+}
+
 // Makes what a scaling takes. Says on the bus why it can't.
 bool SetUp(FourTapScale* element, Scaling const& scaling) {
   State& state = *element->state;
-  Release(element);
-  std::string why = scaling.plainMemory ? WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement)
-                                        : "Frames in other than plain memory can't be scaled";
+  std::string why = WhyNot(*scaling.format, scaling.in, scaling.out, scaling.placement, scaling.otherFeatures);
   if (why.empty()) {
     try {
       int const threads =
@@ -141,12 +154,15 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
       if (!scaling.placement.IsWhole(scaling.out)) {
         state.borders.emplace(*scaling.format, scaling.out, scaling.placement);
       }
+    } catch (std::bad_alloc const&) {
+      why = "There is not enough memory to scale frames of " + SizeText(scaling.in) + " to " + SizeText(scaling.out);
     } catch (std::exception const& refusal) {
       why = refusal.what();
     }
   }
   if (!why.empty()) {
-    GST_ELEMENT_ERROR(element, CORE, NEGOTIATION, ("%s", why.c_str()), (nullptr));
+    Release(element);
+    Refuse(element, why);
     return false;
   }
   GST_DEBUG_OBJECT(element, "%s of %dx%d to %dx%d at %d,%d of %dx%d; set %s, threads %d, %" G_GSIZE_FORMAT " bytes",
@@ -154,8 +170,22 @@ bool SetUp(FourTapScale* element, Scaling const& scaling) {
                    scaling.placement.cx, scaling.placement.cy, scaling.placement.x, scaling.placement.y,
                    scaling.out.width, scaling.out.height, fourtap_set_name(state.scaler->Set()),
                    state.scaler->Threads(), state.scaler->Bytes());
-  Lock const lock(element);
-  state.scaling = scaling;
+  state.refusal.clear();
+  return true;
+}
+
+// From here on frames become that; false, with a sentence on the bus, where they can't.
+bool Settle(FourTapScale* element, Scaling const& scaling) {
+  bool const passes = scaling.Passes();
+  gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(element), passes);
+  Release(element);
+  {
+    Lock const lock(element);
+    element->state->scaling = scaling;
+  }
+  if (!passes) return SetUp(element, scaling);
+  GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", scaling.in.width, scaling.in.height);
+  element->state->refusal.clear();
   return true;
 }
 
@@ -163,62 +193,57 @@ gboolean SetInfo(GstVideoFilter* filter, GstCaps* inCaps, GstVideoInfo* in, GstC
   FourTapScale* const element = ElementOf(filter);
   Format const* const format = FormatOf(GST_VIDEO_INFO_FORMAT(in));
   if (!format) return FALSE;
-  bool const plainMemory = IsPlainMemory(gst_caps_get_features(inCaps, 0));
-  Scaling const scaling = With(SettingsOf(element), {{}, format, plainMemory, *in, *out, {}});
-  bool const passes = scaling.Passes();
-  gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(filter), passes);
-  if (passes) {
-    GST_DEBUG_OBJECT(element, "frames of %dx%d pass as they are", in->width, in->height);
-    Release(element);
-    Lock const lock(element);
-    element->state->scaling = scaling;
-    return TRUE;
-  }
-  return SetUp(element, scaling);
+  return Settle(element, With(SettingsOf(element), {{}, format, OtherFeatures(inCaps), *in, *out, {}}));
 }
 
-// The memory of a plane of a mapped frame.
-struct PlaneMemory {
-  guint8 *first, *end;
-};
-PlaneMemory MemoryOf(GstVideoFrame const& frame, guint plane) {
-  GstMapInfo const& map = frame.map[frame.meta ? plane : 0];
-  return {map.data, map.data + map.size};
+// Whether a frame's planes were mapped as the library maps them: what is mapped in another way need not say how much
+// memory there is.
+bool TellsItsMemory(GstVideoFrame const& frame) {
+  static auto const usual = [] {
+    GstBuffer* const buffer = gst_buffer_new_allocate(nullptr, 1, nullptr);
+    auto const map = gst_buffer_add_video_meta(buffer, GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_GRAY8, 1, 1)->map;
+    gst_buffer_unref(buffer);
+    return map;
+  }();
+  return !frame.meta || static_cast<GstVideoMeta const*>(frame.meta)->map == usual;
 }
 
+// A plane of a mapped frame; nothing where the first bytes of its lines lie outside its memory. Whether the others do
+// is for the library to check.
 template <class Byte>
-PlaneLines<Byte> MappedLines(GstVideoFrame const& frame, guint plane) {
-  return {static_cast<Byte*>(frame.data[plane]), frame.info.stride[plane], MemoryOf(frame, plane).end};
-}
-
-// Whether the first bytes of the plane's lines lie in its memory; what follows them is for others to check.
-bool BeginsInMemory(GstVideoFrame const& frame, guint plane, int lines) {
-  auto const top = static_cast<guint8*>(frame.data[plane]),
-             bottom = top + gssize{frame.info.stride[plane]} * (lines - 1);
-  PlaneMemory const memory = MemoryOf(frame, plane);
-  return memory.first <= top && memory.first <= bottom && top < memory.end && bottom < memory.end;
+std::optional<PlaneLines<Byte>> MappedLines(GstVideoFrame const& frame, guint plane, int lines, size_t lineBytes) {
+  auto const top = static_cast<guint8*>(frame.data[plane]);
+  gssize const stride = frame.info.stride[plane];
+  auto const bottom = top + stride * (lines - 1);
+  if (!TellsItsMemory(frame)) return {{top, stride, std::max(top, bottom) + lineBytes}};
+  GstMapInfo const& map = frame.map[frame.meta ? plane : 0];
+  guint8* const end = map.data + map.size;
+  if (map.data > std::min(top, bottom) || std::max(top, bottom) >= end) return {};
+  return {{top, stride, end}};
 }
 
 GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideoFrame* out) {
   FourTapScale* const element = ElementOf(filter);
   State& state = *element->state;
-  Settings const settings = SettingsOf(element);
-  if (state.scaling->settings != settings || !state.scaler) {
-    if (!SetUp(element, With(settings, *state.scaling))) return GST_FLOW_ERROR;
-  }
+  if (!state.scaler) return GST_FLOW_ERROR;
   Scaling const& scaling = *state.scaling;
   fourtap_format const& format = scaling.format->Planes();
   SourceLines sources[GST_VIDEO_MAX_PLANES];
   TargetLines targets[GST_VIDEO_MAX_PLANES];
   for (guint i = 0; i < static_cast<guint>(format.plane_count); ++i) {
     fourtap_plane const& plane = format.planes[i];
-    if (!BeginsInMemory(*in, i, LinesOf(plane, scaling.in.height)) ||
-        !BeginsInMemory(*out, i, LinesOf(plane, scaling.out.height))) {
+    auto const lineBytes = [&](GstVideoInfo const& info) {
+      return static_cast<size_t>(ColumnsOf(plane, scaling.format->PixelsInMemory(info.width))) *
+             static_cast<size_t>(state.scaler->BytesPerPixel(i));
+    };
+    auto const source = MappedLines<guint8 const>(*in, i, LinesOf(plane, scaling.in.height), lineBytes(scaling.in));
+    auto const target = MappedLines<guint8>(*out, i, LinesOf(plane, scaling.out.height), lineBytes(scaling.out));
+    if (!source || !target) {
       GST_ELEMENT_ERROR(element, STREAM, FORMAT, ("Plane %u reaches outside its memory", i), (nullptr));
       return GST_FLOW_ERROR;
     }
-    sources[i] = MappedLines<guint8 const>(*in, i);
-    targets[i] = MappedLines<guint8>(*out, i);
+    sources[i] = *source;
+    targets[i] = *target;
   }
   if (state.borders) {
     if (!state.borders->Paint(targets)) {
@@ -238,20 +263,16 @@ GstFlowReturn TransformFrame(GstVideoFilter* filter, GstVideoFrame* in, GstVideo
   return GST_FLOW_OK;
 }
 
-// With other borders, frames that passed may have to be scaled, or the other way round.
+// Settings are looked at before a frame, and no more: all of it, and of what goes along with it, goes by the same.
 void BeforeTransform(GstBaseTransform* transform, GstBuffer*) {
   FourTapScale* const element = ElementOf(transform);
-  std::optional<Scaling>& scaling = element->state->scaling;
+  std::optional<Scaling> const& settled = element->state->scaling;
   Settings const settings = SettingsOf(element);
-  if (!scaling || scaling->settings.addBorders == settings.addBorders) return;
-  Scaling const anew = With(settings, *scaling);
-  if (anew.Passes() == scaling->Passes()) return;
-  gst_base_transform_set_passthrough(transform, anew.Passes());
-  gst_base_transform_reconfigure_src(transform);
-  if (!anew.Passes()) return;
-  Release(element);
-  Lock const lock(element);
-  scaling = anew;
+  if (!settled || settled->settings == settings) return;
+  bool const passed = settled->Passes();
+  Settle(element, With(settings, *settled));
+  // Frames that passed, and are scaled now, take buffers of a pool; or the other way round.
+  if (settled->Passes() != passed) gst_base_transform_reconfigure_src(transform);
 }
 
 // What GStreamer's own classes can't take is refused with a sentence too.
@@ -259,20 +280,20 @@ gboolean SetCaps(GstBaseTransform* transform, GstCaps* inCaps, GstCaps* outCaps)
   for (GstCaps* const caps : {inCaps, outCaps}) {
     GstVideoInfo info;
     if (gst_video_info_from_caps(&info, caps)) continue;
-    GST_ELEMENT_ERROR(transform, CORE, NEGOTIATION,
-                      ("%" GST_PTR_FORMAT " can't be had, expected frames below 2 GiB", caps), (nullptr));
+    gchar* const text = gst_caps_to_string(caps);
+    bool const inFields = LacksFieldsFeature(caps);
+    Refuse(ElementOf(transform),
+           std::string(text) + " can't be had, expected " +
+               (inFields ? "alternating fields to have the feature " GST_CAPS_FEATURE_FORMAT_INTERLACED
+                         : "frames below 2 GiB"));
+    g_free(text);
     return FALSE;
   }
   return GST_BASE_TRANSFORM_CLASS(FourTapScale_parent_class)->set_caps(transform, inCaps, outCaps);
 }
 
 GstCaps* TransformCapsOf(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps, GstCaps* filter) {
-  GstCaps* result = TransformCaps(caps);
-  if (filter) {
-    GstCaps* const filtered = gst_caps_intersect_full(filter, result, GST_CAPS_INTERSECT_FIRST);
-    gst_caps_unref(result);
-    result = filtered;
-  }
+  GstCaps* const result = TransformCaps(caps, filter);
   GST_DEBUG_OBJECT(transform, "%s: %" GST_PTR_FORMAT " to %" GST_PTR_FORMAT,
                    direction == GST_PAD_SINK ? "forwards" : "backwards", caps, result);
   return result;
@@ -351,6 +372,7 @@ gboolean CopyMetadata(GstBaseTransform* transform, GstBuffer* inBuffer, GstBuffe
 gboolean Stop(GstBaseTransform* transform) {
   FourTapScale* const element = ElementOf(transform);
   Release(element);
+  element->state->refusal.clear();
   Lock const lock(element);
   element->state->scaling.reset();
   return TRUE;

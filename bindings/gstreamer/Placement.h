@@ -19,7 +19,12 @@ struct Placement {
 // lines that share chroma stay together.
 Placement PlacePicture(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, bool addBorders);
 
-// Why frames of `in` can't become such pictures: a sentence, or nothing if they can.
-std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement);
+// Such as "640x480".
+std::string SizeText(GstVideoInfo const& frame);
+
+// Why frames of `in` can't become such pictures: a sentence, or nothing if they can. `otherFeatures` are those of caps
+// of other than plain frames, or nothing.
+std::string WhyNot(Format const& format, GstVideoInfo const& in, GstVideoInfo const& out, Placement const& placement,
+                   std::string const& otherFeatures);
 
 }  // namespace gstfourtap

@@ -127,6 +127,7 @@ namespace {
 using conformance::Sizes;
 
 Bytes ModelOf(int pixels, Rules const& rules, Sizes const& sizes, Bytes const& picture) {
+  if (sizes.cxIn == sizes.cxOut && sizes.cyIn == sizes.cyOut) return picture;
   return conformance::ModelPicture({pixels,
                                     rules.steps ? FOURTAP_REDUCE_WIDELY : FOURTAP_REDUCE_BY_FOUR_TAPS,
                                     rules.premultiplied ? FOURTAP_ALPHA_STRAIGHT : FOURTAP_ALPHA_MULTIPLY,

@@ -125,6 +125,26 @@ TEST(Negotiation, WidthsInPairsAreEven) {
             " 161x99");
 }
 
+// Of what a source offers, what can be had is taken, though it would rather give what can't.
+TEST(Negotiation, AlternativesThatCanBeHadAreTaken) {
+  EXPECT_EQ(Outcome(Source("format=UYVY,width=320,height=240;video/x-raw,format=GRAY8,width=320,height=240") +
+                    " ! fourtapscale ! video/x-raw,width=161,height=100"),
+            "GRAY8 161x100");
+  EXPECT_EQ(Outcome(Source("format=I420,width=320,height=240,interlace-mode=interleaved;"
+                           "video/x-raw,format=I420,width=320,height=240,interlace-mode=progressive") +
+                    " ! fourtapscale ! video/x-raw,width=160,height=100"),
+            "I420 160x100");
+  Harness const harness(gst_harness_new("fourtapscale"));
+  gst_harness_set_sink_caps_str(harness.get(), "video/x-raw(ANY),width=160,height=100");
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+  Pad const pad(gst_element_get_static_pad(element.get(), "sink"));
+  std::string const size = "format=I420,width=320,height=240";
+  Caps const offered = CapsOf("video/x-raw(memory:DMABuf)," + size + ";video/x-raw," + size);
+  Caps const taken(gst_pad_query_caps(pad.get(), offered.get()));
+  Caps const plain = CapsOf("video/x-raw,framerate=[0/1,2147483647/1]," + size);
+  EXPECT_TRUE(gst_caps_is_equal(taken.get(), plain.get()));
+}
+
 TEST(Negotiation, WhatCantBeHadGetsASentence) {
   EXPECT_EQ(Outcome(Source("format=UYVY,width=320,height=240") + " ! fourtapscale ! video/x-raw,width=161,height=120"),
             "UYVY of 320x240 can't become 161x120: two pixels share chroma, expected even widths, or the same");
@@ -154,26 +174,83 @@ TEST(Negotiation, InterlacedFramesKeepTheirHeight) {
   EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {}, 1), "");
 }
 
-// Memory that is none of ours passes, but is not scaled.
+// Memory that is none of ours.
 TEST(Negotiation, OtherMemoryPasses) {
   std::string const memory = "video/x-raw(memory:GLMemory),format=I420,width=64,height=48,framerate=30/1";
   Harness const harness = MakeHarness("", memory, memory);
   Buffer const passed(gst_harness_push_and_pull(harness.get(), gst_buffer_new()));
   EXPECT_TRUE(passed);
-  Element const element = MakeElement("fourtapscale");
+}
+
+// The sentences on the bus when frames of `ins`, one after the other, are to become
+// `out`.
+std::string Refusals(std::vector<std::string> const& ins, std::string const& out) {
+  Harness const harness(gst_harness_new("fourtapscale"));
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
   Bus const bus(gst_bus_new());
   gst_element_set_bus(element.get(), bus.get());
-  std::string const smaller = "video/x-raw(memory:GLMemory),format=I420,width=32,height=24,framerate=30/1";
-  auto* const transform = GST_BASE_TRANSFORM(element.get());
-  EXPECT_FALSE(
-      GST_BASE_TRANSFORM_GET_CLASS(transform)->set_caps(transform, CapsOf(memory).get(), CapsOf(smaller).get()));
-  Message const message(gst_bus_pop_filtered(bus.get(), GST_MESSAGE_ERROR));
-  ASSERT_TRUE(message);
-  GError* error = nullptr;
-  gst_message_parse_error(message.get(), &error, nullptr);
-  EXPECT_STREQ(error->message, "Frames in other than plain memory can't be scaled");
-  g_error_free(error);
+  gst_harness_set_sink_caps_str(harness.get(), out.c_str());
+  for (std::string const& in : ins) {
+    gst_harness_set_src_caps_str(harness.get(), in.c_str());
+    for (int i = 0; i < 3; ++i)
+      gst_harness_push(harness.get(), gst_buffer_new_allocate(nullptr, 320 * 240 * 2, nullptr));
+  }
+  std::string said;
+  while (Message const message{gst_bus_pop_filtered(bus.get(), GST_MESSAGE_ERROR)}) {
+    GError* error = nullptr;
+    gst_message_parse_error(message.get(), &error, nullptr);
+    said.append(said.empty() ? "" : "\n").append(error->message);
+    g_error_free(error);
+  }
   gst_element_set_bus(element.get(), nullptr);
+  return said;
+}
+
+// However often the caps are tried.
+TEST(Negotiation, RefusalsAreSaidOnce) {
+  std::string const uyvy = CapsText("UYVY", 64, 48), half = "video/x-raw,width=33,height=24";
+  std::string const odd =
+      "UYVY of 64x48 can't become 33x24: two pixels share chroma, expected even widths, or the same";
+  EXPECT_EQ(Refusals({uyvy}, half), odd);
+  EXPECT_EQ(Refusals({uyvy, CapsText("I420", 64, 48), uyvy}, half), odd + "\n" + odd);
+  std::string const mixed = CapsText("I420", 64, 48, "interlace-mode=mixed");
+  EXPECT_EQ(Refusals({mixed, uyvy}, half),
+            "I420 of 64x48 can't become 33x24: the frames are interlaced, expected the same height, or a deinterlacer "
+            "before\n" +
+                odd);
+}
+
+// What was found, and what was expected.
+TEST(Negotiation, OtherFeaturesAreNamed) {
+  std::string const plain = "memory:SystemMemory", expected = ", expected " + plain + " alone";
+  for (std::string const features :
+       {"memory:GLMemory", "format:Interlaced", "memory:SystemMemory, meta:GstVideoOverlayComposition"}) {
+    std::string const mode = features == "format:Interlaced" ? ",interlace-mode=alternate" : "";
+    std::string const video = "video/x-raw(" + features + "),framerate=30/1,format=I420" + mode;
+    EXPECT_EQ(Refusals({video + ",width=64,height=48"}, video + ",width=32,height=48"),
+              "I420 of 64x48 can't become 32x48: the caps have the features " + features + expected);
+  }
+  std::string const without = Refusals({CapsText("I420", 64, 48, "interlace-mode=alternate")}, "video/x-raw,width=32");
+  EXPECT_NE(without.find("expected alternating fields to have the feature format:Interlaced"), std::string::npos)
+      << without;
+  EXPECT_EQ(without.find('\n'), std::string::npos) << without;
+}
+
+// Pixels of an aspect of 0 are of one that nobody knows, and nothing is reckoned with it.
+TEST(Negotiation, UnknownAspectsAreKept) {
+  std::string const unknown = "pixel-aspect-ratio=0/1";
+  for (GstPadDirection const direction : {GST_PAD_SINK, GST_PAD_SRC}) {
+    std::string const sizes = "video/x-raw,format=I420,width=[1,100],height=24";
+    EXPECT_EQ(Fixated("fourtapscale", direction, CapsText("I420", 64, 48, unknown), sizes + "," + unknown),
+              "32x24 0/1");
+    EXPECT_EQ(Fixated("fourtapscale", direction, CapsText("I420", 64, 48), sizes + "," + unknown), "32x24 0/1");
+    EXPECT_EQ(Fixated("fourtapscale", direction, CapsText("I420", 64, 48, unknown), sizes + ",pixel-aspect-ratio=1/1"),
+              "32x24 1/1");
+  }
+  std::string const in = CapsText("I420", 64, 48, unknown);
+  std::string const out = CapsText("I420", 40, 40);
+  EXPECT_EQ(ScaleAndCompare(MakeHarness("", in, out).get(), in, out, {}, 1), "");
+  EXPECT_EQ(ScaleAndCompare(MakeHarness("", out, in).get(), out, in, {}, 1), "");
 }
 
 }  // namespace
