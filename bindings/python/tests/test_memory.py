@@ -1,6 +1,7 @@
 """Memory: held while it is in use, let go after, and none of it lost."""
 
 import array
+import ctypes
 import gc
 import mmap
 import sys
@@ -132,6 +133,12 @@ def test_objects_with_a_buffer():
     out = memoryview(target).cast("B", (5, 7))
     assert fourtapscale.resize(memoryview(plain.tobytes()).cast("B", (10, 20)), (7, 5), out=out) is out
     assert target.tobytes() == scaled.tobytes()
+    # Of ctypes arrays nobody tells the strides.
+    rows, target = (ctypes.c_ubyte * 20 * 10).from_buffer_copy(plain), (ctypes.c_ubyte * 7 * 5)()
+    assert fourtapscale.resize(rows, (7, 5), out=target) is target
+    assert bytes(target) == scaled.tobytes()
+    with pytest.raises(ValueError, match="shares memory"):
+        fourtapscale.resize(rows, (20, 10), out=rows)
     read_only_map = numpy.frombuffer(plain.tobytes(), numpy.uint8).reshape(10, 20)
     numpy.testing.assert_array_equal(fourtapscale.resize(read_only_map, (7, 5)), scaled)
 
