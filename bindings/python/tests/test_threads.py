@@ -7,9 +7,10 @@ import sys
 import threading
 
 import numpy
+import pytest
 
 import fourtapscale
-from conftest import picture
+from conftest import picture, run
 
 LARGE = picture("rgb24", (1200, 900))
 LARGE_SCALED = fourtapscale.resize(LARGE, (800, 600))
@@ -59,8 +60,33 @@ def test_pushing_from_two_threads():
                 said.append(str(error))
         return said
     said = sum(in_threads(4, call), [])
-    assert all("another thread is pushing" in words or "which are left" in words for words in said)
+    assert all("another push is under way" in words or "which are left" in words for words in said)
     numpy.testing.assert_array_equal(numpy.concatenate(list(scaler.slices([LARGE[:500], LARGE[500:]]))), LARGE_SCALED)
+
+
+def test_a_push_is_alone_while_it_runs_code_of_python():
+    scaler = fourtapscale.Scaler((1200, 900), (800, 600), "rgb24")
+    asked, answer = threading.Event(), threading.Event()
+
+    class Waiting(numpy.ndarray):
+        @property
+        def dtype(self):
+            asked.set()
+            assert answer.wait(60)
+            return numpy.dtype("uint8")
+
+    def refused(exception, words, call):
+        with pytest.raises(exception, match=words):
+            call()
+    too_narrow = LARGE[:, :9].view(Waiting)
+    first = threading.Thread(target=refused, args=(ValueError, "at most 900 lines", lambda: scaler.push(too_narrow)))
+    first.start()
+    assert asked.wait(60)
+    for call in (lambda: scaler.push(LARGE), scaler.reset, lambda: next(scaler.slices([LARGE]))):
+        refused(RuntimeError, "another push is under way", call)
+    answer.set()
+    first.join()
+    numpy.testing.assert_array_equal(scaler.push(LARGE), LARGE_SCALED)
 
 
 def test_others_run_meanwhile():
@@ -90,12 +116,15 @@ def test_others_run_meanwhile():
         waiting.join()
 
 
-def child(connection):
+def child(connection, pushed_to):
     scaled = fourtapscale.resize(LARGE, (800, 600), threads=3)
-    connection.send(numpy.array_equal(scaled, LARGE_SCALED))
+    pushed = numpy.concatenate(list(pushed_to.slices([LARGE])))
+    connection.send(numpy.array_equal(scaled, LARGE_SCALED) and numpy.array_equal(pushed, LARGE_SCALED))
 
 
-def test_forked_children_make_helpers_of_their_own():
+def test_forked_children_begin_anew():
+    """With helpers of their own, and with scalers that a thread of their parent's was pushing to."""
+    pushed_to = fourtapscale.Scaler((1200, 900), (800, 600), "rgb24")
     fourtapscale.resize(LARGE, (800, 600), threads=3)
     context = multiprocessing.get_context("fork")
     stop = threading.Event()
@@ -103,13 +132,18 @@ def test_forked_children_make_helpers_of_their_own():
     def keep_busy():
         while not stop.is_set():
             fourtapscale.resize(LARGE, (800, 600), threads=3)
-    busy = [threading.Thread(target=keep_busy) for _ in range(2)]
+
+    def keep_pushing():
+        while not stop.is_set():
+            pushed_to.reset()
+            pushed_to.push(LARGE)
+    busy = [threading.Thread(target=keep) for keep in (keep_busy, keep_pushing)]
     for thread in busy:
         thread.start()
     try:
         for _ in range(8):
             here, there = context.Pipe()
-            process = context.Process(target=child, args=(there,))
+            process = context.Process(target=child, args=(there, pushed_to))
             process.start()
             assert here.poll(60), "the child does not answer"
             assert here.recv()
