@@ -1,5 +1,7 @@
 #include "Objects.h"
 
+#include <unistd.h>
+
 #include <climits>
 #include <cstring>
 
@@ -75,6 +77,16 @@ fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlan
   if (format && format->plane_count <= mostPlanes) return format;
   RefuseValue(PyExc_ValueError, name, given, expected);
   return nullptr;
+}
+
+// Before Python 3.14, a daemon thread that comes back while the interpreter ends is ended by pthread_exit, whose
+// unwinding must not leave a destructor: it waits for the end of the process instead.
+WithoutInterpreter::~WithoutInterpreter() {
+  try {
+    PyEval_RestoreThread(state_);
+  } catch (...) {
+    for (;;) pause();
+  }
 }
 
 }  // namespace binding

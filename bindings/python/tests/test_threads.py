@@ -164,3 +164,19 @@ def test_helpers_stay():
     for _ in range(20):
         fourtapscale.resize(LARGE, (800, 600), threads=4)
     assert threads() == count
+
+
+@pytest.mark.parametrize("threads", [1, 3])
+def test_the_interpreter_ends_while_a_daemon_thread_scales(threads):
+    code = f"""
+import threading, time, numpy, fourtapscale
+picture, out = (numpy.zeros((size, size, 3), numpy.uint8) for size in (1000, 1300))
+def work():
+    while True:
+        fourtapscale.resize(picture, (1300, 1300), out=out, threads={threads})
+threading.Thread(target=work, daemon=True).start()
+time.sleep(.1)
+"""
+    for _ in range(5):
+        done = run(sys.executable, "-c", code)
+        assert (done.returncode, done.stderr) == (0, "")
