@@ -47,7 +47,8 @@ struct Scaler {
   Pixels pixels;
   Request request;
   Object layout;  // its name
-  Shelf shelf{std::numeric_limits<size_t>::max(), std::numeric_limits<size_t>::max()};
+  // Whoever has a scaler wants it kept, whatever it takes; of more threads at a time than that, it is opened anew.
+  Shelf shelf{16, std::numeric_limits<size_t>::max()};
   Progress progress;
 
   ~Scaler() { fourtap_picture_close(progress.picture); }

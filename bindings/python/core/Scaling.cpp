@@ -233,23 +233,33 @@ struct Band {
 // million bytes, and 1.6 times as fast at 5 million.
 constexpr int64_t bytesPerThread = 1 << 20;
 
-int BandsThatPay(Job const& job, int threads) {
-  int64_t const bytes = int64_t{job.needed.cx} * job.needed.cy * job.pixels.bytesIn +
-                        int64_t{job.out.cx} * job.out.cy * job.pixels.bytesOut;
-  int64_t const most = std::min<int64_t>(threads, job.out.cy);
-  return static_cast<int>(std::clamp<int64_t>(bytes / bytesPerThread, 1, std::max<int64_t>(most, 1)));
+int64_t BytesOf(Job const& job) {
+  return int64_t{job.needed.cx} * job.needed.cy * job.pixels.bytesIn +
+         int64_t{job.out.cx} * job.out.cy * job.pixels.bytesOut;
+}
+
+// Of those that are wanted, 0 meaning one for each processor. More than there are processors, and than a few, would
+// cost memory and nothing else.
+int ThreadsThatPay(int64_t bytes, int wanted) {
+  int64_t const paying = bytes / bytesPerThread;
+  if (wanted == 1 || paying <= 1) return 1;
+  int const processors = Processors();
+  int const most = wanted == 0 ? processors : std::min(wanted, std::max(processors, 8));
+  return static_cast<int>(std::min<int64_t>(paying, most));
 }
 
 }  // namespace
 
 bool Scale(Shelf& shelf, Job* const* jobs, int count, int threads) {
-  if (threads == 0) threads = Processors();
+  int64_t bytes = 0;
+  for (int i = 0; i < count; ++i) bytes += BytesOf(*jobs[i]);
+  threads = ThreadsThatPay(bytes, threads);
   std::vector<Band> bands;
   std::vector<Memory> copies(static_cast<size_t>(count));
   std::vector<std::unique_ptr<Borrowed>> borrowed;
   for (int i = 0; i < count; ++i) {
     Job const& job = *jobs[i];
-    int const most = BandsThatPay(job, threads);
+    int const most = std::min(ThreadsThatPay(BytesOf(job), threads), job.out.cy);
     borrowed.push_back(std::make_unique<Borrowed>(shelf, job.request));
     Borrowed& pictures = *borrowed.back();
     while (pictures.Count() < most) {

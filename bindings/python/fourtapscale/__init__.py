@@ -68,7 +68,8 @@ def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | 
     rect     (x, y, width, height): the part of the output that is made. None: all of it
     out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any
              distance and order, apart from the image. None: new memory
-    threads  at most so many, where they pay; 0: as many as this process has processors
+    threads  at most so many, where they pay; 0: as many as this process has processors. More than these, and than 8, are
+             never used
     steps    see the package
     alpha    see the package
 

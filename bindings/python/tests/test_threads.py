@@ -2,7 +2,6 @@
 
 import concurrent.futures
 import multiprocessing
-import os
 import sys
 import threading
 
@@ -155,15 +154,26 @@ def test_forked_children_begin_anew():
             thread.join()
 
 
-def test_helpers_stay():
-    """Threads are made once, not for each call."""
-    def threads():
-        return len(os.listdir("/proc/self/task"))
-    fourtapscale.resize(LARGE, (800, 600), threads=4)
-    count = threads()
-    for _ in range(20):
-        fourtapscale.resize(LARGE, (800, 600), threads=4)
-    assert threads() == count
+def test_helpers_are_made_where_they_pay_and_stay():
+    done = run(sys.executable, "-c", """
+import os, numpy, fourtapscale
+at_first = len(os.listdir("/proc/self/task"))
+def made():
+    return len(os.listdir("/proc/self/task")) - at_first
+luma, chroma, large = (numpy.zeros(shape, numpy.uint8) for shape in ((64, 64), (32, 32), (2000, 2000, 3)))
+fourtapscale.resize_frame([luma, chroma, chroma], (32, 32), "i420", threads=4)
+print(made())
+fourtapscale.resize(large, (2000, 1900), threads=4)
+print(made())
+for _ in range(9):
+    fourtapscale.resize(large, (2000, 1900), threads=4)
+print(made())
+scaler = fourtapscale.Scaler((2000, 2000), (2000, 1900), "rgb24")
+of_one = scaler.nbytes
+scaler.resize(large, threads=10**9)
+print(made() < max(8, os.cpu_count()) and scaler.nbytes <= 16 * of_one)
+""")
+    assert done.stdout.split() == ["0", "3", "3", "True"], done.stderr
 
 
 @pytest.mark.parametrize("threads", [1, 3])
