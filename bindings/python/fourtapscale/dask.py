@@ -9,6 +9,7 @@ where its chunks lie on several machines: a picture that fits is scaled faster b
 
 from __future__ import annotations
 
+import functools
 import itertools
 import math
 import os
@@ -73,11 +74,11 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
                     # A task of its own, which many output chunks may share: the rest of the block can go.
                     piece = ("fourtapscale-piece-" + name, block_row, first_line, line_count, block_column,
                              first_column, column_count)
-                    graph[piece] = (_piece, block, first_line, line_count, first_column, column_count)
+                    graph[piece] = (functools.partial(_piece, first_line, line_count, first_column, column_count), block)
                     block = piece
                 pieces[-1].append(block)
         key = (name, row, column, *([0] * (one.ndim - 2)))
-        graph[key] = (_tile, pieces, need[:2], source_size, tuple(size), rect, layout, steps, alpha)
+        graph[key] = (functools.partial(_tile, need[:2], source_size, size, rect, layout, steps, alpha), pieces)
     made = HighLevelGraph.from_collections(name, graph, dependencies=[array])
     return dask.array.Array(made, name, (heights, widths, *((extent,) for extent in one.shape[2:])), numpy.uint8)
 
@@ -119,14 +120,15 @@ def _scaled(extents: Sequence[int], total: int, unit: int) -> tuple[int, ...]:
     return tuple(end - begin for begin, end in zip([0, *ends], ends) if end > begin)
 
 
-def _piece(block: Any, first_line: int, lines: int, first_column: int, columns: int) -> Any:
+# Tasks are these functions, all arguments but the last one bound: others might be taken for keys of the graph.
+def _piece(first_line: int, lines: int, first_column: int, columns: int, block: Any) -> Any:
     piece = numpy.asarray(block)[first_line:first_line + lines, first_column:first_column + columns]
     # Nearly all of a block costs less than a copy of it; of others the rest must be free to go.
     return piece if 2 * piece.nbytes > block.nbytes else piece.copy()
 
 
-def _tile(pieces: list[list[Any]], origin: tuple[int, int], source_size: Size, size: Size, rect: Rect, layout: str,
-          steps: bool, alpha: Alpha) -> Any:
+def _tile(origin: tuple[int, int], source_size: Size, size: Size, rect: Rect, layout: str, steps: bool, alpha: Alpha,
+          pieces: list[list[Any]]) -> Any:
     if len(pieces) == len(pieces[0]) == 1:
         part = numpy.asarray(pieces[0][0])
     else:

@@ -36,6 +36,14 @@ def test_channels_in_several_chunks_are_joined():
     numpy.testing.assert_array_equal(made.compute(), fourtapscale.resize(source, (30, 30)))
 
 
+def test_keys_that_look_like_arguments():
+    source = picture("gray", (60, 40))
+    whole = dask.array.from_delayed(dask.delayed(lambda: source)(dask_key_name="gray"), (40, 60), numpy.uint8)
+    for array in (whole, whole.rechunk(13)):
+        made = fourtapscale.dask.resize(array, (30, 20), chunks=16)
+        numpy.testing.assert_array_equal(made.compute(), fourtapscale.resize(source, (30, 20)))
+
+
 class Reads:
     """A source that remembers which of its pixels were read how often."""
 
