@@ -1,6 +1,7 @@
 """What does not fit is refused in one line that names it, and nothing is written."""
 
 import array
+import os
 import re
 import subprocess
 import sys
@@ -9,7 +10,7 @@ import numpy
 import pytest
 
 import fourtapscale
-from conftest import SANITIZED, picture
+from conftest import SANITIZED, picture, run
 
 RGB = picture("rgb24", (40, 30))
 GRAY = picture("gray", (40, 30))
@@ -165,3 +166,39 @@ print(fourtapscale.resize(image, (3, 3)).shape)
 """
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=60)
     assert (done.returncode, done.stdout) == (0, "refused\n" * 3 + "(3, 3)\n"), done.stderr
+
+
+def test_any_allocation_may_fail(beside):
+    """Either the call is refused, or it does without; the next ones are right."""
+    if SANITIZED:
+        pytest.skip("a sanitizer has allocations of its own")
+    code = """
+import ctypes, os, sys, threading, numpy, fourtapscale
+left = ctypes.c_int.in_dll(ctypes.CDLL(os.environ["LD_PRELOAD"]), "allocations_left")
+picture = numpy.random.default_rng(1).integers(0, 256, (1500, 1500, 3), numpy.uint8)
+scaled = fourtapscale.resize(picture, (1000, 1000))
+def call():
+    assert numpy.array_equal(fourtapscale.resize(picture, (1000, 1000), threads=4), scaled)
+def failing():
+    left.value = int(sys.argv[1])
+    try:
+        call()
+    except MemoryError:
+        pass
+    if left.value > 0:
+        print("all")
+    left.value = 0
+# On a stack of its own, which is gone then.
+thread = threading.Thread(target=failing)
+thread.start()
+thread.join()
+for _ in range(3):
+    call()
+"""
+    environment = {**os.environ, "LD_PRELOAD": beside("ALLOCATIONS")}
+    for number in range(1, 100):
+        done = run(sys.executable, "-c", code, str(number), env=environment)
+        assert (done.returncode, done.stderr) == (0, ""), number
+        if done.stdout == "all\n":
+            break
+    assert 5 < number < 99
