@@ -1,6 +1,7 @@
 """Memory: held while it is in use, let go after, and none of it lost."""
 
 import array
+import collections
 import ctypes
 import gc
 import mmap
@@ -95,35 +96,31 @@ def test_large_scalers_are_not_kept():
 
 
 def test_owners_keep_their_memory_while_it_is_in_use():
-    height, width = 3000, 3000
-    owner = bytearray(height * width)
-    view = memoryview(owner).cast("B", (height, width))
-    file = mmap.mmap(-1, height * width)
-    refused = []
-    done = threading.Event()
-
-    def take_away():
-        while not done.is_set():
-            for change in (lambda: owner.extend(b"more"), file.close):
-                try:
-                    change()
-                except (BufferError, ValueError):
-                    refused.append(None)
-    mapped = memoryview(file).cast("B", (height, width))
-    thread = threading.Thread(target=take_away)
-    thread.start()
+    source, out = bytearray(3000 * 3000), bytearray(2000 * 2000)
+    refused = collections.Counter()
+    interval = sys.getswitchinterval()
+    # This thread comes back when the other one lets go of the interpreter's lock: in the call.
+    sys.setswitchinterval(60)
     try:
-        for source in (view, mapped):
-            assert not fourtapscale.resize(source, (2000, 2000), threads=2).any()
+        for _ in range(20):
+            views = {"image": memoryview(source).cast("B", (3000, 3000)), "out": memoryview(out).cast("B", (2000, 2000))}
+            thread = threading.Thread(target=fourtapscale.resize, args=(views["image"], (2000, 2000)),
+                                      kwargs={"out": views["out"]})
+            thread.start()
+            for name, view in views.items():
+                try:
+                    view.release()
+                except BufferError:
+                    refused[name] += 1
+            thread.join()
     finally:
-        done.set()
-        thread.join()
-    assert refused
+        sys.setswitchinterval(interval)
+    assert refused["image"] and refused["out"], refused
     # And get it back.
-    view.release()
-    mapped.release()
-    owner.extend(b"more")
-    file.close()
+    for view in views.values():
+        view.release()
+    source.extend(b"more")
+    out.extend(b"more")
 
 
 def test_objects_with_a_buffer():
