@@ -1,13 +1,14 @@
 """Times the package beside the library's own functions and beside other scalers, and prints the page's table: bench.py
-[--calls PROGRAM]
+[--calls LIBRARY]
 
-Microseconds of processor time of one thread, the least of several rounds in which all take turns. PROGRAM is the target
-fourtapscale_calls of the build, which calls the functions for C. What is not installed has no figures.
+Microseconds of processor time of one thread, the least of several rounds in which all take turns, on the same arrays.
+LIBRARY is the target fourtapscale_calls of the build, which calls the functions for C. What is not installed has no
+figures.
 """
 
 import argparse
+import ctypes
 import importlib
-import subprocess
 import time
 
 import numpy
@@ -21,7 +22,7 @@ CASES = [("RGB 16x16 to 12x12", 1, (3,), (16, 16), (12, 12), 10000),
          ("RGB 1280x720 to 1920x1080", 1, (3,), (1280, 720), (1920, 1080), 20),
          ("RGB 4000x3000 to 224x224", 1, (3,), (4000, 3000), (224, 224), 5),
          ("RGBA 1024x768 to 640x480", 101, (4,), (1024, 768), (640, 480), 20)]
-ROUNDS = 7
+ROUNDS = 21
 
 
 def time_of(call, count):
@@ -30,6 +31,17 @@ def time_of(call, count):
     for _ in range(count):
         call()
     return (time.thread_time_ns() - start) / count / 1000
+
+
+class Lines(ctypes.Structure):
+    _fields_ = [("data", ctypes.c_void_p), ("bytes", ctypes.c_size_t), ("stride", ctypes.c_ssize_t)]
+
+
+def functions_for_c(library):
+    function = ctypes.CDLL(library).TimeCalls
+    function.restype = ctypes.c_longlong
+    function.argtypes = [ctypes.c_int, Lines, ctypes.c_int, ctypes.c_int, Lines, *3 * [ctypes.c_int]]
+    return function
 
 
 def have(module):
@@ -41,8 +53,9 @@ def have(module):
 
 def main():
     parser = argparse.ArgumentParser(description="Times the package beside others.")
-    parser.add_argument("--calls", help="the program that calls the functions for C")
+    parser.add_argument("--calls", help="the library that calls the functions for C")
     arguments = parser.parse_args()
+    time_calls = functions_for_c(arguments.calls) if arguments.calls else None
     cv2, pillow = have("cv2"), have("PIL.Image")
     if cv2:
         cv2.setNumThreads(1)
@@ -61,10 +74,10 @@ def main():
             calls["Pillow bicubic"] = lambda: image.resize(size, pillow.BICUBIC)
         figures = {}
         for _ in range(ROUNDS):
-            if arguments.calls:
-                sizes = [str(number) for number in (pixels, *source_size, *size, count)]
-                said = subprocess.run([arguments.calls, *sizes], capture_output=True, check=True).stdout
-                figures.setdefault("C", []).append(int(said) / 1000)
+            if time_calls:
+                lines = [Lines(array.ctypes.data, array.nbytes, 0) for array in (source, out)]
+                figures.setdefault("C", []).append(
+                    time_calls(pixels, lines[0], *source_size, lines[1], *size, count) / 1000)
             for other, call in calls.items():
                 figures.setdefault(other, []).append(time_of(call, count))
         least = [min(figures[other]) if other in figures else None for other in names]

@@ -11,7 +11,7 @@ namespace {
 bool IsByte(Py_buffer const& view) {
   if (view.itemsize != 1) return false;
   char const* format = view.format ? view.format : "B";
-  if (std::strchr("@=<>!|", *format)) ++format;
+  if (*format && std::strchr("@=<>!|", *format)) ++format;
   return std::strcmp(format, "B") == 0;
 }
 
@@ -49,20 +49,26 @@ bool Array::Hold(PyObject* given, char const* name, bool writable) {
   held_ = true;
   bool const isPicture = (view_.ndim == 2 || view_.ndim == 3) && view_.shape[0] <= INT_MAX &&
                          view_.shape[1] <= INT_MAX && (view_.ndim == 2 || (1 <= view_.shape[2] && view_.shape[2] <= 4));
-  if (IsByte(view_) && isPicture) return true;
+  if (IsByte(view_) && isPicture) {
+    // Arrays of ctypes have none, though they are asked for; their items lie without gaps.
+    ptrdiff_t distance = 1;
+    for (int i = view_.ndim; i-- > 0;) {
+      strides_[i] = view_.strides ? view_.strides[i] : distance;
+      distance *= view_.shape[i];
+    }
+    return true;
+  }
   Object const described = DescribedView(view_);
   return described && Refuse(IsByte(view_) ? PyExc_ValueError : PyExc_TypeError, "%s: %U given, expected %s", name,
                              described.get(), expected);
 }
 
-ptrdiff_t Array::Stride() const {
-  return Height() == 1 ? ptrdiff_t{Width()} * Channels() : static_cast<ptrdiff_t>(view_.strides[0]);
-}
+ptrdiff_t Array::Stride() const { return Height() == 1 ? ptrdiff_t{Width()} * Channels() : strides_[0]; }
 
 bool Array::LiesInLines() const {
   ptrdiff_t const lineBytes = ptrdiff_t{Width()} * Channels();
-  if (Channels() > 1 && view_.strides[2] != 1) return false;
-  if (Width() > 1 && view_.strides[1] != Channels()) return false;
+  if (Channels() > 1 && strides_[2] != 1) return false;
+  if (Width() > 1 && strides_[1] != Channels()) return false;
   ptrdiff_t const distance = Stride() < 0 ? -Stride() : Stride();
   return lineBytes <= distance && distance <= INT_MAX;
 }
@@ -72,8 +78,8 @@ Array::Span Array::Within() const {
   Span span{address, address};
   for (int i = 0; i < view_.ndim; ++i) {
     if (view_.shape[i] == 0) return {address, address};
-    auto const reach = static_cast<uintptr_t>((view_.shape[i] - 1) * view_.strides[i]);
-    (view_.strides[i] < 0 ? span.first : span.end) += reach;
+    auto const reach = static_cast<uintptr_t>((view_.shape[i] - 1) * strides_[i]);
+    (strides_[i] < 0 ? span.first : span.end) += reach;
   }
   return {span.first, span.end + 1};
 }
@@ -89,11 +95,11 @@ Memory Array::Copied(fourtap_rect const& rect) const {
   Memory memory(
       static_cast<unsigned char*>(std::malloc(static_cast<size_t>(lineBytes) * static_cast<size_t>(rect.cy))));
   if (!memory) return nullptr;
-  ptrdiff_t const betweenPixels = view_.strides[1];
-  ptrdiff_t const betweenChannels = view_.ndim == 3 ? view_.strides[2] : 1;
+  ptrdiff_t const betweenPixels = strides_[1];
+  ptrdiff_t const betweenChannels = view_.ndim == 3 ? strides_[2] : 1;
   unsigned char* to = memory.get();
   for (int y = 0; y < rect.cy; ++y) {
-    unsigned char const* from = Top() + (rect.y + y) * view_.strides[0] + rect.x * betweenPixels;
+    unsigned char const* from = Top() + (rect.y + y) * strides_[0] + rect.x * betweenPixels;
     for (int x = 0; x < rect.cx; ++x) {
       for (ptrdiff_t c = 0; c < channels; ++c) *to++ = from[c * betweenChannels];
       from += betweenPixels;

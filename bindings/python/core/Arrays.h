@@ -19,10 +19,8 @@ class Array {
  public:
   Array() = default;
   ~Array() { Let(); }
-  Array(Array&& other) noexcept : view_(other.view_), held_(other.held_) { other.held_ = false; }
   Array(Array const&) = delete;
   Array& operator=(Array const&) = delete;
-  Array& operator=(Array&&) = delete;
 
   // Bytes in lines: (height, width), or (height, width, channels). `name` is the argument's.
   bool Hold(PyObject* given, char const* name, bool writable);
@@ -52,6 +50,7 @@ class Array {
   Span Within() const;
 
   Py_buffer view_;
+  ptrdiff_t strides_[3];  // by its dimensions; not every owner tells them
   bool held_ = false;
 };
 

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <new>
-#include <system_error>
 #include <thread>
 
 namespace binding {
@@ -56,14 +56,14 @@ struct Crew {
   void HaveHelpers(int wanted) {
     try {
       for (; helpers < wanted; ++helpers) std::thread([this] { Help(); }).detach();
-    } catch (std::system_error const&) {
+    } catch (std::exception const&) {  // no more threads, or no memory for one
     }
   }
 
   void Do(Work& work) {
     std::unique_lock lock(mutex);
-    waiting.push_back(&work);
     HaveHelpers(work.helpersAllowed);
+    waiting.push_back(&work);
     for (int i = 0; i < work.helpersAllowed; ++i) more.notify_one();
     DoAll(work, lock);
     std::erase(waiting, &work);

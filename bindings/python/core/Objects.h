@@ -62,7 +62,7 @@ auto Guarded(Body const& body) -> std::invoke_result_t<Body> {
 class WithoutInterpreter {
  public:
   WithoutInterpreter() : state_(PyEval_SaveThread()) {}
-  ~WithoutInterpreter() { PyEval_RestoreThread(state_); }
+  ~WithoutInterpreter();
   WithoutInterpreter(WithoutInterpreter const&) = delete;
   WithoutInterpreter& operator=(WithoutInterpreter const&) = delete;
 

@@ -1,4 +1,6 @@
 // The type Scaler: pictures of one pair of sizes, and one that is on its way line by line.
+#include <unistd.h>
+
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -9,21 +11,44 @@ namespace binding {
 
 namespace {
 
-// A picture that is handed over line by line. Threads that push at once are refused: nobody could say whose lines come
-// first.
+// A picture that is handed over line by line.
 struct Progress {
   fourtap_picture* picture = nullptr;
   fourtap_rect needed;
-  int taken = 0;    // lines of the source
-  int written = 0;  // lines of the output
-  bool busy = false;
+  int taken = 0;        // lines of the source
+  int written = 0;      // lines of the output
+  pid_t turnOf = 0;     // the process that pushes or resets at the moment
+  bool isLost = false;  // lines went in, and their output did not come out
+};
+
+// Threads that push at once are refused, since nobody could say whose lines come first; also those that come while the
+// one before runs Python's code. A child of fork has none of the threads that were pushing.
+class Turn {
+ public:
+  explicit Turn(Progress& progress) : progress_(progress), isMine_(progress.turnOf != getpid()) {
+    if (isMine_) progress.turnOf = getpid();
+  }
+  ~Turn() {
+    if (isMine_) progress_.turnOf = 0;
+  }
+  Turn(Turn const&) = delete;
+  Turn& operator=(Turn const&) = delete;
+
+  bool IsMine() const {
+    return isMine_ || Refuse(PyExc_RuntimeError, "scaler: another push is under way, expected one at a time");
+  }
+
+ private:
+  Progress& progress_;
+  bool const isMine_;
 };
 
 struct Scaler {
   Pixels pixels;
   Request request;
   Object layout;  // its name
-  Shelf shelf{std::numeric_limits<size_t>::max(), std::numeric_limits<size_t>::max()};
+  // Whoever has a scaler wants it kept, whatever it takes; of more threads at a time than that, it is opened anew.
+  Shelf shelf{16, std::numeric_limits<size_t>::max()};
   Progress progress;
 
   ~Scaler() { fourtap_picture_close(progress.picture); }
@@ -61,7 +86,9 @@ PyObject* New(PyTypeObject* type, PyObject* arguments, PyObject*) {
       Borrowed first(scaler->shelf, scaler->request);
       if (!Succeeded(first.Add())) return nullptr;
     }
-    scaler->layout = Share(layout);
+    // Text alone: nothing that might hold this scaler in turn.
+    scaler->layout.reset(PyUnicode_FromObject(layout));
+    if (!scaler->layout) return nullptr;
     auto const allocate = reinterpret_cast<allocfunc>(PyType_GetSlot(type, Py_tp_alloc));
     PyObject* const self = allocate(type, 0);
     if (self) reinterpret_cast<ScalerObject*>(self)->scaler = scaler.release();
@@ -167,12 +194,15 @@ bool ReadLinesAllowed(Request const& request, int taken, int& allowed) {
   return true;
 }
 
-bool RefuseBusy(Progress const& progress) {
-  return !progress.busy || Refuse(PyExc_RuntimeError, "scaler: another thread is pushing, expected one at a time");
-}
-
 bool Begin(Scaler& scaler) {
   Progress& progress = scaler.progress;
+  progress.taken = progress.written = 0;
+  if (progress.isLost) {
+    // Perhaps a fork met it half way.
+    fourtap_picture_close(progress.picture);
+    progress.picture = nullptr;
+    progress.isLost = false;
+  }
   if (!progress.picture) {
     Request const& request = scaler.request;
     if (!Succeeded(fourtap_picture_open(&progress.picture, &request.rules, request.cxIn, request.cyIn, request.cxOut,
@@ -180,7 +210,6 @@ bool Begin(Scaler& scaler) {
       return false;
     }
   }
-  progress.taken = progress.written = 0;
   return Succeeded(fourtap_picture_begin(progress.picture, nullptr)) &&
          Succeeded(fourtap_picture_needed(progress.picture, nullptr, &progress.needed));
 }
@@ -192,7 +221,12 @@ PyObject* Push(PyObject* self, PyObject* given) {
     Request const& request = scaler.request;
     Progress& progress = scaler.progress;
     Job job;
-    if (!RefuseBusy(progress) || !ReadAsTold(scaler, given, "lines", job)) return nullptr;
+    Turn const turn(progress);
+    if (!turn.IsMine() || !ReadAsTold(scaler, given, "lines", job)) return nullptr;
+    if (progress.isLost) {
+      Refuse(PyExc_RuntimeError, "scaler: the output of lines that were pushed is lost, expected reset() first");
+      return nullptr;
+    }
     int const lines = job.image.Height(), left = request.cyIn - progress.taken;
     if (job.image.Width() != request.cxIn || lines > left) {
       Object const described = job.image.Described();
@@ -218,7 +252,7 @@ PyObject* Push(PyObject* self, PyObject* given) {
     int taken = 0, written = 0;
     fourtap_status status = FOURTAP_OK;
     bool enoughMemory = true;
-    progress.busy = true;
+    progress.isLost = true;
     {
       WithoutInterpreter const others;
       ptrdiff_t const lineBytes = ptrdiff_t{needed.cx} * bytesIn;
@@ -237,7 +271,7 @@ PyObject* Push(PyObject* self, PyObject* given) {
                                       &taken, to.From<fourtap_target>(0, room), room, &written);
       }
     }
-    progress.busy = false;
+    progress.isLost = enoughMemory && status == FOURTAP_OK;  // a refusal takes nothing
     if (!enoughMemory) return PyErr_NoMemory();
     if (!Succeeded(status)) return nullptr;
     if (taken != end - first) {
@@ -246,16 +280,18 @@ PyObject* Push(PyObject* self, PyObject* given) {
     }
     progress.taken += lines;
     progress.written += written;
-    if (written == room) return job.result.release();
-    // The room for one more was not needed.
     job.target.Let();
-    return PySequence_GetSlice(job.result.get(), 0, written);
+    // The room for one more may not have been needed.
+    PyObject* const result = written == room ? job.result.release() : PySequence_GetSlice(job.result.get(), 0, written);
+    progress.isLost = !result;
+    return result;
   });
 }
 
 PyObject* Reset(PyObject* self, PyObject*) {
   Scaler& scaler = Of(self);
-  if (!RefuseBusy(scaler.progress) || !Begin(scaler)) return nullptr;
+  Turn const turn(scaler.progress);
+  if (!turn.IsMine() || !Begin(scaler)) return nullptr;
   Py_RETURN_NONE;
 }
 

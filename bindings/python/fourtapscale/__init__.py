@@ -35,16 +35,13 @@ pixels are made. An array must not be written to meanwhile.
 from __future__ import annotations
 
 from collections.abc import Iterable, Iterator, Sequence
-from typing import TYPE_CHECKING, Any, Literal
+from typing import Any, Literal
+
+import numpy
 
 from . import _core
 
-if TYPE_CHECKING:
-    import numpy
-    import numpy.typing
-
-    Array = numpy.typing.NDArray[numpy.uint8]
-
+Array = numpy.ndarray[Any, numpy.dtype[numpy.uint8]]
 # What the buffer protocol has no type for before Python 3.12.
 Image = Any
 Size = tuple[int, int]
@@ -67,8 +64,9 @@ def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | 
     layout   see the package
     rect     (x, y, width, height): the part of the output that is made. None: all of it
     out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any
-             distance and order, apart from the image. None: new memory
-    threads  at most so many, where they pay; 0: as many as this process has processors
+             distance and order, and from its first byte to its last apart from the image. None: new memory
+    threads  at most so many, where they pay; 0: as many as this process has processors. Never more than these, or than
+             8 where they are fewer
     steps    see the package
     alpha    see the package
 
@@ -118,8 +116,9 @@ class Scaler:
     def __init__(self, source_size: Size, size: Size, layout: str, *, steps: bool = True,
                  alpha: Alpha = "multiply") -> None:
         self._core = _core.Scaler(source_size, size, layout, steps, alpha)
-        self._arguments = ((int(source_size[0]), int(source_size[1])), (int(size[0]), int(size[1])), layout, steps,
-                           alpha)
+        colour = alpha if alpha is None or isinstance(alpha, str) else (int(alpha[0]), int(alpha[1]), int(alpha[2]))
+        self._arguments = ((int(source_size[0]), int(source_size[1])), (int(size[0]), int(size[1])), str(layout),
+                           bool(steps), colour)
 
     @property
     def source_size(self) -> Size:
@@ -160,7 +159,8 @@ class Scaler:
         lines  (n, width) or (n, width, channels)
 
         Once a picture has all its lines, all of the output has been returned, and no more are taken until reset().
-        Some lines may come later than lines_needed tells.
+        Some lines may come later than lines_needed tells. RuntimeError while another push is under way; and until
+        reset() where the output of a push is lost, for want of memory, or since the process was forked meanwhile.
         """
         return self._core.push(lines)
 
@@ -185,15 +185,18 @@ class Scaler:
         self._core.reset()
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _scaler, self._arguments
+        return _scaler, (type(self), *self._arguments), getattr(self, "__dict__", None)
 
     def __repr__(self) -> str:
         source_size, size, layout, steps, alpha = self._arguments
         return f"Scaler({source_size}, {size}, {layout!r}, steps={steps}, alpha={alpha!r})"
 
 
-def _scaler(source_size: Size, size: Size, layout: str, steps: bool, alpha: Alpha) -> Scaler:
-    return Scaler(source_size, size, layout, steps=steps, alpha=alpha)
+def _scaler(kind: type[Scaler], source_size: Size, size: Size, layout: str, steps: bool, alpha: Alpha) -> Scaler:
+    # Kinds of others' may be made otherwise.
+    scaler = kind.__new__(kind)
+    Scaler.__init__(scaler, source_size, size, layout, steps=steps, alpha=alpha)
+    return scaler
 
 
 def formats() -> tuple[tuple[str, ...], ...]:
@@ -229,17 +232,14 @@ def frame_planes(frame: Image, size: Size, format: str) -> tuple[Array, ...]:
     size    (width, height) of the frame
     format  a name of formats()
     """
-    import numpy
-
     expected = frame_bytes(format, size)
-    _shape(frame, "frame")
-    memory = numpy.asarray(frame) if isinstance(frame, numpy.ndarray) else numpy.frombuffer(frame, numpy.uint8)
-    if memory.dtype != numpy.uint8:
-        raise TypeError(f"frame: {memory.dtype} of shape {memory.shape} given, expected uint8")
-    if memory.size != expected or not memory.flags.c_contiguous:
-        raise ValueError(f"frame: {memory.dtype} of shape {memory.shape} given, expected {expected} bytes without gaps "
-                         f"for {format} of {size[0]}x{size[1]} pixels")
-    flat = memory.reshape(-1)
+    view = _view(frame, "frame")
+    is_bytes = view.format.lstrip("@=<>!") == "B"
+    if not is_bytes or view.nbytes != expected or not view.c_contiguous:
+        raise (ValueError if is_bytes else TypeError)(
+            f"frame: {getattr(frame, 'dtype', f'items {view.format!r}')} of shape {view.shape} given, expected "
+            f"{expected} bytes (uint8) without gaps for {format} of {size[0]}x{size[1]} pixels")
+    flat = numpy.frombuffer(view, numpy.uint8)
     planes = []
     first = 0
     for shape in plane_shapes(format, size):
@@ -262,22 +262,31 @@ def resize_frame(planes: Sequence[Image], size: Size, format: str, *, out: Seque
     return tuple(_core.resize_planes(_planes_to_scale(planes, size, format, out), threads, steps))
 
 
-def _shape(given: Image, name: str) -> tuple[int, ...]:
+def _view(given: Image, name: str) -> memoryview:
     try:
-        return memoryview(given).shape or ()
-    except TypeError:
+        return memoryview(given)
+    except (TypeError, ValueError, BufferError):
         raise TypeError(f"{name}: {type(given).__name__} given, expected uint8 in an array, or in another object with "
                         f"a buffer") from None
+
+
+def _listed(given: Iterable[Image], name: str, expected: str) -> list[Image]:
+    try:
+        return list(given)
+    except TypeError:
+        raise TypeError(f"{name}: {type(given).__name__} given, expected {expected}") from None
 
 
 def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,
                      out: Sequence[Image] | None) -> list[tuple[Image, Size, str, Image | None]]:
     """The planes with their sizes, layouts and targets, if they are those of a frame."""
     targets = _core.plane_sizes(format, size)
-    for name, given in (("planes", planes), ("out", out)):
-        if given is not None and len(given) != len(targets):
+    planes = _listed(planes, "planes", f"the {len(targets)} of {format}")
+    outs = [None] * len(targets) if out is None else _listed(out, "out", f"the {len(targets)} of {format}, or None")
+    for name, given in (("planes", planes), ("out", outs)):
+        if len(given) != len(targets):
             raise ValueError(f"{name}: {len(given)} given, expected the {len(targets)} of {format}")
-    shapes = [_shape(plane, "planes") for plane in planes]
+    shapes = [_view(plane, "planes").shape or () for plane in planes]
     if any(len(shape) < 2 for shape in shapes):
         raise ValueError(f"planes: of shapes {shapes} given, expected {len(targets)} of (height, width) and more")
     frame = (shapes[0][1], shapes[0][0])
@@ -285,5 +294,5 @@ def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,
     if [tuple(shape[:2]) for shape in shapes] != expected:
         raise ValueError(f"planes: of shapes {shapes} given, expected (height, width) to be {expected} for {format} of "
                          f"{frame[0]}x{frame[1]} pixels")
-    return [(planes[i], (width, height), layout, None if out is None else out[i])
-            for i, (layout, width, height) in enumerate(targets)]
+    return [(plane, (width, height), layout, target)
+            for plane, target, (layout, width, height) in zip(planes, outs, targets)]

@@ -4,6 +4,7 @@ import collections
 import os
 import pathlib
 import subprocess
+import tempfile
 
 import numpy
 import pytest
@@ -12,6 +13,9 @@ import pytest
 CHANNELS = {"gray": (), "uv16": (2,), "ya8": (2,), "uyvy": (2,), "yuy2": (2,), "rgb24": (3,), "rgb32": (4,),
             "rgba32": (4,), "argb": (4,)}
 ROOT = pathlib.Path(__file__).resolve().parents[3]
+# What hypothesis writes; otherwise it would lie beside the sources.
+SCRATCH = tempfile.TemporaryDirectory(prefix="fourtapscale-")
+os.environ["HYPOTHESIS_STORAGE_DIRECTORY"] = SCRATCH.name
 SANITIZED = os.environ.get("SANITIZED") == "1"
 
 Case = collections.namedtuple("Case", "layout source_size size steps alpha")

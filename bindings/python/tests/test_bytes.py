@@ -10,7 +10,7 @@ from numpy.lib.stride_tricks import as_strided
 
 import fourtapscale
 import model
-from conftest import CHANNELS, Case, cropped, picture, random_case, random_rect
+from conftest import CHANNELS, cropped, picture, random_case, random_rect
 
 ROUNDS = 60
 
@@ -64,6 +64,10 @@ def test_slices_and_parts(layout, rng):
         part = source[y:y + cy, x:x + cx].copy()
         numpy.testing.assert_array_equal(scaler.resize_part(part, (x, y), rect), cropped(whole, rect), f"{case} {rect}")
         wider = source[:y + cy, :x + cx][:, ::-1].copy()[:, ::-1]
+        # In pairs that begin in an odd column too.
+        left = max(x - 1, 0)
+        for lying in (source[y:y + cy, left:], numpy.asfortranarray(source[y:y + cy, left:])):
+            numpy.testing.assert_array_equal(scaler.resize_part(lying, (left, y), rect), cropped(whole, rect))
         by_function = fourtapscale.resize_part(wider, (0, 0), case.source_size, case.size, rect, **words(case))
         numpy.testing.assert_array_equal(by_function, cropped(whole, rect))
 
@@ -215,5 +219,13 @@ def test_channels_without_a_name():
         scaled = fourtapscale.resize(source, (13, 7))
         assert scaled.shape == (7, 13, *channels)
         numpy.testing.assert_array_equal(scaled, model.scaled(source, (13, 7), layout))
-    case = Case("rgba32", (20, 10), (13, 7), True, "multiply")
-    assert fourtapscale.resize(picture("rgba32", case.source_size), case.size, layout="BGRA")[..., 3].any()
+
+
+def test_other_names():
+    for names, layout in (("vyuy", "uyvy"), ("yvyu YUYV", "yuy2"), ("bgr24", "rgb24"), ("bgr0", "rgb32"),
+                          ("bgra BGRA ar24 ab24", "rgba32"), ("abgr ABGR ra24 ba24", "argb"), ("gray8a", "ya8")):
+        source = picture(layout, (20, 10))
+        for name in names.split():
+            for alpha in ("multiply", "drop"):
+                numpy.testing.assert_array_equal(fourtapscale.resize(source, (14, 7), layout=name, alpha=alpha),
+                                                 model.scaled(source, (14, 7), layout, alpha=alpha), name)

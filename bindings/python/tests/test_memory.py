@@ -1,6 +1,8 @@
 """Memory: held while it is in use, let go after, and none of it lost."""
 
 import array
+import collections
+import ctypes
 import gc
 import mmap
 import sys
@@ -94,35 +96,32 @@ def test_large_scalers_are_not_kept():
 
 
 def test_owners_keep_their_memory_while_it_is_in_use():
-    height, width = 3000, 3000
-    owner = bytearray(height * width)
-    view = memoryview(owner).cast("B", (height, width))
-    file = mmap.mmap(-1, height * width)
-    refused = []
-    done = threading.Event()
-
-    def take_away():
-        while not done.is_set():
-            for change in (lambda: owner.extend(b"more"), file.close):
-                try:
-                    change()
-                except (BufferError, ValueError):
-                    refused.append(None)
-    mapped = memoryview(file).cast("B", (height, width))
-    thread = threading.Thread(target=take_away)
-    thread.start()
+    source, out = bytearray(3000 * 3000), bytearray(2000 * 2000)
+    refused = collections.Counter()
+    interval = sys.getswitchinterval()
+    # This thread comes back when the other one lets go of the interpreter's lock: in the call.
+    sys.setswitchinterval(60)
     try:
-        for source in (view, mapped):
-            assert not fourtapscale.resize(source, (2000, 2000), threads=2).any()
+        for _ in range(20):
+            views = {"image": memoryview(source).cast("B", (3000, 3000)),
+                     "out": memoryview(out).cast("B", (2000, 2000))}
+            thread = threading.Thread(target=fourtapscale.resize, args=(views["image"], (2000, 2000)),
+                                      kwargs={"out": views["out"]})
+            thread.start()
+            for name, view in views.items():
+                try:
+                    view.release()
+                except BufferError:
+                    refused[name] += 1
+            thread.join()
     finally:
-        done.set()
-        thread.join()
-    assert refused
+        sys.setswitchinterval(interval)
+    assert refused["image"] and refused["out"], refused
     # And get it back.
-    view.release()
-    mapped.release()
-    owner.extend(b"more")
-    file.close()
+    for view in views.values():
+        view.release()
+    source.extend(b"more")
+    out.extend(b"more")
 
 
 def test_objects_with_a_buffer():
@@ -132,6 +131,12 @@ def test_objects_with_a_buffer():
     out = memoryview(target).cast("B", (5, 7))
     assert fourtapscale.resize(memoryview(plain.tobytes()).cast("B", (10, 20)), (7, 5), out=out) is out
     assert target.tobytes() == scaled.tobytes()
+    # Of ctypes arrays nobody tells the strides.
+    rows, target = (ctypes.c_ubyte * 20 * 10).from_buffer_copy(plain), (ctypes.c_ubyte * 7 * 5)()
+    assert fourtapscale.resize(rows, (7, 5), out=target) is target
+    assert bytes(target) == scaled.tobytes()
+    with pytest.raises(ValueError, match="whose extent overlaps"):
+        fourtapscale.resize(rows, (20, 10), out=rows)
     read_only_map = numpy.frombuffer(plain.tobytes(), numpy.uint8).reshape(10, 20)
     numpy.testing.assert_array_equal(fourtapscale.resize(read_only_map, (7, 5)), scaled)
 

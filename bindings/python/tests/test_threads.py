@@ -2,14 +2,14 @@
 
 import concurrent.futures
 import multiprocessing
-import os
 import sys
 import threading
 
 import numpy
+import pytest
 
 import fourtapscale
-from conftest import picture
+from conftest import picture, run
 
 LARGE = picture("rgb24", (1200, 900))
 LARGE_SCALED = fourtapscale.resize(LARGE, (800, 600))
@@ -59,8 +59,33 @@ def test_pushing_from_two_threads():
                 said.append(str(error))
         return said
     said = sum(in_threads(4, call), [])
-    assert all("another thread is pushing" in words or "which are left" in words for words in said)
+    assert all("another push is under way" in words or "which are left" in words for words in said)
     numpy.testing.assert_array_equal(numpy.concatenate(list(scaler.slices([LARGE[:500], LARGE[500:]]))), LARGE_SCALED)
+
+
+def test_a_push_is_alone_while_it_runs_code_of_python():
+    scaler = fourtapscale.Scaler((1200, 900), (800, 600), "rgb24")
+    asked, answer = threading.Event(), threading.Event()
+
+    class Waiting(numpy.ndarray):
+        @property
+        def dtype(self):
+            asked.set()
+            assert answer.wait(60)
+            return numpy.dtype("uint8")
+
+    def refused(exception, words, call):
+        with pytest.raises(exception, match=words):
+            call()
+    too_narrow = LARGE[:, :9].view(Waiting)
+    first = threading.Thread(target=refused, args=(ValueError, "at most 900 lines", lambda: scaler.push(too_narrow)))
+    first.start()
+    assert asked.wait(60)
+    for call in (lambda: scaler.push(LARGE), scaler.reset, lambda: next(scaler.slices([LARGE]))):
+        refused(RuntimeError, "another push is under way", call)
+    answer.set()
+    first.join()
+    numpy.testing.assert_array_equal(scaler.push(LARGE), LARGE_SCALED)
 
 
 def test_others_run_meanwhile():
@@ -90,12 +115,15 @@ def test_others_run_meanwhile():
         waiting.join()
 
 
-def child(connection):
+def child(connection, pushed_to):
     scaled = fourtapscale.resize(LARGE, (800, 600), threads=3)
-    connection.send(numpy.array_equal(scaled, LARGE_SCALED))
+    pushed = numpy.concatenate(list(pushed_to.slices([LARGE])))
+    connection.send(numpy.array_equal(scaled, LARGE_SCALED) and numpy.array_equal(pushed, LARGE_SCALED))
 
 
-def test_forked_children_make_helpers_of_their_own():
+def test_forked_children_begin_anew():
+    """With helpers of their own, and with scalers that a thread of their parent's was pushing to."""
+    pushed_to = fourtapscale.Scaler((1200, 900), (800, 600), "rgb24")
     fourtapscale.resize(LARGE, (800, 600), threads=3)
     context = multiprocessing.get_context("fork")
     stop = threading.Event()
@@ -103,13 +131,18 @@ def test_forked_children_make_helpers_of_their_own():
     def keep_busy():
         while not stop.is_set():
             fourtapscale.resize(LARGE, (800, 600), threads=3)
-    busy = [threading.Thread(target=keep_busy) for _ in range(2)]
+
+    def keep_pushing():
+        while not stop.is_set():
+            pushed_to.reset()
+            pushed_to.push(LARGE)
+    busy = [threading.Thread(target=keep) for keep in (keep_busy, keep_pushing)]
     for thread in busy:
         thread.start()
     try:
         for _ in range(8):
             here, there = context.Pipe()
-            process = context.Process(target=child, args=(there,))
+            process = context.Process(target=child, args=(there, pushed_to))
             process.start()
             assert here.poll(60), "the child does not answer"
             assert here.recv()
@@ -121,12 +154,39 @@ def test_forked_children_make_helpers_of_their_own():
             thread.join()
 
 
-def test_helpers_stay():
-    """Threads are made once, not for each call."""
-    def threads():
-        return len(os.listdir("/proc/self/task"))
-    fourtapscale.resize(LARGE, (800, 600), threads=4)
-    count = threads()
-    for _ in range(20):
-        fourtapscale.resize(LARGE, (800, 600), threads=4)
-    assert threads() == count
+def test_helpers_are_made_where_they_pay_and_stay():
+    done = run(sys.executable, "-c", """
+import os, numpy, fourtapscale
+at_first = len(os.listdir("/proc/self/task"))
+def made():
+    return len(os.listdir("/proc/self/task")) - at_first
+luma, chroma, large = (numpy.zeros(shape, numpy.uint8) for shape in ((64, 64), (32, 32), (2000, 2000, 3)))
+fourtapscale.resize_frame([luma, chroma, chroma], (32, 32), "i420", threads=4)
+print(made())
+fourtapscale.resize(large, (2000, 1900), threads=4)
+print(made())
+for _ in range(9):
+    fourtapscale.resize(large, (2000, 1900), threads=4)
+print(made())
+scaler = fourtapscale.Scaler((2000, 2000), (2000, 1900), "rgb24")
+of_one = scaler.nbytes
+scaler.resize(large, threads=10**9)
+print(made() < max(8, os.cpu_count()) and scaler.nbytes <= 16 * of_one)
+""")
+    assert done.stdout.split() == ["0", "3", "3", "True"], done.stderr
+
+
+@pytest.mark.parametrize("threads", [1, 3])
+def test_the_interpreter_ends_while_a_daemon_thread_scales(threads):
+    code = f"""
+import threading, time, numpy, fourtapscale
+picture, out = (numpy.zeros((size, size, 3), numpy.uint8) for size in (1000, 1300))
+def work():
+    while True:
+        fourtapscale.resize(picture, (1300, 1300), out=out, threads={threads})
+threading.Thread(target=work, daemon=True).start()
+time.sleep(.1)
+"""
+    for _ in range(5):
+        done = run(sys.executable, "-c", code)
+        assert (done.returncode, done.stderr) == (0, "")
