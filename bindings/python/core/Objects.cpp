@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstring>
 
 namespace binding {
@@ -35,14 +36,20 @@ int Read(PyObject* given, bool& isNumber) {
 }  // namespace
 
 bool RefuseValue(PyObject* exception, char const* name, PyObject* given, char const* expected) {
+  Object text(PyObject_Repr(given));
+  if (!text && PyErr_ExceptionMatches(PyExc_ValueError)) {
+    // A number of more digits than Python shows.
+    PyErr_Clear();
+    text.reset(PyType_GetName(Py_TYPE(given)));
+  }
   // Arrays show themselves in many lines.
-  Object const text(PyObject_Repr(given)), end(PyUnicode_FromString("\n")), blank(PyUnicode_FromString(" "));
+  Object const end(PyUnicode_FromString("\n")), blank(PyUnicode_FromString(" "));
   Object const line(text && end && blank ? PyUnicode_Replace(text.get(), end.get(), blank.get(), -1) : nullptr);
   return line && Refuse(exception, "%s: %.200U given, expected %s", name, line.get(), expected);
 }
 
 bool ReadNumbers(PyObject* given, char const* name, char const* expected, int* numbers, int count) {
-  Object const tuple(PySequence_Tuple(given));
+  Object const tuple(PySequence_Check(given) ? PySequence_Tuple(given) : nullptr);
   bool areNumbers = tuple && PyTuple_Size(tuple.get()) == count;
   for (int i = 0; areNumbers && i < count; ++i) numbers[i] = Read(PyTuple_GetItem(tuple.get(), i), areNumbers);
   if (areNumbers) return true;
@@ -60,8 +67,10 @@ bool ReadNumber(PyObject* given, char const* name, int least, int& number) {
     PyErr_Clear();
     return RefuseValue(PyExc_TypeError, name, given, "a whole number");
   }
-  if (number < least) return Refuse(PyExc_ValueError, "%s: %R given, expected %d or more", name, given, least);
-  return true;
+  if (number >= least) return true;
+  char expected[32];
+  std::snprintf(expected, sizeof expected, "%d or more", least);
+  return RefuseValue(PyExc_ValueError, name, given, expected);
 }
 
 fourtap_format const* ReadFormat(PyObject* given, char const* name, int mostPlanes, char const* expected) {

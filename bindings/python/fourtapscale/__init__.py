@@ -68,8 +68,8 @@ def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | 
     rect     (x, y, width, height): the part of the output that is made. None: all of it
     out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any
              distance and order, apart from the image. None: new memory
-    threads  at most so many, where they pay; 0: as many as this process has processors. More than these, and than 8, are
-             never used
+    threads  at most so many, where they pay; 0: as many as this process has processors. Never more than these, or than
+             8 where they are fewer
     steps    see the package
     alpha    see the package
 
@@ -233,14 +233,13 @@ def frame_planes(frame: Image, size: Size, format: str) -> tuple[Array, ...]:
     import numpy
 
     expected = frame_bytes(format, size)
-    _shape(frame, "frame")
-    memory = numpy.asarray(frame) if isinstance(frame, numpy.ndarray) else numpy.frombuffer(frame, numpy.uint8)
-    if memory.dtype != numpy.uint8:
-        raise TypeError(f"frame: {memory.dtype} of shape {memory.shape} given, expected uint8")
-    if memory.size != expected or not memory.flags.c_contiguous:
-        raise ValueError(f"frame: {memory.dtype} of shape {memory.shape} given, expected {expected} bytes without gaps "
-                         f"for {format} of {size[0]}x{size[1]} pixels")
-    flat = memory.reshape(-1)
+    view = _view(frame, "frame")
+    is_bytes = view.format.lstrip("@=<>!") == "B"
+    if not is_bytes or view.nbytes != expected or not view.c_contiguous:
+        raise (ValueError if is_bytes else TypeError)(
+            f"frame: {getattr(frame, 'dtype', f'items {view.format!r}')} of shape {view.shape} given, expected "
+            f"{expected} bytes (uint8) without gaps for {format} of {size[0]}x{size[1]} pixels")
+    flat = numpy.frombuffer(view, numpy.uint8)
     planes = []
     first = 0
     for shape in plane_shapes(format, size):
@@ -263,22 +262,31 @@ def resize_frame(planes: Sequence[Image], size: Size, format: str, *, out: Seque
     return tuple(_core.resize_planes(_planes_to_scale(planes, size, format, out), threads, steps))
 
 
-def _shape(given: Image, name: str) -> tuple[int, ...]:
+def _view(given: Image, name: str) -> memoryview:
     try:
-        return memoryview(given).shape or ()
-    except TypeError:
+        return memoryview(given)
+    except (TypeError, ValueError, BufferError):
         raise TypeError(f"{name}: {type(given).__name__} given, expected uint8 in an array, or in another object with "
                         f"a buffer") from None
+
+
+def _listed(given: Iterable[Image], name: str, expected: str) -> list[Image]:
+    try:
+        return list(given)
+    except TypeError:
+        raise TypeError(f"{name}: {type(given).__name__} given, expected {expected}") from None
 
 
 def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,
                      out: Sequence[Image] | None) -> list[tuple[Image, Size, str, Image | None]]:
     """The planes with their sizes, layouts and targets, if they are those of a frame."""
     targets = _core.plane_sizes(format, size)
-    for name, given in (("planes", planes), ("out", out)):
-        if given is not None and len(given) != len(targets):
+    planes = _listed(planes, "planes", f"the {len(targets)} of {format}")
+    outs = [None] * len(targets) if out is None else _listed(out, "out", f"the {len(targets)} of {format}, or None")
+    for name, given in (("planes", planes), ("out", outs)):
+        if len(given) != len(targets):
             raise ValueError(f"{name}: {len(given)} given, expected the {len(targets)} of {format}")
-    shapes = [_shape(plane, "planes") for plane in planes]
+    shapes = [_view(plane, "planes").shape or () for plane in planes]
     if any(len(shape) < 2 for shape in shapes):
         raise ValueError(f"planes: of shapes {shapes} given, expected {len(targets)} of (height, width) and more")
     frame = (shapes[0][1], shapes[0][0])
@@ -286,5 +294,5 @@ def _planes_to_scale(planes: Sequence[Image], size: Size, format: str,
     if [tuple(shape[:2]) for shape in shapes] != expected:
         raise ValueError(f"planes: of shapes {shapes} given, expected (height, width) to be {expected} for {format} of "
                          f"{frame[0]}x{frame[1]} pixels")
-    return [(planes[i], (width, height), layout, None if out is None else out[i])
-            for i, (layout, width, height) in enumerate(targets)]
+    return [(plane, (width, height), layout, target)
+            for plane, target, (layout, width, height) in zip(planes, outs, targets)]

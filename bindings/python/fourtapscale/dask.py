@@ -12,6 +12,8 @@ from __future__ import annotations
 import functools
 import itertools
 import math
+import numbers
+import operator
 import os
 from typing import Any, Sequence
 
@@ -24,6 +26,8 @@ from . import Alpha, Rect, Size, _core
 
 __all__ = ["from_file", "resize"]
 
+# By the channels in a shape.
+_USUAL = {(): "gray", (1,): "gray", (2,): "uv16", (3,): "rgb24", (4,): "rgba32"}
 Chunks = int | tuple[int | Sequence[int], int | Sequence[int]] | None
 
 
@@ -42,17 +46,23 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
         raise TypeError(f"array: {type(array).__name__} given, expected a dask array")
     if array.dtype != numpy.uint8:
         raise TypeError(f"array: {array.dtype} of shape {array.shape} given, expected uint8")
-    if array.ndim not in (2, 3) or any(math.isnan(extent) for extent in array.shape):
-        raise ValueError(f"array: shape {array.shape} given, expected (height, width), or (height, width, channels), "
-                         f"all of them known")
+    if array.ndim not in (2, 3) or any(map(math.isnan, array.shape)) or array.shape[2:] not in _USUAL:
+        raise ValueError(f"array: shape {array.shape} given, expected (height, width), or (height, width, channels) "
+                         f"with 1 to 4 channels, all of them known")
     if array.ndim == 3 and array.numblocks[2] > 1:
         array = array.rechunk({2: -1})
     if layout is None:
-        layout = {(): "gray", (1,): "gray", (2,): "uv16", (3,): "rgb24", (4,): "rgba32"}.get(array.shape[2:], "")
+        layout = _USUAL[array.shape[2:]]
     source_size = (array.shape[1], array.shape[0])
     # Refuses what can't be scaled, and tells what comes out.
-    one = _core.resize(numpy.zeros((1, 2, *array.shape[2:]), numpy.uint8), (2, 1), layout, None, None, 1, steps, alpha)
+    pixels = numpy.zeros((1, 2, *array.shape[2:]), numpy.uint8)
+    try:
+        one = _core.resize(pixels, (2, 1), layout, None, None, 1, steps, alpha)
+    except (TypeError, ValueError) as refusal:
+        words = str(refusal).replace(f"image: uint8 of shape {pixels.shape}", f"array: uint8 of shape {array.shape}")
+        raise type(refusal)(words) from None
     _core.needed(source_size, size, None, layout, steps, alpha)
+    size = (int(size[0]), int(size[1]))
     pairs = _core.plane_sizes(layout, (2, 1))[0][0] in ("uyvy", "yuy2")
     heights, widths = _chunks(array, size, chunks, 2 if pairs else 1)
 
@@ -74,7 +84,8 @@ def resize(array: Any, size: Size, *, chunks: Chunks = None, layout: str | None 
                     # A task of its own, which many output chunks may share: the rest of the block can go.
                     piece = ("fourtapscale-piece-" + name, block_row, first_line, line_count, block_column,
                              first_column, column_count)
-                    graph[piece] = (functools.partial(_piece, first_line, line_count, first_column, column_count), block)
+                    cut = functools.partial(_piece, first_line, line_count, first_column, column_count)
+                    graph[piece] = (cut, block)
                     block = piece
                 pieces[-1].append(block)
         key = (name, row, column, *([0] * (one.ndim - 2)))
@@ -103,13 +114,28 @@ def _chunks(array: Any, size: Size, chunks: Chunks, unit: int) -> tuple[tuple[in
     """Extents of the output's chunks, downwards and across."""
     if chunks is None:
         return (_scaled(array.chunks[0], size[1], 1), _scaled(array.chunks[1], size[0], unit))
-    both = (chunks, chunks) if isinstance(chunks, int) else tuple(chunks)
-    if len(both) != 2:
-        raise ValueError(f"chunks: {chunks} given, expected an extent, or (height, width)")
-    heights, widths = dask.array.core.normalize_chunks(both, (size[1], size[0]), dtype=numpy.uint8)
+    words = " ".join(repr(chunks).split())
+    refusal = (f"chunks: {words:.100} given, expected an extent, or (height, width), each an extent or extents that make "
+               f"up {size[1]} lines and {size[0]} columns")
+    try:
+        both = (chunks, chunks) if isinstance(chunks, (int, numbers.Integral)) else tuple(chunks)
+        heights, widths = (_extents(given, total) for given, total in zip(both, (size[1], size[0]), strict=True))
+    except (TypeError, ValueError):
+        raise TypeError(refusal) from None
+    if min(heights + widths, default=0) < 1 or (sum(widths), sum(heights)) != size:
+        raise ValueError(refusal)
     if any(extent % unit for extent in widths):
-        raise ValueError(f"chunks: {widths} across given, expected even widths: two pixels share chroma")
+        raise ValueError(f"chunks: {str(widths):.100} across given, expected even widths: two pixels share chroma")
     return heights, widths
+
+
+def _extents(given: Any, total: int) -> tuple[int, ...]:
+    """Of all chunks in one direction."""
+    if not isinstance(given, numbers.Integral):
+        return tuple(operator.index(extent) for extent in given)
+    extent = max(int(given), 0)
+    whole, rest = divmod(total, extent) if extent else (0, 0)
+    return (extent,) * whole + (rest,) * (rest > 0)
 
 
 def _scaled(extents: Sequence[int], total: int, unit: int) -> tuple[int, ...]:

@@ -32,8 +32,12 @@ def test_chunks_of_any_extent(layout, steps):
 
 def test_channels_in_several_chunks_are_joined():
     source = picture("rgb24", (60, 40))
-    made = fourtapscale.dask.resize(dask.array.from_array(source, chunks=(20, 20, 1)), (30, 30))
+    array = dask.array.from_array(source, chunks=(20, 20, 1))
+    made = fourtapscale.dask.resize(array, (30, 30), chunks=12)
     numpy.testing.assert_array_equal(made.compute(), fourtapscale.resize(source, (30, 30)))
+    # What is the same has the same name, whatever numbers it was told with.
+    same = fourtapscale.dask.resize(array, [numpy.int64(30), 30], chunks=(numpy.int64(12), [12, 12, 6]))
+    assert same.name == made.name
 
 
 def test_keys_that_look_like_arguments():
@@ -101,12 +105,19 @@ def test_refusals():
             (ValueError, "all of them known", lambda: fourtapscale.dask.resize(source[source[:, 0, 0] > 3], (2, 2))),
             (ValueError, "sizes: 60x40 to 0x2 given", lambda: fourtapscale.dask.resize(source, (0, 2))),
             (TypeError, "size: 7 given", lambda: fourtapscale.dask.resize(source, 7)),
-            (ValueError, "expected 1 channel for", lambda: fourtapscale.dask.resize(source, (4, 4), layout="gray")),
+            (ValueError, r"array: uint8 of shape \(40, 60, 3\) given, expected 1 channel for",
+             lambda: fourtapscale.dask.resize(source, (4, 4), layout="gray")),
             (ValueError, "expected even widths", lambda: fourtapscale.dask.resize(packed, (5, 4), layout="uyvy")),
             (ValueError, "chunks: .* expected even widths",
              lambda: fourtapscale.dask.resize(packed, (8, 4), layout="uyvy", chunks=3)),
-            (ValueError, "chunks: .* expected an extent",
-             lambda: fourtapscale.dask.resize(source, (8, 4), chunks=(1, 2, 3)))):
+            (ValueError, r"array: shape \(40, 60, 5\) given",
+             lambda: fourtapscale.dask.resize(dask.array.zeros((40, 60, 5), dtype="u1"), (2, 2))),
+            *((exception, "chunks: .* given, expected an extent, or .height, width.*make up 4 lines and 8 columns",
+               lambda chunks=chunks: fourtapscale.dask.resize(source, (8, 4), chunks=chunks))
+              for exception, chunks in (
+                  (TypeError, (1, 2, 3)), (TypeError, 2.5), (TypeError, (2, "ab")),
+                  (TypeError, numpy.zeros((40, 2, 2))), (ValueError, 0), (ValueError, (-1, 8)),
+                  (ValueError, ((4, 0), 8)), (ValueError, (4, (4, 5)))))):
         with pytest.raises(exception, match=words):
             call()
 

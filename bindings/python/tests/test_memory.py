@@ -103,7 +103,8 @@ def test_owners_keep_their_memory_while_it_is_in_use():
     sys.setswitchinterval(60)
     try:
         for _ in range(20):
-            views = {"image": memoryview(source).cast("B", (3000, 3000)), "out": memoryview(out).cast("B", (2000, 2000))}
+            views = {"image": memoryview(source).cast("B", (3000, 3000)),
+                     "out": memoryview(out).cast("B", (2000, 2000))}
             thread = threading.Thread(target=fourtapscale.resize, args=(views["image"], (2000, 2000)),
                                       kwargs={"out": views["out"]})
             thread.start()
