@@ -198,7 +198,7 @@ bool FindTarget(State const& state, Job& job, PyObject* out) {
 bool RefuseOverlap(Job const& job, Array const& image) {
   if (!job.target.Overlaps(image)) return true;
   Object const described = job.target.Described();
-  return described && Refuse(PyExc_ValueError, "out: %U that shares memory with the image given, expected them apart",
+  return described && Refuse(PyExc_ValueError, "out: %U whose extent overlaps the image's given, expected them apart",
                              described.get());
 }
 

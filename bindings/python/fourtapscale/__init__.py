@@ -67,7 +67,7 @@ def resize(image: Image, size: Size, *, layout: str | None = None, rect: Rect | 
     layout   see the package
     rect     (x, y, width, height): the part of the output that is made. None: all of it
     out      where it goes: an array of the shape that would be returned, its pixels without gaps, its lines in any
-             distance and order, apart from the image. None: new memory
+             distance and order, and from its first byte to its last apart from the image. None: new memory
     threads  at most so many, where they pay; 0: as many as this process has processors. Never more than these, or than
              8 where they are fewer
     steps    see the package
