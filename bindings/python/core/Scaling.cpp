@@ -144,7 +144,6 @@ bool ReadImage(PyObject* image, char const* name, PyObject* layout, Pixels const
 bool PlacePart(Job& job, int const* sourceSize, PyObject* origin) {
   int place[2];
   if (!ReadNumbers(origin, "origin", "(x, y) in whole numbers", place, 2)) return false;
-  job.isPart = true;
   job.given.x = place[0];
   job.given.y = place[1];
   job.request.cxIn = sourceSize[0];
@@ -216,14 +215,16 @@ struct Band {
   void Scale() {
     Array const &image = job->image, &target = job->target;
     int const bytesIn = job->pixels.bytesIn, bytesOut = job->pixels.bytesOut;
-    fourtap_rect const& given = *copy ? job->needed : job->given;
-    bool const isPart = *copy || job->isPart;
-    Lines<unsigned char const> const from{*copy ? copy->get() : image.Top(),
-                                          *copy ? ptrdiff_t{given.cx} * bytesIn : image.Stride(),
-                                          ptrdiff_t{given.cx} * bytesIn};
+    fourtap_rect const &given = job->given, &needed = job->needed;
+    ptrdiff_t const lineBytes = ptrdiff_t{needed.cx} * bytesIn;
+    Lines<unsigned char const> from{copy->get(), lineBytes, lineBytes};
+    if (!*copy) {
+      from.stride = image.Stride();
+      from.top = image.Top() + (needed.y - given.y) * from.stride + ptrdiff_t{needed.x - given.x} * bytesIn;
+    }
     Lines<unsigned char> const to{target.Top(), target.Stride(), ptrdiff_t{job->out.cx} * bytesOut};
     fourtap_rect const out{job->out.x, job->out.y + first, job->out.cx, count};
-    status = fourtap_picture_scale(picture, from.From<fourtap_source>(0, given.cy), isPart ? &given : nullptr,
+    status = fourtap_picture_scale(picture, from.From<fourtap_source>(0, needed.cy), &needed,
                                    to.From<fourtap_target>(first, count), &out);
     if (status != FOURTAP_OK) std::snprintf(sentence, sizeof sentence, "%s", fourtap_error());
   }

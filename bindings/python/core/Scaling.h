@@ -36,8 +36,7 @@ struct Job {
   Pixels pixels;
   Request request;
   Array image, target;
-  fourtap_rect given;   // what of the source `image` is
-  bool isPart = false;  // `given` is less than all of it
+  fourtap_rect given;  // what of the source `image` is
   fourtap_rect needed;
   fourtap_rect out;
   Object result;

@@ -64,6 +64,10 @@ def test_slices_and_parts(layout, rng):
         part = source[y:y + cy, x:x + cx].copy()
         numpy.testing.assert_array_equal(scaler.resize_part(part, (x, y), rect), cropped(whole, rect), f"{case} {rect}")
         wider = source[:y + cy, :x + cx][:, ::-1].copy()[:, ::-1]
+        # In pairs that begin in an odd column too.
+        left = max(x - 1, 0)
+        for lying in (source[y:y + cy, left:], numpy.asfortranarray(source[y:y + cy, left:])):
+            numpy.testing.assert_array_equal(scaler.resize_part(lying, (left, y), rect), cropped(whole, rect))
         by_function = fourtapscale.resize_part(wider, (0, 0), case.source_size, case.size, rect, **words(case))
         numpy.testing.assert_array_equal(by_function, cropped(whole, rect))
 
