@@ -10,7 +10,7 @@ from numpy.lib.stride_tricks import as_strided
 
 import fourtapscale
 import model
-from conftest import CHANNELS, Case, cropped, picture, random_case, random_rect
+from conftest import CHANNELS, cropped, picture, random_case, random_rect
 
 ROUNDS = 60
 
@@ -219,5 +219,13 @@ def test_channels_without_a_name():
         scaled = fourtapscale.resize(source, (13, 7))
         assert scaled.shape == (7, 13, *channels)
         numpy.testing.assert_array_equal(scaled, model.scaled(source, (13, 7), layout))
-    case = Case("rgba32", (20, 10), (13, 7), True, "multiply")
-    assert fourtapscale.resize(picture("rgba32", case.source_size), case.size, layout="BGRA")[..., 3].any()
+
+
+def test_other_names():
+    for names, layout in (("vyuy", "uyvy"), ("yvyu YUYV", "yuy2"), ("bgr24", "rgb24"), ("bgr0", "rgb32"),
+                          ("bgra BGRA ar24 ab24", "rgba32"), ("abgr ABGR ra24 ba24", "argb"), ("gray8a", "ya8")):
+        source = picture(layout, (20, 10))
+        for name in names.split():
+            for alpha in ("multiply", "drop"):
+                numpy.testing.assert_array_equal(fourtapscale.resize(source, (14, 7), layout=name, alpha=alpha),
+                                                 model.scaled(source, (14, 7), layout, alpha=alpha), name)
