@@ -49,6 +49,9 @@ class BuildModule(setuptools.command.build_ext.build_ext):
 class WithLibrary(setuptools.command.sdist.sdist):
     def make_release_tree(self, base_dir, files):
         super().make_release_tree(base_dir, files)
+        # Here, it is a link out of the distribution.
+        (pathlib.Path(base_dir) / "LICENSE").unlink(missing_ok=True)
+        shutil.copy(LIBRARY / "LICENSE", base_dir)
         for part in PARTS:
             source, target = LIBRARY / part, pathlib.Path(base_dir) / "library" / part
             target.parent.mkdir(parents=True, exist_ok=True)

@@ -24,6 +24,8 @@ def test_a_source_distribution_brings_the_library(tmp_path):
     assert files_of(source) == before
     archive, = tmp_path.glob("*.tar.gz")
     with tarfile.open(archive) as made:
+        licence, = [entry for entry in made if pathlib.PurePath(entry.name).parts[1:] == ("LICENSE",)]
+        assert licence.isreg() and made.extractfile(licence).read() == (ROOT / "LICENSE").read_bytes()
         names = {pathlib.PurePath(*pathlib.PurePath(name).parts[1:]) for name in made.getnames()}
     brought = [path.relative_to(ROOT) for folder in ("src", "include", "variants", "processors", "conformance", "cmake",
                                                      "bindings/python/core")
