@@ -86,7 +86,9 @@ PyObject* New(PyTypeObject* type, PyObject* arguments, PyObject*) {
       Borrowed first(scaler->shelf, scaler->request);
       if (!Succeeded(first.Add())) return nullptr;
     }
-    scaler->layout = Share(layout);
+    // Text alone: nothing that might hold this scaler in turn.
+    scaler->layout.reset(PyUnicode_FromObject(layout));
+    if (!scaler->layout) return nullptr;
     auto const allocate = reinterpret_cast<allocfunc>(PyType_GetSlot(type, Py_tp_alloc));
     PyObject* const self = allocate(type, 0);
     if (self) reinterpret_cast<ScalerObject*>(self)->scaler = scaler.release();

@@ -35,16 +35,13 @@ pixels are made. An array must not be written to meanwhile.
 from __future__ import annotations
 
 from collections.abc import Iterable, Iterator, Sequence
-from typing import TYPE_CHECKING, Any, Literal
+from typing import Any, Literal
+
+import numpy
 
 from . import _core
 
-if TYPE_CHECKING:
-    import numpy
-    import numpy.typing
-
-    Array = numpy.typing.NDArray[numpy.uint8]
-
+Array = numpy.ndarray[Any, numpy.dtype[numpy.uint8]]
 # What the buffer protocol has no type for before Python 3.12.
 Image = Any
 Size = tuple[int, int]
@@ -119,8 +116,9 @@ class Scaler:
     def __init__(self, source_size: Size, size: Size, layout: str, *, steps: bool = True,
                  alpha: Alpha = "multiply") -> None:
         self._core = _core.Scaler(source_size, size, layout, steps, alpha)
-        self._arguments = ((int(source_size[0]), int(source_size[1])), (int(size[0]), int(size[1])), layout, steps,
-                           alpha)
+        colour = alpha if alpha is None or isinstance(alpha, str) else (int(alpha[0]), int(alpha[1]), int(alpha[2]))
+        self._arguments = ((int(source_size[0]), int(source_size[1])), (int(size[0]), int(size[1])), str(layout),
+                           bool(steps), colour)
 
     @property
     def source_size(self) -> Size:
@@ -186,15 +184,18 @@ class Scaler:
         self._core.reset()
 
     def __reduce__(self) -> tuple[Any, ...]:
-        return _scaler, self._arguments
+        return _scaler, (type(self), *self._arguments), getattr(self, "__dict__", None)
 
     def __repr__(self) -> str:
         source_size, size, layout, steps, alpha = self._arguments
         return f"Scaler({source_size}, {size}, {layout!r}, steps={steps}, alpha={alpha!r})"
 
 
-def _scaler(source_size: Size, size: Size, layout: str, steps: bool, alpha: Alpha) -> Scaler:
-    return Scaler(source_size, size, layout, steps=steps, alpha=alpha)
+def _scaler(kind: type[Scaler], source_size: Size, size: Size, layout: str, steps: bool, alpha: Alpha) -> Scaler:
+    # Kinds of others' may be made otherwise.
+    scaler = kind.__new__(kind)
+    Scaler.__init__(scaler, source_size, size, layout, steps=steps, alpha=alpha)
+    return scaler
 
 
 def formats() -> tuple[tuple[str, ...], ...]:
@@ -230,8 +231,6 @@ def frame_planes(frame: Image, size: Size, format: str) -> tuple[Array, ...]:
     size    (width, height) of the frame
     format  a name of formats()
     """
-    import numpy
-
     expected = frame_bytes(format, size)
     view = _view(frame, "frame")
     is_bytes = view.format.lstrip("@=<>!") == "B"

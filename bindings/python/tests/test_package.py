@@ -1,9 +1,12 @@
 """The package: its self-test, what its module shows, pickling, its documentation."""
 
+import gc
 import importlib.util
 import pickle
 import re
 import sys
+import typing
+import weakref
 
 import numpy
 import pytest
@@ -57,10 +60,36 @@ def test_scalers_are_pickled():
     assert 1000 < again.nbytes < 1 << 20
 
 
+class Named(fourtapscale.Scaler):
+    def __init__(self, name):
+        super().__init__((40, 30), (20, 10), "gray")
+        self.name = name
+
+
+def test_kinds_of_scalers_are_pickled_and_collected():
+    again = pickle.loads(pickle.dumps(Named("small")))
+    assert type(again) is Named and again.name == "small" and again.size == (20, 10)
+
+    class Text(str):
+        pass
+
+    class Truth:
+        def __bool__(self):
+            return True
+    for kind, words in (Text, "layout"), (Truth, "steps"):
+        holder = kind("gray") if kind is Text else kind()
+        holder.scaler = fourtapscale.Scaler((40, 30), (20, 10), **{"layout": "gray", words: holder})
+        gone = weakref.ref(holder)
+        del holder
+        gc.collect()
+        assert gone() is None
+
+
 def test_all_that_is_public_says_what_it_does():
     for name in fourtapscale.__all__:
         thing = getattr(fourtapscale, name)
         assert getattr(thing, "__doc__"), name
+        assert name == "__version__" or typing.get_type_hints(thing) or isinstance(thing, type), name
         for member, value in vars(thing).items() if isinstance(thing, type) else ():
             assert member.startswith("_") or value.__doc__, member
 
