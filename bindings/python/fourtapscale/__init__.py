@@ -159,7 +159,8 @@ class Scaler:
         lines  (n, width) or (n, width, channels)
 
         Once a picture has all its lines, all of the output has been returned, and no more are taken until reset().
-        Some lines may come later than lines_needed tells.
+        Some lines may come later than lines_needed tells. RuntimeError while another push is under way; and until
+        reset() where the output of a push is lost, for want of memory, or since the process was forked meanwhile.
         """
         return self._core.push(lines)
 
