@@ -11,7 +11,7 @@ namespace {
 bool IsByte(Py_buffer const& view) {
   if (view.itemsize != 1) return false;
   char const* format = view.format ? view.format : "B";
-  if (std::strchr("@=<>!|", *format)) ++format;
+  if (*format && std::strchr("@=<>!|", *format)) ++format;
   return std::strcmp(format, "B") == 0;
 }
 

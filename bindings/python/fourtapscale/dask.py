@@ -115,8 +115,8 @@ def _chunks(array: Any, size: Size, chunks: Chunks, unit: int) -> tuple[tuple[in
     if chunks is None:
         return (_scaled(array.chunks[0], size[1], 1), _scaled(array.chunks[1], size[0], unit))
     words = " ".join(repr(chunks).split())
-    refusal = (f"chunks: {words:.100} given, expected an extent, or (height, width), each an extent or extents that make "
-               f"up {size[1]} lines and {size[0]} columns")
+    refusal = (f"chunks: {words:.100} given, expected an extent, or (height, width), each an extent or extents that "
+               f"make up {size[1]} lines and {size[0]} columns")
     try:
         both = (chunks, chunks) if isinstance(chunks, (int, numbers.Integral)) else tuple(chunks)
         heights, widths = (_extents(given, total) for given, total in zip(both, (size[1], size[0]), strict=True))
