@@ -1,14 +1,16 @@
 """Times the package beside the library's own functions and beside other scalers, and prints the page's table: bench.py
 [--calls LIBRARY]
 
-Microseconds of processor time of one thread, the least of several rounds in which all take turns, on the same arrays.
-LIBRARY is the target fourtapscale_calls of the build, which calls the functions for C. What is not installed has no
-figures.
+Microseconds of processor time of one thread, the least of several rounds in which all take turns in any order, on the
+same arrays. LIBRARY is the target fourtapscale_calls of the build, which calls the functions for C. What is not
+installed has no figures.
 """
 
 import argparse
 import ctypes
+import functools
 import importlib
+import random
 import time
 
 import numpy
@@ -30,7 +32,7 @@ def time_of(call, count):
     start = time.thread_time_ns()
     for _ in range(count):
         call()
-    return (time.thread_time_ns() - start) / count / 1000
+    return (time.thread_time_ns() - start) / count
 
 
 class Lines(ctypes.Structure):
@@ -72,14 +74,15 @@ def main():
         if pillow:
             image = pillow.fromarray(source)
             calls["Pillow bicubic"] = lambda: image.resize(size, pillow.BICUBIC)
-        figures = {}
+        timers = {other: functools.partial(time_of, call, count) for other, call in calls.items()}
+        if time_calls:
+            lines = [Lines(array.ctypes.data, array.nbytes, 0) for array in (source, out)]
+            timers["C"] = functools.partial(time_calls, pixels, lines[0], *source_size, lines[1], *size, count)
+        figures = {other: [] for other in timers}
         for _ in range(ROUNDS):
-            if time_calls:
-                lines = [Lines(array.ctypes.data, array.nbytes, 0) for array in (source, out)]
-                figures.setdefault("C", []).append(
-                    time_calls(pixels, lines[0], *source_size, lines[1], *size, count) / 1000)
-            for other, call in calls.items():
-                figures.setdefault(other, []).append(time_of(call, count))
+            # What comes before leaves the caches as it likes.
+            for other in random.sample(list(timers), len(timers)):
+                figures[other].append(timers[other]() / 1000)
         least = [min(figures[other]) if other in figures else None for other in names]
         cells = ["" if f is None else f"{f:.2f}" if f < 10 else f"{f:.0f}" for f in least]
         print(f"| {name} | " + " | ".join(cells) + " |")

@@ -115,8 +115,9 @@ def test_refusals():
             *((exception, "chunks: .* given, expected an extent, or .height, width.*make up 4 lines and 8 columns",
                lambda chunks=chunks: fourtapscale.dask.resize(source, (8, 4), chunks=chunks))
               for exception, chunks in (
-                  (TypeError, (1, 2, 3)), (TypeError, 2.5), (TypeError, (2, "ab")), (TypeError, numpy.zeros((40, 2, 2))),
-                  (ValueError, 0), (ValueError, (-1, 8)), (ValueError, ((4, 0), 8)), (ValueError, (4, (4, 5)))))):
+                  (TypeError, (1, 2, 3)), (TypeError, 2.5), (TypeError, (2, "ab")),
+                  (TypeError, numpy.zeros((40, 2, 2))), (ValueError, 0), (ValueError, (-1, 8)),
+                  (ValueError, ((4, 0), 8)), (ValueError, (4, (4, 5)))))):
         with pytest.raises(exception, match=words):
             call()
 
