@@ -24,34 +24,34 @@ typedef float Floats __attribute__((vector_size(16)));
 // Where a byte of memory lies in a lane.
 constexpr int ShiftOf(int byte) { return 8 * (std::endian::native == std::endian::little ? byte : 3 - byte); }
 
-// How the pixels of a lane lie.
+// How the pixels of a lane lie: how many there are, the bytes of each, and which of them is alpha. A type, since clang
+// would show a value that templates are made of to others.
+template <int pixelsOf, int bytesOf, int alphaOf>
 struct LaneForm {
-  int pixels;
-  int bytes;  // of a pixel
-  int alpha;  // byte of alpha in a pixel
+  static constexpr int pixels = pixelsOf, bytes = bytesOf, alpha = alphaOf;
 
-  constexpr int AlphaShift(int pixel) const { return ShiftOf(pixel * bytes + alpha); }
-  constexpr uint32_t AlphaMask() const {
+  static constexpr int AlphaShift(int pixel) { return ShiftOf(pixel * bytes + alpha); }
+  static constexpr uint32_t AlphaMask() {
     uint32_t mask = 0;
     for (int p = 0; p < pixels; ++p) mask |= 255U << AlphaShift(p);
     return mask;
   }
 };
 
-template <LaneForm form>
+template <class Form>
 Lanes AlphaOf(Lanes pixels, int pixel) {
-  return pixels >> form.AlphaShift(pixel) & 255;
+  return pixels >> Form::AlphaShift(pixel) & 255;
 }
 
 // Alpha of each byte's pixel.
-template <LaneForm form>
+template <class Form>
 Lanes AlphaOfBytes(Lanes pixels) {
-  if constexpr (form.pixels == 1) {
-    Lanes const twice = AlphaOf<form>(pixels, 0) * 0x101;
+  if constexpr (Form::pixels == 1) {
+    Lanes const twice = AlphaOf<Form>(pixels, 0) * 0x101;
     return twice | twice << 16;
   } else {
-    Lanes const alphas = pixels & form.AlphaMask();
-    return alphas | (form.AlphaShift(0) % 16 == 0 ? alphas << 8 : alphas >> 8);
+    Lanes const alphas = pixels & Form::AlphaMask();
+    return alphas | (Form::AlphaShift(0) % 16 == 0 ? alphas << 8 : alphas >> 8);
   }
 }
 
@@ -61,23 +61,23 @@ Words ProductOver255(Lanes a, Lanes b) {
   return (rounded + (rounded >> 8)) >> 8;
 }
 
-template <LaneForm form>
+template <class Form>
 struct Multiplied {
   Lanes operator()(Lanes pixels) const {
     uint32_t constexpr lower = 0x00ff00ff;
     // Alpha itself, times 255, stays what it is.
-    Lanes const factors = AlphaOfBytes<form>(pixels) | form.AlphaMask();
+    Lanes const factors = AlphaOfBytes<Form>(pixels) | Form::AlphaMask();
     Words const even = ProductOver255(pixels & lower, factors & lower);
     Words const odd = ProductOver255(pixels >> 8 & lower, factors >> 8 & lower);
     return reinterpret_cast<Lanes>(even | odd << 8);
   }
 };
 
-template <LaneForm form>
+template <class Form>
 struct Divided {
   // Colours above alpha give 255, as alpha does.
   static Lanes Clamped(Lanes pixels) {
-    auto const bytes = reinterpret_cast<Bytes>(pixels), alphas = reinterpret_cast<Bytes>(AlphaOfBytes<form>(pixels));
+    auto const bytes = reinterpret_cast<Bytes>(pixels), alphas = reinterpret_cast<Bytes>(AlphaOfBytes<Form>(pixels));
     return reinterpret_cast<Lanes>(bytes < alphas ? bytes : alphas);
   }
 
@@ -94,14 +94,14 @@ struct Divided {
 
   Lanes operator()(Lanes pixels) const {
     Lanes const clamped = Clamped(pixels);
-    Lanes divided = pixels & form.AlphaMask();
-    for (int p = 0; p < form.pixels; ++p) {
-      auto const alpha = reinterpret_cast<SignedLanes>(AlphaOf<form>(pixels, p));
+    Lanes divided = pixels & Form::AlphaMask();
+    for (int p = 0; p < Form::pixels; ++p) {
+      auto const alpha = reinterpret_cast<SignedLanes>(AlphaOf<Form>(pixels, p));
       Floats const quotient = 255 / __builtin_convertvector(alpha, Floats);
       // 0 where alpha is 0.
       auto const reciprocal = reinterpret_cast<Floats>(reinterpret_cast<SignedLanes>(quotient) & (alpha > 0));
-      for (int b = 0; b < form.bytes; ++b) {
-        if (b != form.alpha) divided |= QuotientAt(clamped, reciprocal, ShiftOf(p * form.bytes + b));
+      for (int b = 0; b < Form::bytes; ++b) {
+        if (b != Form::alpha) divided |= QuotientAt(clamped, reciprocal, ShiftOf(p * Form::bytes + b));
       }
     }
     return divided;
@@ -123,15 +123,15 @@ void ChangeLanes(unsigned char const* from, size_t bytes, unsigned char* to, Cha
   std::memcpy(to + at, &lanes, bytes - at);
 }
 
-template <template <LaneForm> class Change>
+template <template <class> class Change>
 void ChangeColours(AlphaPixel const& pixel, unsigned char const* from, size_t cx, unsigned char* to) {
   size_t const bytes = cx * static_cast<size_t>(pixel.Bytes());
   if (pixel.colours == 1) {
-    ChangeLanes(from, bytes, to, Change<LaneForm{2, 2, 1}>());
+    ChangeLanes(from, bytes, to, Change<LaneForm<2, 2, 1>>());
   } else if (pixel.alpha == 0) {
-    ChangeLanes(from, bytes, to, Change<LaneForm{1, 4, 0}>());
+    ChangeLanes(from, bytes, to, Change<LaneForm<1, 4, 0>>());
   } else {
-    ChangeLanes(from, bytes, to, Change<LaneForm{1, 4, 3}>());
+    ChangeLanes(from, bytes, to, Change<LaneForm<1, 4, 3>>());
   }
 }
 
