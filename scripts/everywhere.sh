@@ -37,16 +37,16 @@ UnpackForeign() {
   local architecture=$1 folder=$2 package options
   shift 2
   [[ -e $folder/complete-$# ]] && return
-  rm -rf "$folder" && mkdir -p "$folder"/{apt/lists/partial,apt/cache/archives/partial,packages,root}
+  rm -rf "$folder" && mkdir -p "$folder"/{apt/lists/partial,apt/cache/archives/partial,packages,sysroot}
   : >"$folder/apt/status"
   options=(-qq -o "Dir::State=$folder/apt" -o "Dir::State::Lists=$folder/apt/lists" -o "Dir::Cache=$folder/apt/cache"
     -o "Dir::State::Status=$folder/apt/status" -o "APT::Architecture=$architecture"
     -o "APT::Architectures=$architecture" -o APT::Sandbox::User= -o Acquire::Languages=none)
   apt-get "${options[@]}" update
   (cd "$folder/packages" && apt-get "${options[@]}" download "$@")
-  for package in "$folder"/packages/*.deb; do dpkg-deb -x "$package" "$folder/root"; done
+  for package in "$folder"/packages/*.deb; do dpkg-deb -x "$package" "$folder/sysroot"; done
   # Static libraries only: then nothing has to be found at run time.
-  rm -f "$folder"/root/usr/lib/*/*.so
+  rm -f "$folder"/sysroot/usr/lib/*/*.so
   rm -rf "$folder/apt" "$folder/packages"
   : >"$folder/complete-$#"
 }
@@ -61,7 +61,7 @@ Configure() {
 
 # The same for another processor: ConfigureForeign PROCESSOR TRIPLET EMULATOR OPTION...
 ConfigureForeign() {
-  local processor=$1 triplet=$2 emulator=$3 sysroot=$root/packages-$1/root
+  local processor=$1 triplet=$2 emulator=$3 sysroot=$root/packages-$1/sysroot
   shift 3
   Configure "$processor" -DCMAKE_SYSTEM_NAME=Linux "-DCMAKE_SYSTEM_PROCESSOR=$processor" \
     "-DCMAKE_C_COMPILER=$triplet-gcc" "-DCMAKE_CXX_COMPILER=$triplet-g++" \

@@ -378,7 +378,7 @@ gboolean Stop(GstBaseTransform* transform) {
   return TRUE;
 }
 
-void SetProperty(GObject* object, guint number, GValue const* value, GParamSpec* spec) {
+void SetProperty(GObject* object, guint number, GValue const* value, GParamSpec* parameter) {
   FourTapScale* const element = ElementOf(object);
   Settings& settings = element->state->settings;
   Lock const lock(element);
@@ -399,11 +399,11 @@ void SetProperty(GObject* object, guint number, GValue const* value, GParamSpec*
       settings.threads = g_value_get_int(value);
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, parameter);
   }
 }
 
-void GetProperty(GObject* object, guint number, GValue* value, GParamSpec* spec) {
+void GetProperty(GObject* object, guint number, GValue* value, GParamSpec* parameter) {
   Settings const settings = SettingsOf(ElementOf(object));
   switch (number) {
     case propertyAddBorders:
@@ -422,7 +422,7 @@ void GetProperty(GObject* object, guint number, GValue* value, GParamSpec* spec)
       g_value_set_int(value, settings.threads);
       break;
     default:
-      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, spec);
+      G_OBJECT_WARN_INVALID_PROPERTY_ID(object, number, parameter);
   }
 }
 

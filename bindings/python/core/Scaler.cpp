@@ -330,12 +330,12 @@ PyType_Slot slots[] = {
     {0, nullptr},
 };
 
-PyType_Spec spec = {"fourtapscale._core.Scaler", sizeof(ScalerObject), 0, Py_TPFLAGS_DEFAULT, slots};
+PyType_Spec scalerType = {"fourtapscale._core.Scaler", sizeof(ScalerObject), 0, Py_TPFLAGS_DEFAULT, slots};
 
 }  // namespace
 
 PyTypeObject* MakeScalerType(PyObject* module) {
-  return reinterpret_cast<PyTypeObject*>(PyType_FromModuleAndSpec(module, &spec, nullptr));
+  return reinterpret_cast<PyTypeObject*>(PyType_FromModuleAndSpec(module, &scalerType, nullptr));
 }
 
 }  // namespace binding

@@ -95,8 +95,8 @@ def test_all_that_is_public_says_what_it_does():
 
 
 def test_the_table_is_that_of_the_benchmark():
-    spec = importlib.util.spec_from_file_location("bench", ROOT / "bindings/python/bench/bench.py")
-    bench = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(bench)
+    module = importlib.util.spec_from_file_location("bench", ROOT / "bindings/python/bench/bench.py")
+    bench = importlib.util.module_from_spec(module)
+    module.loader.exec_module(bench)
     rows = re.findall(r"^\| (.*? to .*?) \|", page.PAGE, re.MULTILINE)
     assert rows == [case[0] for case in bench.CASES]
