@@ -47,8 +47,9 @@ fi
 bytes=$(stat -c %s "$scratch/small")
 ((bytes == 3 * 320 * 180 * 3 / 2)) || Fail "the small preview has $bytes bytes"
 
-# What can't be had gets a sentence, and the debugging category says what is done.
-if gst-launch-1.0 videotestsrc num-buffers=1 ! video/x-raw,format=UYVY,width=320,height=240 ! fourtapscale ! \
+# What can't be had gets a sentence, and the debugging category says what is done. A time limit, since gst-launch-1.0
+# of GStreamer 1.22 now and then waits for ever behind an error of any element while it starts.
+if timeout 20 gst-launch-1.0 videotestsrc num-buffers=1 ! video/x-raw,format=UYVY,width=320,height=240 ! fourtapscale ! \
   video/x-raw,width=161,height=100 ! fakesink >"$scratch/out" 2>"$scratch/err"; then
   Fail "an odd width of UYVY can be had"
 fi
