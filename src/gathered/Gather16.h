@@ -107,6 +107,7 @@ constexpr fourtap::GatherScheme SchemeOf16() {
           .windowCount = Kernel::vectors,
           .straight = false,
           .lastGroupEndsAtEnd = true,
+          .keepsTables = keepsTables<Kernel>,
           .lanes = &fourtap::gatherLanesBy<ItemAt16<order>, Kernel::groupBytes, 16>,
           .filter = Filter<Kernel>};
 }

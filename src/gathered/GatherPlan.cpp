@@ -253,7 +253,7 @@ GatherSegment MakeMiddle(TableMaker const& maker, GatherScheme const& scheme) {
       if (end == ownEnd) {
         while (end < groupCount && MakeRecurring(maker, scheme, recurrence, end)) ++end;
       }
-      bool const alike = recurrence.groups == 1 && end > ownEnd;
+      bool const alike = scheme.keepsTables && recurrence.groups == 1 && end > ownEnd;
       return {&scheme, from, end, alike ? static_cast<int>(recurrence.bytes) : 0};
     }
   }
@@ -283,7 +283,8 @@ void MakeTables(TableMaker const& maker, GatherSet const& set, GatherPlan& plan)
       auto const add = [&plan](GatherSegment const& segment) {
         if (segment.firstGroup < segment.endGroup) plan.segments[plan.segmentCount++] = segment;
       };
-      if (atEnds == scheme) {
+      bool const worthSegments = atEnds != scheme || (mayDiffer && middle.advance > 0);
+      if (!worthSegments) {
         add({scheme, 0, groupCount});
       } else {
         add({atEnds, 0, middle.firstGroup});

@@ -97,6 +97,7 @@ struct GatherScheme {
   int windowCount;
   bool straight;            // byte numbers have to be 0, 1, 2 and so on, and are not read
   bool lastGroupEndsAtEnd;  // overlapping the one before; else it is cut
+  bool keepsTables;         // in registers, over groups that all have the same; worth a segment of their own
   GatherLanes const* lanes;
   GatherFilter* filter;
   bool (*runsHere)() = nullptr;  // whether the processor has what it takes; null: wherever the set runs

@@ -194,6 +194,7 @@ constexpr GatherScheme SchemeOf() {
           .windowCount = Kernel<spread>::windowCount,
           .straight = spread.straight,
           .lastGroupEndsAtEnd = true,
+          .keepsTables = keepsTables<Kernel<spread>>,
           .lanes = &gatherLanesBy<ItemAt<spread>, Kernel<spread>::groupBytes, 32>,
           .filter = Filter<Kernel<spread>>};
 }

@@ -140,6 +140,7 @@ constexpr GatherScheme SchemeOf() {
           .windowCount = Scheme::windows,
           .straight = false,
           .lastGroupEndsAtEnd = false,
+          .keepsTables = keepsTables<Kernel<Scheme>>,
           .lanes = &gatherLanesBy<Scheme::ItemAt, Kernel<Scheme>::groupBytes, 64>,
           .filter = Filter<Kernel<Scheme>>};
 }
