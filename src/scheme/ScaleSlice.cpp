@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "core/SourceStepping.h"
 #include "scheme/LineBlock.h"
 
 namespace fourtap {
@@ -34,8 +35,8 @@ void KeepLastLines(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char 
                    int cySlice) {
   int const kept = std::min(context.cyInDone, keptLines);
   int const added = std::min(cySlice, keptLines);
-  int const still = keptLines - added;
-  for (int slot = 0; slot < still; ++slot) {
+  int const still = std::min(kept, keptLines - added);
+  for (int slot = 0; slot < still && kept > still; ++slot) {
     std::swap(context.savedLines[slot], context.savedLines[kept - still + slot]);
   }
   for (int i = 0; i < added; ++i) {
@@ -77,8 +78,10 @@ void ScaleSlice(Scaler const& scaler, _SCALE_CONTEXT& context, unsigned char con
   }
 
   bool const last = context.cyInDone + added == context.cyIn;
-  if (context.cyInDone + added < 3 && !last) {
-    for (int i = 0; i < added; ++i) KeepLine(scaler, context, context.cyInDone++, src + ptrdiff_t{i} * srcStride);
+  int const lastTapLine = Position(context.nextLine) + 2;
+  if (lastTapLine >= context.cyInDone + added && !last) {
+    KeepLastLines(scaler, context, src, srcStride, added);
+    context.cyInDone += added;
     return;
   }
 
