@@ -2,6 +2,8 @@
 add_library(FourTapFlags INTERFACE)
 target_compile_features(FourTapFlags INTERFACE cxx_std_20)
 target_compile_options(FourTapFlags INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+# Messages name files as the repository does, wherever it was built.
+target_compile_options(FourTapFlags INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_include_directories(FourTapFlags BEFORE INTERFACE ${FOURTAP_PROCESSOR_FOLDER})
 # What every processor of the kind has is for all files.
 target_compile_options(FourTapFlags INTERFACE ${FOURTAP_FLAGS_${FOURTAP_BASE_SET}})

@@ -3,9 +3,11 @@
 include(CMakePackageConfigHelpers)
 
 set(PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/FourTapScale)
+# Components are packages of their own (cmake/Packages.cmake).
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(TARGETS ${FOURTAP_LIBRARIES} EXPORT FourTapScaleTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development)
 install(DIRECTORY include/fourtapscale DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 install(EXPORT FourTapScaleTargets NAMESPACE FourTapScale:: DESTINATION ${PACKAGE_DIR})
@@ -17,7 +19,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/FourTapScaleConfig.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/FourTapScaleConfigVersion.cmake
   DESTINATION ${PACKAGE_DIR})
-install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT license)
 
 # Absolute directories are named as they are, relative ones from where the file that names them lies.
 set(PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
@@ -34,6 +36,7 @@ configure_file(cmake/fourtapscale.pc.in fourtapscale.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fourtapscale.pc DESTINATION ${PC_DIR})
 
 if(TARGET fourtap)
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tool)
   if(IS_ABSOLUTE ${CMAKE_INSTALL_BINDIR} OR IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
     set(TOOL_RUNPATH ${CMAKE_INSTALL_FULL_LIBDIR})
   else()
@@ -59,3 +62,5 @@ add_custom_target(uninstall
   COMMAND ${CMAKE_COMMAND} -D MANIFEST=${CMAKE_CURRENT_BINARY_DIR}/install_manifest.txt
     -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/Uninstall.cmake
   VERBATIM)
+
+include(cmake/Packages.cmake)

@@ -9,6 +9,7 @@ benchPackages=("${buildPackages[@]}" libbenchmark-dev libgstreamer-plugins-base1
   libswscale-dev libyuv-dev libzimg-dev pkg-config python3-matplotlib)
 gstreamerPackages=("${buildPackages[@]}" gstreamer1.0-plugins-base gstreamer1.0-tools libgstreamer1.0-dev
   libgstreamer-plugins-base1.0-dev pkg-config)
+releasePackages=("${gstreamerPackages[@]}" binutils debootstrap dpkg-dev git python3-dev python3-numpy)
 reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
 # What else the Python package works with, and is built and checked by.
