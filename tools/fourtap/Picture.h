@@ -56,12 +56,16 @@ struct PictureWriter {
   virtual void Finish() {}
 };
 
+constexpr int defaultLevel = 6;
+
 // What is to be written.
 struct PicturePlan {
   PictureSize size{};
   PixelKind kind{};
   PictureNotes const* notes = nullptr;  // those that the format holds are written
   int quality = 0;                      // of JPEG, 1 to 100
+  int level = defaultLevel;             // of compression of PNG, 1 to 9
+  int threads = 1;                      // that compress it; the file is the same
   bool grayAsColour = false;            // where the format would tell them apart
 };
 
