@@ -1,10 +1,12 @@
 #include "fourtap/Arguments.h"
 
 #include <charconv>
+#include <filesystem>
 #include <map>
 
 #include "fourtap/CommandLine.h"
 #include "fourtap/Failure.h"
+#include "fourtap/OutputFile.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Scalers.h"
 
@@ -50,7 +52,7 @@ std::optional<Colour> ParseColour(std::string_view text) {
 // Throws a Failure unless the options go together.
 void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
   char const* const usage =
-      "expected IN OUT --size SIZE, or IN... --out PATTERN --size SIZE, or --selftest or --info; --help tells more";
+      "expected IN OUT --size SIZE, or IN... --out WHERE --size SIZE, or --selftest or --info; --help tells more";
   bool const noWork = files.empty() && app.count_all() == 2;  // the program's name counts as one
   if (options.selfTest) {
     if (!noWork) throw Failure{badUsage, usage};
@@ -73,9 +75,10 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
     options.inputs.pop_back();
   }
   if (options.inputs.empty() || (!options.size && !options.rect)) throw Failure{badUsage, usage};
-  if (options.inputs.size() > 1 && options.output.find("{name}") == std::string::npos) {
+  bool const namesInputs = options.outputIsFolder || options.output.find("{name}") != std::string::npos;
+  if (options.inputs.size() > 1 && !namesInputs) {
     throw Failure{badUsage, "--out: \"" + options.output + "\" given for " + std::to_string(options.inputs.size()) +
-                                " inputs, expected {name} in it"};
+                                " inputs, expected {name} in it, or a folder"};
   }
 }
 
@@ -85,14 +88,15 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   Options options;
   std::vector<std::string> files;
   std::string const count = "a number from 1 on";
+  std::error_code noError;
   CLI::App app("Scales pictures (" + Alternatives(FormatNames()) +
                    ") and video (Y4M, raw frames) in the memory of a few lines or frames:\n"
                    "  fourtap IN OUT --size SIZE\n"
-                   "  fourtap IN... --out PATTERN --size SIZE",
+                   "  fourtap IN... --out WHERE --size SIZE",
                "fourtap");
   app.add_option("FILE", files, "What to read and, without --out, what to write; - is stdin or stdout")->type_name("");
   AddParsedOption(
-      app, "--size", "SIZE", options.size, [](std::string const& text) { return std::optional(ParseSize(text)); },
+      app, "-s,--size", "SIZE", options.size, [](std::string const& text) { return std::optional(ParseSize(text)); },
       sizeExamples,
       "Size of the result: WxH fits into that box, Wx and xH leave the other side to the proportions, N% "
       "means both; behind it > shrinks only, < enlarges only, ! ignores the proportions");
@@ -101,8 +105,9 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--even", options.even, "Round the size down to even numbers, as many encoders demand");
   app.add_flag("--one-step", options.oneStep,
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
-  app.add_option("--out", options.output, "Where the results go; {name} stands for the input's name without suffix")
-      ->type_name("PATTERN");
+  app.add_option("-o,--out", options.output,
+                 "Where the results go: a folder, or a name in which {name} stands for the input's without suffix")
+      ->type_name("WHERE");
   app.add_option("--format", options.format,
                  "Format of the result, when its name does not say; Y4M and raw are for video")
       ->type_name(Choices(FormatNames()) + "|Y4M|raw");
@@ -123,6 +128,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                   std::string("What --strip keeps instead: ") + noteKindNames);
   AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
                   "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
+  AddParsedOption(app, "--level", "N", options.level, CountUpTo(9), "a number from 1 to 9",
+                  "Compression of PNG files, from fast to small; 6 is the default");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
   AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",
@@ -130,15 +137,19 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_option("--raw", options.raw, "The input is video frames without headers, such as nv12:1920x1080")
       ->type_name("LAYOUT:WxH");
   AddParsedOption(app, "--threads", "N", options.threads, ParseCount, count,
-                  "Threads that scale video; as many as pay for themselves is the default. The result is the same");
+                  "Threads that scale video or compress PNG files; as many as pay for themselves is the default. The "
+                  "result is the same");
+  AddParsedOption(app, "--jobs", "N", options.jobs, CountUpTo(mostOutputFiles),
+                  "a number from 1 to " + std::to_string(mostOutputFiles),
+                  "Inputs that are worked on at a time; one per processor is the default. The results are the same");
   app.add_option("--set", options.set,
                  "Instruction set to use: " + Alternatives(SetNames()) + ". The result is the same")
       ->type_name("NAME");
   app.add_flag("--force", options.force, "Overwrite files that are there");
   AddNamedOption<Progress>(app, "--progress", options.progress, {{"text", Progress::text}, {"json", Progress::json}},
                            "Report progress on stderr, as text or as lines of JSON; text is the default on a terminal");
-  app.add_flag("--quiet", options.quiet, "No progress on a terminal, and no warnings");
-  app.add_flag("--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
+  app.add_flag("-q,--quiet", options.quiet, "No progress on a terminal, and no warnings");
+  app.add_flag("-v,--verbose", options.verbose, "Say on stderr what is done to the picture on the way");
   app.add_flag("--info", options.info,
                "Print the processor and its instruction sets and, of an input, its size, the way to --size and the "
                "memory it takes");
@@ -146,6 +157,9 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   if (!Parsed(app, argc, argv)) return std::nullopt;
   options.outputIsPattern = app.count("--out") > 0;
+  options.makesFolders = options.outputIsPattern && options.output.ends_with('/');
+  options.outputIsFolder = options.makesFolders || (options.outputIsPattern && options.output != "-" &&
+                                                    std::filesystem::is_directory(options.output, noError));
   if (strip || app.count("--keep") > 0) options.keptNotes = stripped;
   CheckOptions(app, options, files);
   return options;

@@ -12,15 +12,18 @@
 
 namespace tool {
 
+// "--size", of "-s,--size".
+inline std::string LongName(std::string const& names) { return names.substr(names.find("--")); }
+
 // Adds an option whose value `parse` reads; `expected` tells the user what that would have been.
 template <class Value, class Parse>
-void AddParsedOption(CLI::App& app, std::string const& name, std::string const& typeName, Value& value, Parse parse,
+void AddParsedOption(CLI::App& app, std::string const& names, std::string const& typeName, Value& value, Parse parse,
                      std::string const& expected, std::string const& help) {
   app.add_option_function<std::string>(
-         name,
+         names,
          [=, &value](std::string const& text) {
            auto const parsed = parse(text);
-           if (!parsed) throw CLI::ValidationError(name, "\"" + text + "\" given, expected " + expected);
+           if (!parsed) throw CLI::ValidationError(LongName(names), "\"" + text + "\" given, expected " + expected);
            value = *parsed;
          },
          help)

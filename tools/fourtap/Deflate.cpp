@@ -62,9 +62,7 @@ BlockDeflater::~BlockDeflater() {
 BlockDeflater::Block BlockDeflater::MakeBlock() const {
   Block block;
   block.in = std::make_unique_for_overwrite<unsigned char[]>(dictionaryBytes + blockBytes);
-  for (auto* const out : {&block.out, &block.otherOut}) {
-    *out = std::make_unique_for_overwrite<unsigned char[]>(outRoom);
-  }
+  block.out = std::make_unique_for_overwrite<unsigned char[]>(outRoom);
   return block;
 }
 
@@ -75,6 +73,9 @@ void BlockDeflater::Write(unsigned char const* bytes, size_t count, DeflateRules
     if (isFull || (isOfOtherRules && Filling().bytes > 0)) HandOver(false);
     Block& block = Filling();
     block.rules = &rules;
+    if (rules.size() > 1 && !block.otherOut) {
+      block.otherOut = std::make_unique_for_overwrite<unsigned char[]>(outRoom);
+    }
     size_t const taken = std::min(count, blockBytes - block.bytes);
     std::memcpy(block.in.get() + block.dictionaryBytes + block.bytes, bytes, taken);
     block.bytes += taken;
@@ -145,9 +146,10 @@ void BlockDeflater::Serve(z_stream_s& stream) {
 void BlockDeflater::Deflate(z_stream_s& stream, Block& block) const {
   block.outBytes = 0;
   for (DeflateRule const& rule : *block.rules) {
-    size_t const count = Deflate(stream, block, rule, block.otherOut.get());
-    if (block.outBytes > 0 && block.outBytes <= count) continue;
-    std::swap(block.out, block.otherOut);
+    bool const isFirst = block.outBytes == 0;
+    size_t const count = Deflate(stream, block, rule, (isFirst ? block.out : block.otherOut).get());
+    if (!isFirst && count >= block.outBytes) continue;
+    if (!isFirst) std::swap(block.out, block.otherOut);
     block.outBytes = count;
   }
   block.checksum =

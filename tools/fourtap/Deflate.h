@@ -52,7 +52,7 @@ struct BlockDeflater {
     bool isLast = false, isDone = false;
     std::unique_ptr<unsigned char[]> out;
     size_t outBytes = 0;
-    std::unique_ptr<unsigned char[]> otherOut;
+    std::unique_ptr<unsigned char[]> otherOut;  // where there are several rules
     unsigned long checksum = 0;
   };
   using Deflater = std::unique_ptr<z_stream_s, EndDeflater>;

@@ -33,7 +33,9 @@ struct Options {
   std::vector<std::string> inputs;  // "-" is stdin; one, unless `output` is a pattern
   std::string output;               // "-" is stdout; may contain {name} when `outputIsPattern`
   bool outputIsPattern = false;
-  std::string format;  // of the output, when its name doesn't say
+  bool outputIsFolder = false;  // a pattern that names the folder of the results
+  bool makesFolders = false;    // that are missing around them
+  std::string format;           // of the output, when its name doesn't say
   std::optional<SizeRequest> size;
   std::optional<PictureRect> rect;  // of the scaled picture
   bool even = false;                // sides are rounded down to even numbers
@@ -43,10 +45,12 @@ struct Options {
   bool keepOrientation = false;      // instead of turning the picture upright
   unsigned keptNotes = allNotes;     // kinds of what describes a picture
   std::optional<int> quality;        // of JPEG files, 1 to 100
+  std::optional<int> level;          // of compression of PNG files, 1 to 9
   int linesPerSlice = 0;             // handed to the scaler at once; 0: as many as suit
   int64_t maxPixels = 1 << 30;       // of an input picture or frame
   std::string raw;                   // layout and size of headerless frames, such as nv12:1920x1080; empty: none
-  int threads = 0;                   // that scale a frame; 0: as many as pay
+  int threads = 0;                   // that scale a frame, or compress a PNG file; 0: as many as pay
+  int jobs = 0;                      // inputs that are worked on at a time; 0: one per processor
   std::string set;                   // of instructions; empty: the widest there is
   bool force = false;                // overwrite
   bool quiet = false;

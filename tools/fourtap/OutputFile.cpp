@@ -4,12 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -19,6 +21,13 @@
 namespace tool {
 
 namespace fs = std::filesystem;
+
+// What a signal that ends the program removes. The records stay for good, so that a handler can read them at any time.
+struct PendingFile {
+  std::atomic<bool> isTaken, isThere;
+  int madeFolders;  // around it, all by this program
+  char name[PATH_MAX];
+};
 
 namespace {
 
@@ -34,53 +43,147 @@ Failure IsThere(std::string const& name) {
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-// What the process would give to a file that it creates.
-fs::perms PermissionsOfNewFile() {
+// What the process would give to a file that it creates. Found out before there are threads, for all of which it is
+// one.
+fs::perms const permissionsOfNewFile = [] {
   mode_t const mask = umask(0);
   umask(mask);
   return static_cast<fs::perms>(0666 & ~mask);
+}();
+
+PendingFile pendingFiles[mostOutputFiles];
+std::atomic<bool> ending;  // from then on there are no new ones
+std::atomic<int> making;   // threads that are about to have one
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+
+// The innermost ones around a file, as far as they are empty. A signal's handler may call it.
+void RemoveFolders(char* fileName, int count) {
+  for (; count > 0; --count) {
+    *std::strrchr(fileName, '/') = 0;
+    if (rmdir(fileName) != 0) return;
+  }
 }
 
-// The temporary file of the moment, for a signal handler.
-char pendingName[PATH_MAX];
-
-void RemovePendingFile(int signal) {
-  unlink(pendingName);
+void RemovePendingFiles(int signal) {
+  ending = true;
+  // Those that make one let no signal in before they have made it.
+  while (making > 0) continue;
+  for (PendingFile const& file : pendingFiles) {
+    if (file.isThere) unlink(file.name);
+  }
+  for (PendingFile& file : pendingFiles) {
+    if (file.isThere) RemoveFolders(file.name, file.madeFolders);
+  }
   raise(signal);  // which ends the process: the handler was for one time
 }
 
 // All that end a process that does nothing about them.
 std::vector<int> EndingSignals() {
   std::set<int> const others = {SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGCHLD, SIGCONT, SIGURG, SIGWINCH};
-  std::vector<int> ending;
+  std::vector<int> signals;
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     bool const threadsOwn = signal > SIGSYS && signal < SIGRTMIN;
-    if (!threadsOwn && !others.contains(signal)) ending.push_back(signal);
+    if (!threadsOwn && !others.contains(signal)) signals.push_back(signal);
   }
-  return ending;
+  return signals;
 }
 
-// As mkostemp; and when a signal ends the program, from then on, it takes the file along.
-int MakeTemporaryFile(std::string& name) {
-  sigset_t all, before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, &before);
-  int const descriptor = mkostemp(name.data(), O_CLOEXEC);
-  int const reason = errno;
-  if (descriptor >= 0 && name.size() < sizeof pendingName) {
-    std::memcpy(pendingName, name.c_str(), name.size() + 1);
-    for (int const signal : EndingSignals()) {
-      struct sigaction action {};
-      // What is ignored, or handled by somebody else, stays so.
-      if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
-      action.sa_handler = RemovePendingFile;
-      action.sa_flags = static_cast<int>(SA_RESETHAND);
-      sigaction(signal, &action, nullptr);
+void HandleEndingSignals() {
+  for (int const signal : EndingSignals()) {
+    struct sigaction action {};
+    // What is ignored, or handled by somebody else, stays so.
+    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
+    action.sa_handler = RemovePendingFiles;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+// While it lives no signal is handled by this thread, and one that another thread handles waits for it.
+struct Making {
+  sigset_t before;
+
+  Making() {
+    static std::once_flag handled;
+    std::call_once(handled, HandleEndingSignals);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    ++making;
+    if (!ending) return;
+    --making;
+    for (;;) pause();  // until the process is gone
+  }
+  ~Making() {
+    --making;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  }
+  Making(Making const&) = delete;
+  Making& operator=(Making const&) = delete;
+};
+
+// Folders that this program made, and the making and removing of them and of what lies in them.
+std::mutex foldersMutex;
+std::set<fs::path> madeFolders;
+
+// Makes it, and those around it, where they are missing. Returns how many of the innermost ones this program made; sets
+// errno and returns a negative number when that can't be done.
+int MakeFolders(fs::path const& folder) {
+  std::error_code error;
+  std::vector<fs::path> missing;
+  for (fs::path outer = folder; !fs::exists(outer, error) && outer != outer.parent_path();) {
+    missing.push_back(outer);
+    outer = outer.parent_path();
+  }
+  for (; !missing.empty(); missing.pop_back()) {
+    if (mkdir(missing.back().c_str(), 0777) == 0) {
+      madeFolders.insert(missing.back());
+    } else if (errno != EEXIST) {
+      return -1;
     }
   }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  errno = reason;
+  int count = 0;
+  for (fs::path made = folder; madeFolders.contains(made); made = made.parent_path()) ++count;
+  return count;
+}
+
+// Those that this program made and that hold nothing.
+void RemoveMadeFolders(fs::path folder) {
+  while (madeFolders.contains(folder) && rmdir(folder.c_str()) == 0) {
+    madeFolders.erase(folder);
+    folder = folder.parent_path();
+  }
+}
+
+// As mkostemp; and when a signal ends the program, from then on, it takes the file along, and folders that were made
+// for it.
+int MakeTemporaryFile(std::string& name, bool makesFolders, PendingFile*& pending) {
+  std::lock_guard const lock(foldersMutex);
+  fs::path const folder = fs::path(name).parent_path();
+  Making const here;
+  int const folders = makesFolders ? MakeFolders(folder) : 0;
+  int const descriptor = folders < 0 ? -1 : mkostemp(name.data(), O_CLOEXEC);
+  int const reason = errno;
+  if (descriptor < 0) {
+    RemoveMadeFolders(folder);
+    errno = reason;
+    return -1;
+  }
+  for (PendingFile& file : pendingFiles) {
+    if (file.isTaken.exchange(true)) continue;
+    pending = &file;
+    file.madeFolders = folders;
+    std::memcpy(file.name, name.c_str(), name.size() + 1);
+    file.isThere = true;
+    break;
+  }
   return descriptor;
+}
+
+void RemoveTemporaryFile(std::string const& name) {
+  std::lock_guard const lock(foldersMutex);
+  unlink(name.c_str());
+  RemoveMadeFolders(fs::path(name).parent_path());
 }
 
 // Ends the program as SIGPIPE does, also where its caller has that ignored: nobody reads on.
@@ -119,14 +222,16 @@ void WriteAll(std::string const& name, size_t count, WriteSome writeSome) {
 
 }  // namespace
 
-OutputFile::OutputFile(std::string const& fileName, bool force)
+OutputFile::OutputFile(std::string const& fileName, bool force, bool makesFolders)
     : name(fileName == "-" ? "stdout" : fileName),
       isStdout(fileName == "-"),
       replaces(force),
-      permissions(PermissionsOfNewFile()) {
+      permissions(permissionsOfNewFile) {
   buffer.reserve(bufferSize);
   if (isStdout) {
     descriptor = STDOUT_FILENO;
+    if (isatty(descriptor))
+      throw Failure{badUsage, "stdout: is a terminal, expected a file or a pipe, or a name for -"};
     return;
   }
   std::error_code error;
@@ -144,16 +249,30 @@ OutputFile::OutputFile(std::string const& fileName, bool force)
     throw CannotWrite(name, "it is a link that leads nowhere; expected one to a file, or another name");
   }
   std::string temporary = place.parent_path() / ".fourtap-XXXXXX";
-  descriptor = MakeTemporaryFile(temporary);
-  if (descriptor < 0) throw CannotWrite(name, ErrorText(errno));
+  descriptor = MakeTemporaryFile(temporary, makesFolders, pending);
+  if (descriptor < 0) {
+    std::string const why = ErrorText(errno);
+    bool const noFolder = !fs::exists(place.parent_path(), error);
+    throw CannotWrite(name, noFolder ? why + ": " + place.parent_path().string() +
+                                           "; expected a folder that is there, or --out FOLDER/, which makes it"
+                                     : why);
+  }
   temporaryName = temporary;
 }
 
 OutputFile::~OutputFile() {
   if (isStdout) return;
   if (descriptor >= 0) close(descriptor);
-  if (!temporaryName.empty()) unlink(temporaryName.c_str());
-  pendingName[0] = 0;
+  if (temporaryName.empty()) return;
+  RemoveTemporaryFile(temporaryName);
+  Forget();
+}
+
+// The file has its own name, or is no more.
+void OutputFile::Forget() {
+  if (!pending) return;
+  pending->isThere = false;
+  pending->isTaken = false;
 }
 
 void OutputFile::Write(void const* bytes, size_t count) {
@@ -188,6 +307,7 @@ void OutputFile::Finish() {
     throw errno == EEXIST ? IsThere(name) : CannotWrite(name, ErrorText(errno));
   }
   temporaryName.clear();
+  Forget();
 }
 
 }  // namespace tool

@@ -40,19 +40,31 @@ std::string JsonText(std::string_view text) {
   return quoted + '"';
 }
 
+std::string Formatted(char const* format, double number) {
+  char text[400];  // the longest of numbers has some 310 digits
+  std::snprintf(text, sizeof text, format, number);
+  return text;
+}
+
 }  // namespace
 
 ProgressReport::ProgressReport(Options const& options, std::string const& inputName, char const* units,
                                int64_t totalUnits)
-    : style(StyleFor(options)), name(inputName), unit(units), total(totalUnits), start(Clock::now()), last(start) {}
+    : style(StyleFor(options)),
+      name(inputName),
+      unit(units),
+      total(totalUnits),
+      speaker(SpeakerOfThread()),
+      start(Clock::now()),
+      last(start) {}
 
 ProgressReport::~ProgressReport() {
-  if (printed) std::fputc('\n', stderr);
+  if (printed) speaker.Say("\n");
 }
 
 void ProgressReport::Update(int64_t unitsDone) {
   done = unitsDone;
-  if (style == Style::none || Clock::now() - last < interval) return;
+  if (style == Style::none || Clock::now() - last < interval || !speaker.IsHeard()) return;
   Print();
 }
 
@@ -67,21 +79,23 @@ void ProgressReport::Print() {
   double const seconds = std::max(std::chrono::duration<double>(last - start).count(), 1e-6);
   double const rate = static_cast<double>(done) / seconds;
   double const percent = total ? 100.0 * static_cast<double>(done) / static_cast<double>(total) : 0;
+  std::string line;
   if (style == Style::text) {
-    std::fprintf(stderr, "\r%s: ", Printable(name).c_str());
-    if (total) std::fprintf(stderr, "%3.0f %%, ", percent);
-    std::fprintf(stderr, "%.0f %s/s ", rate, unit.c_str());
+    line.append("\r").append(Printable(name)).append(": ");
+    if (total) line += Formatted("%3.0f %%, ", percent);
+    line.append(Formatted("%.0f ", rate)).append(unit).append("/s ");
     printed = true;
   } else {
-    std::fprintf(stderr, "{\"file\": %s, \"%s\": %lld, ", JsonText(name).c_str(), unit.c_str(),
-                 static_cast<long long>(done));
-    if (total) std::fprintf(stderr, "\"total\": %lld, \"percent\": %.1f, ", static_cast<long long>(total), percent);
-    std::fprintf(stderr, "\"perSecond\": %.1f}\n", rate);
+    line.append("{\"file\": ").append(JsonText(name));
+    line.append(", \"").append(unit).append("\": ").append(std::to_string(done)).append(", ");
+    if (total)
+      line.append("\"total\": ").append(std::to_string(total)).append(Formatted(", \"percent\": %.1f, ", percent));
+    line += Formatted("\"perSecond\": %.1f}\n", rate);
   }
-  std::fflush(stderr);
+  speaker.Say(line);
 }
 
-void Say(std::string const& text) { std::fprintf(stderr, "fourtap: %s\n", Printable(text).c_str()); }
+void Say(std::string const& text) { SpeakerOfThread().Say("fourtap: " + Printable(text) + '\n'); }
 
 void Warn(Options const& options, std::string const& text) {
   if (!options.quiet) Say("warning: " + text);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "fourtap/Options.h"
+#include "fourtap/Turns.h"
 
 namespace tool {
 
@@ -14,6 +15,7 @@ struct ProgressReport {
   std::string name;  // of the input
   std::string unit;  // what is counted, in the plural
   int64_t total;     // 0: not known
+  Speaker speaker;   // of the thread that made it
   std::chrono::steady_clock::time_point start, last;
   int64_t done = 0;
 

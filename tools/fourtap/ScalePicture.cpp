@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "fourtap/Background.h"
+#include "fourtap/Batch.h"
 #include "fourtap/Channel.h"
 #include "fourtap/Exif.h"
 #include "fourtap/Failure.h"
@@ -23,6 +24,9 @@ namespace tool {
 namespace {
 
 int const defaultQuality = 90;
+int const mostThreads = 8;  // that compress: reading keeps no more of them busy
+
+int ThreadsThatCompress(Options const& options) { return std::min(ProcessorsPerJob(options), mostThreads); }
 
 // Small enough for three threads to be at work on one picture, and with tall, narrow ones large enough for that to pay.
 int LinesPerBatch(PictureSize size, PixelKind kind) {
@@ -67,31 +71,59 @@ struct LineBatch {
   int count = 0;
 };
 
-// Reads the lines that the plan needs.
-void ReadAll(PictureReader& reader, ScalePlan const& plan, int linesPerBatch, Channel<LineBatch>& channel) {
-  int const cy = plan.LinesToRead();
-  for (int y = 0; y < cy;) {
-    LineBatch* const batch = channel.AwaitEmpty();
-    if (!batch) return;
-    batch->count = std::min(linesPerBatch, cy - y);
-    reader.ReadLines(batch->lines.get(), batch->count);
-    y += batch->count;
-    channel.PassOn();
+// The lines that a plan needs, as they are read.
+struct LineSource {
+  PictureReader& reader;
+  ScalePlan const& plan;
+  int linesPerBatch;
+  int y = 0;
+
+  // False where there are no more.
+  bool Read(LineBatch& batch) {
+    int const cy = plan.LinesToRead();
+    batch.count = std::min(linesPerBatch, cy - y);
+    if (batch.count > 0) {
+      reader.ReadLines(batch.lines.get(), batch.count);
+    } else if (cy == plan.in.cy) {
+      reader.Finish();
+    }
+    y += batch.count;
+    return batch.count > 0;
   }
-  if (cy == plan.in.cy) reader.Finish();
+};
+
+void ReadAll(LineSource source, Channel<LineBatch>& channel) {
+  for (LineBatch* batch; (batch = channel.AwaitEmpty()) && source.Read(*batch);) channel.PassOn();
 }
 
+// What stands for the channels where one thread does all.
+struct DirectSource {
+  LineSource source;
+  LineBatch batch;
+
+  LineBatch* AwaitFull() { return source.Read(batch) ? &batch : nullptr; }
+  void GiveBack() {}
+};
+struct DirectSink {
+  PictureWriter& writer;
+  LineBatch batch;
+
+  LineBatch* AwaitEmpty() { return &batch; }
+  void PassOn() { writer.WriteLines(batch.lines.get(), batch.count); }
+};
+
 // The scaler at work between two channels.
+template <class Sink>
 struct LineScaler {
   ScalePlan const& plan;
-  Channel<LineBatch>& to;
+  Sink& to;
   int linesPerBatch;  // of those that go on
   OwnedPicture picture;
   LineBatch* batch = nullptr;
   int written = 0;
   bool stopped = false;
 
-  LineScaler(ScalePlan const& scalePlan, Channel<LineBatch>& toWrite, int linesOut)
+  LineScaler(ScalePlan const& scalePlan, Sink& toWrite, int linesOut)
       : plan(scalePlan), to(toWrite), linesPerBatch(linesOut), picture(OpenPicture(plan.rules, plan.in, plan.scaled)) {
     fourtap_rect const out{plan.rect.x, plan.rect.y, plan.rect.cx, plan.rect.cy};
     Expect(fourtap_picture_begin(picture.get(), &out));
@@ -126,9 +158,9 @@ struct LineScaler {
   }
 };
 
-void ScaleAll(ScalePlan const& plan, Channel<LineBatch>& from, Channel<LineBatch>& to, int linesPerBatch,
-              ProgressReport& progress) {
-  std::optional<LineScaler> scaler;
+template <class Source, class Sink>
+void ScaleAll(ScalePlan const& plan, Source& from, Sink& to, int linesPerBatch, ProgressReport& progress) {
+  std::optional<LineScaler<Sink>> scaler;
   size_t const stride = LineBytes(plan.in, plan.kindIn);
   size_t const firstByte = LineBytes({plan.needed.x, 1}, plan.kindIn);
   int y = 0;
@@ -168,13 +200,21 @@ struct Batches {
 };
 
 // Throws what went wrong first on the way of a line.
-void ScaleLines(PictureReader& reader, ScalePlan const& plan, int linesPerSlice, PictureWriter& writer,
+//   atOnce  reading, scaling and writing, each in a thread
+void ScaleLines(PictureReader& reader, ScalePlan const& plan, int linesPerSlice, bool atOnce, PictureWriter& writer,
                 ProgressReport& progress) {
   Batches const batches(plan, linesPerSlice);
-  Channel<LineBatch> toScale([&] { return LineBatch{Bytes(batches.BytesIn())}; });
-  Channel<LineBatch> toWrite([&] { return LineBatch{Bytes(batches.BytesOut())}; });
+  auto const batchIn = [&] { return LineBatch{Bytes(batches.BytesIn())}; };
+  auto const batchOut = [&] { return LineBatch{Bytes(batches.BytesOut())}; };
+  LineSource const source{reader, plan, batches.linesIn};
+  if (!atOnce) {
+    DirectSource from{source, batchIn()};
+    DirectSink to{writer, batchOut()};
+    return ScaleAll(plan, from, to, batches.linesOut, progress);
+  }
+  Channel<LineBatch> toScale(batchIn), toWrite(batchOut);
   RunStages(
-      toScale, toWrite, [&] { ReadAll(reader, plan, batches.linesIn, toScale); },
+      toScale, toWrite, [&] { ReadAll(source, toScale); },
       [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
 }
 
@@ -311,13 +351,17 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
                                             .kind = job.plan.kindOut,
                                             .notes = &notes,
                                             .quality = options.quality.value_or(defaultQuality),
+                                            .level = options.level.value_or(defaultLevel),
+                                            .threads = options.threads ? options.threads : ThreadsThatCompress(options),
                                             .grayAsColour = EndsWith(way.outputName, ".ppm")});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
   if (job.orientation != 1) {
     writer = TurningWriter(std::move(writer), job.StoredOut(), job.plan.kindOut, job.orientation);
   }
   size_t const warned = WarnOf(options, input, *job.reader, 0);
-  ScaleLines(*job.reader, job.plan, options.linesPerSlice, *writer, progress);
+  // Where each processor has a job of its own, more threads would only take turns.
+  bool const atOnce = options.jobs <= 1 || ProcessorsPerJob(options) > 1;
+  ScaleLines(*job.reader, job.plan, options.linesPerSlice, atOnce, *writer, progress);
   KeepNotes(notes, options.keptNotes);
   writer->Finish();
   WarnOf(options, input, *job.reader, warned);
@@ -335,7 +379,7 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
   for (std::string const& remark : RemarksOf(options, job)) Remark(options, input.name + ": " + remark);
   bool const copied = CanBeCopied(options, job, way);
   Remark(options, input.name + ": " + (copied ? "copied as it is" : WayOf(options, job.plan)));
-  if (!file) file.emplace(way.outputName, options.force);
+  if (!file) file.emplace(way.outputName, options.force, options.makesFolders);
   ProgressReport progress(options, input.name, "lines", job.plan.LinesToRead());
   try {
     if (copied) {

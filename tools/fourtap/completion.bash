@@ -7,7 +7,7 @@ _fourtap() {
   local help words='' value=''
   help=$("$fourtap" --help 2>/dev/null)
   # Behind an option stands what it takes: a word for it, or all that it may be, with bars between.
-  [[ $previous == --* && $help =~ $'\n  '"$previous "([^[:space:]]+) ]] && value=${BASH_REMATCH[1]}
+  [[ $previous == -* && $help =~ $'\n  '(-[a-z],)?"$previous"(,--[a-z-]+)?' '([^[:space:]]+) ]] && value=${BASH_REMATCH[3]}
   if [[ $previous == --set ]]; then
     words=$("$fourtap" --info 2>/dev/null | sed -n 's/^sets: //p')
   elif [[ $value == *'|'* ]]; then

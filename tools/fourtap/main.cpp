@@ -2,20 +2,20 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <set>
+#include <string>
 #include <system_error>
 
 #include "ThisProcessor.h"
 #include "conformance/SelfTest.h"
 #include "fourtap/Arguments.h"
+#include "fourtap/Batch.h"
 #include "fourtap/Failure.h"
 #include "fourtap/InputFile.h"
+#include "fourtap/Progress.h"
 #include "fourtap/ScalePicture.h"
 #include "fourtap/Scalers.h"
 #include "fourtap/video/Video.h"
@@ -34,48 +34,36 @@ void ScaleFile(Options const& options, std::string const& name, std::string cons
   (IsVideo(options, input) ? tool::ScaleVideo : tool::ScalePicture)(options, input, output);
 }
 
-// The output's name with the input's in place of each {name}.
-std::string OutputFor(Options const& options, std::string const& input) {
-  std::string output = options.output;
-  std::string const placeholder = "{name}";
-  std::string const stem = input == "-" ? "stdin" : std::filesystem::path(input).stem().string();
-  for (size_t at = 0; options.outputIsPattern && (at = output.find(placeholder, at)) != output.npos;
-       at += stem.size()) {
-    output.replace(at, placeholder.size(), stem);
-  }
-  return output;
-}
-
 // Reports what `work` throws.
 template <class Work>
 int StatusOf(Work const& work) {
   try {
     return work();
   } catch (Failure const& failure) {
-    return tool::Report("fourtap", failure);
+    tool::Say(failure.message);
+    return failure.status;
   } catch (std::exception const& fault) {
-    return tool::Report("fourtap", {tool::badUsage, std::string("the system doesn't give what this takes: ") +
-                                                        fault.what() + "; expected more memory"});
+    tool::Say(std::string("the system doesn't give what this takes: ") + fault.what() + "; expected more memory");
+    return tool::badUsage;
   }
 }
 
 // Scales all inputs, whatever becomes of each; returns the highest status.
 int ScaleFiles(Options const& options) {
-  std::set<std::string> outputs;
-  for (std::string const& input : options.inputs) {
-    if (!outputs.insert(OutputFor(options, input)).second) {
-      throw Failure{tool::badUsage, "--out: " + OutputFor(options, input) +
-                                        " would be written twice, expected inputs " + "of different names"};
-    }
-  }
-  int status = tool::succeeded;
-  for (std::string const& input : options.inputs) {
-    status = std::max(status, StatusOf([&] {
-                        ScaleFile(options, input, OutputFor(options, input));
-                        return int{tool::succeeded};
-                      }));
-  }
-  return status;
+  tool::Batch const batch = tool::PlanBatch(options);
+  Options ofJobs = options;
+  ofJobs.jobs = batch.jobs;
+  return tool::DoJobs(options.inputs.size(), batch.jobs, [&](size_t job) {
+    return StatusOf([&] {
+      std::string const& input = options.inputs[job];
+      if (batch.outputs[job].empty()) {
+        throw Failure{tool::badUsage, "--out: the result of " + input +
+                                          " would have the name of another one, expected inputs of different names"};
+      }
+      ScaleFile(ofJobs, input, batch.outputs[job]);
+      return int{tool::succeeded};
+    });
+  });
 }
 
 void PrintInfo(Options const& options) {

@@ -8,10 +8,10 @@
 #include <new>
 #include <optional>
 #include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "fourtap/Batch.h"
 #include "fourtap/Channel.h"
 #include "fourtap/Failure.h"
 #include "fourtap/OutputFile.h"
@@ -108,14 +108,13 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, bool toR
 }
 
 // As many as have enough to do: what wakes a thread and waits for it costs some ten microseconds a frame.
-int ThreadsThatPay(FramePlan const& plan) {
+int ThreadsThatPay(Options const& options, FramePlan const& plan) {
   int64_t const bytes = FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.scaled);
-  int64_t const processors = std::max(1u, std::thread::hardware_concurrency());
-  return static_cast<int>(std::min(processors, bytes / bytesPerThread + 1));
+  return static_cast<int>(std::min<int64_t>(ProcessorsPerJob(options), bytes / bytesPerThread + 1));
 }
 
 int Threads(Options const& options, FramePlan const& plan) {
-  return std::max(1, UsefulThreads(plan, options.threads > 0 ? options.threads : ThreadsThatPay(plan)));
+  return std::max(1, UsefulThreads(plan, options.threads > 0 ? options.threads : ThreadsThatPay(options, plan)));
 }
 
 // That frames and scalers take while the video is scaled.
@@ -266,7 +265,7 @@ void ScaleVideo(Options const& options, InputFile& input, std::string const& out
   Remark(options, input.name + ": " + StreamText(stream) + ", " +
                       WayText(plan.in, plan.scaled, plan.Filters(), plan.byFourTaps) +
                       ", threads: " + std::to_string(threads) + ", memory: " + MemoryText(MemoryBytes(plan, threads)));
-  OutputFile output(outputName, options.force);
+  OutputFile output(outputName, options.force, options.makesFolders);
   try {
     ScaleFrames(options, stream, plan, toRaw, threads, input, output);
   } catch (std::bad_alloc const&) {
