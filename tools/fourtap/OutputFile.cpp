@@ -65,6 +65,7 @@ void RemoveFolders(char* fileName, int count) {
 }
 
 void RemovePendingFiles(int signal) {
+  int const reason = errno;
   ending = true;
   // Those that make one let no signal in before they have made it.
   while (making > 0) continue;
@@ -74,6 +75,7 @@ void RemovePendingFiles(int signal) {
   for (PendingFile& file : pendingFiles) {
     if (file.isThere) RemoveFolders(file.name, file.madeFolders);
   }
+  errno = reason;
   raise(signal);  // which ends the process: the handler was for one time
 }
 
