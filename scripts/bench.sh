@@ -1,6 +1,6 @@
 #!/bin/bash
 # Installs the scalers that Debian packages, builds the benchmark with them, times everything and draws the figures.
-# Arguments go to the benchmark: --benchmark_filter=Plane, for instance.
+# Arguments go to the benchmark: --benchmark_filter=Plane, for instance. The tool's part is scripts/bench-tool.sh.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/packages.sh
@@ -42,3 +42,6 @@ echo "As README has it; ${of##*/} is what bench/results keeps"
 echo
 echo "The figures and their picture, in $PWD/$results:"
 ls "$results"
+
+echo
+scripts/bench-tool.sh

@@ -11,6 +11,7 @@ gstreamerPackages=("${buildPackages[@]}" gstreamer1.0-plugins-base gstreamer1.0-
   libgstreamer-plugins-base1.0-dev pkg-config)
 releasePackages=("${gstreamerPackages[@]}" binutils debootstrap dpkg-dev git python3-dev python3-numpy)
 reductionPackages=("${buildPackages[@]}" imagemagick libvips-tools python3-numpy python3-pil)
+toolBenchPackages=("${buildPackages[@]}" ffmpeg fonts-dejavu-core imagemagick libvips-tools netpbm python3-pil)
 clangPackages=(clang libclang-rt-14-dev)
 # What else the Python package works with, and is built and checked by.
 pythonPackages=(mypy python3-dask python3-distributed python3-hypothesis python3-opencv python3-pip python3-setuptools

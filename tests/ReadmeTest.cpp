@@ -106,6 +106,35 @@ TEST(Readme, FiguresOfSpeedAreOfOneRun) {
   }
 }
 
+TEST(Readme, FiguresOfTheToolAreOfOneRun) {
+  std::string const readme = ReadPage("README.md");
+  auto const file = Matches(readme, R"(minima of \[a run\]\((bench/results/tool-[\w-]+\.csv)\))");
+  ASSERT_EQ(file.size(), 1u);
+  // By case and program: seconds and bytes.
+  std::map<std::string, std::pair<double, double>> measured;
+  std::string const results = ReadPage(file[0].str(1).c_str());
+  for (std::smatch const& row : Matches(results, R"(([\w ]+),(\w+),([\d.]+),[\d.]+,\d+,(\d+)\n)")) {
+    measured[row[1].str() + " " + row[2].str()] = {std::stod(row[3]), std::stod(row[4])};
+  }
+  auto const head = Matches(readme, R"(\| wall time, size of the results((?: \| \w+)+) \|)");
+  ASSERT_EQ(head.size(), 1u);
+  std::string const names = head[0].str(1);
+  auto const programs = Matches(names, R"(\w+)");
+  auto const lines = Matches(readme, R"(\n\| ([\w ]+)((?: \| [\d.]+ s, [\d.]+ MB)+) \|)");
+  EXPECT_GE(lines.size(), 4u);
+  for (std::smatch const& line : lines) {
+    std::string const figures = line[2].str();
+    auto const cells = Matches(figures, R"(([\d.]+) s, ([\d.]+) MB)");
+    ASSERT_EQ(cells.size(), programs.size()) << line.str();
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      auto const of = measured.find(line[1].str() + " " + programs[i].str());
+      ASSERT_NE(of, measured.end()) << line.str();
+      EXPECT_NEAR(of->second.first, std::stod(cells[i][1]), 0.0051) << line.str() << ", " << programs[i].str();
+      EXPECT_NEAR(of->second.second / 1e6, std::stod(cells[i][2]), 0.051) << line.str() << ", " << programs[i].str();
+    }
+  }
+}
+
 TEST(ReductionsPage, FigureOfMemoryIsTheLibrarys) {
   std::string const page = ReadPage("docs/reductions.md");
   auto const lines = Matches(page, R"(scaling: (\d+)x(\d+) -> (\d+)x(\d+), by the wide filter\n *memory: (\d+) bytes)");
