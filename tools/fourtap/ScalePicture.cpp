@@ -24,9 +24,12 @@ namespace tool {
 namespace {
 
 int const defaultQuality = 90;
-int const mostThreads = 8;  // that compress: reading keeps no more of them busy
 
-int ThreadsThatCompress(Options const& options) { return std::min(ProcessorsPerJob(options), mostThreads); }
+// By default as many as reading may keep busy; each takes a megabyte.
+int ThreadsThatCompress(Options const& options) {
+  int const mostThatPay = 8, most = 64;
+  return options.threads ? std::min(options.threads, most) : std::min(ProcessorsPerJob(options), mostThatPay);
+}
 
 // Small enough for three threads to be at work on one picture, and with tall, narrow ones large enough for that to pay.
 int LinesPerBatch(PictureSize size, PixelKind kind) {
@@ -352,7 +355,7 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
                                             .notes = &notes,
                                             .quality = options.quality.value_or(defaultQuality),
                                             .level = options.level.value_or(defaultLevel),
-                                            .threads = options.threads ? options.threads : ThreadsThatCompress(options),
+                                            .threads = ThreadsThatCompress(options),
                                             .grayAsColour = EndsWith(way.outputName, ".ppm")});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
   if (job.orientation != 1) {
