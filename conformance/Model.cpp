@@ -14,11 +14,6 @@ constexpr int coefs[16][4] = {
     {1, 21, 34, 8},  {0, 20, 35, 9},  {0, 18, 35, 11}, {0, 16, 35, 13},
 };
 
-// Position of output sample i in the source, as a fraction of nOut.
-int64_t Numerator(int nIn, int nOut, int i) { return int64_t{i} * nIn + std::max(0, nIn - nOut) / 2; }
-
-int64_t Position(int nIn, int nOut, int i) { return Numerator(nIn, nOut, i) / nOut; }
-
 // The source samples of an output sample, inside the picture, and their weights.
 struct Taps {
   int64_t samples[4];
@@ -28,10 +23,9 @@ struct Taps {
 std::vector<Taps> TapsOf(int nIn, int nOut) {
   std::vector<Taps> all;
   for (int i = 0; i < nOut; ++i) {
-    Taps taps{{}, coefs[(16 * Numerator(nIn, nOut, i) / nOut) & 15]};
-    for (int t = 0; t < 4; ++t) {
-      taps.samples[t] = std::clamp<int64_t>(Position(nIn, nOut, i) - 1 + t, 0, nIn - 1);
-    }
+    Place const place = PlaceOf(nIn, nOut, i);
+    Taps taps{{}, WeightsOf(place.phase)};
+    for (int t = 0; t < 4; ++t) taps.samples[t] = std::clamp<int64_t>(place.before - 1 + t, 0, nIn - 1);
     all.push_back(taps);
   }
   return all;
@@ -52,34 +46,6 @@ Bytes FilterVertically(Sizes const& sizes, std::ptrdiff_t lineBytes, Bytes const
   return filtered;
 }
 
-// The samples of a line that belong together: one channel, luma, or one chroma component.
-struct Component {
-  int firstByte;
-  int distance;  // bytes between samples
-  int pixelsPerSample;
-};
-
-std::vector<Component> ComponentsOf(Layout layout) {
-  switch (layout) {
-    case Layout::Plane:
-      return {{0, 1, 1}};
-    case Layout::RGB24:
-      return {{0, 3, 1}, {1, 3, 1}, {2, 3, 1}};
-    case Layout::RGB32:
-      return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}};
-    case Layout::XYXY:
-      return {{0, 4, 2}, {1, 2, 1}, {2, 4, 2}};
-    case Layout::YXYX:
-      return {{0, 2, 1}, {1, 4, 2}, {3, 4, 2}};
-    case Layout::UV16:
-      return {{0, 2, 1}, {1, 2, 1}};
-    case Layout::RGBA32:
-      return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}, {3, 4, 1}};
-  }
-  return {};
-}
-
-// Bytes of no component come out as 0.
 Bytes FilterHorizontally(Layout layout, Sizes const& sizes, Bytes const& picture) {
   std::ptrdiff_t const lineBytesIn = std::ptrdiff_t{sizes.cxIn} * Traits(layout).BytesPerPixel();
   std::ptrdiff_t const lineBytesOut = std::ptrdiff_t{sizes.cxOut} * Traits(layout).BytesPerPixel();
@@ -101,6 +67,33 @@ Bytes FilterHorizontally(Layout layout, Sizes const& sizes, Bytes const& picture
 
 }  // namespace
 
+Place PlaceOf(int nIn, int nOut, int i) {
+  int64_t const numerator = int64_t{i} * nIn + std::max(0, nIn - nOut) / 2;
+  return {numerator / nOut, static_cast<int>((16 * numerator / nOut) & 15)};
+}
+
+int const (&WeightsOf(int phase))[4] { return coefs[phase]; }
+
+std::vector<Component> ComponentsOf(Layout layout) {
+  switch (layout) {
+    case Layout::Plane:
+      return {{0, 1, 1}};
+    case Layout::RGB24:
+      return {{0, 3, 1}, {1, 3, 1}, {2, 3, 1}};
+    case Layout::RGB32:
+      return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}};
+    case Layout::XYXY:
+      return {{0, 4, 2}, {1, 2, 1}, {2, 4, 2}};
+    case Layout::YXYX:
+      return {{0, 2, 1}, {1, 4, 2}, {3, 4, 2}};
+    case Layout::UV16:
+      return {{0, 2, 1}, {1, 2, 1}};
+    case Layout::RGBA32:
+      return {{0, 4, 1}, {1, 4, 1}, {2, 4, 1}, {3, 4, 1}};
+  }
+  return {};
+}
+
 Bytes ModelFrame(Layout layout, Sizes const& sizes, Bytes const& picture) {
   std::ptrdiff_t const lineBytes = std::ptrdiff_t{sizes.cxIn} * Traits(layout).BytesPerPixel();
   Bytes const lines = sizes.VertPass() ? FilterVertically(sizes, lineBytes, picture) : picture;
@@ -121,7 +114,7 @@ int ModelLinesWritten(Sizes const& sizes, int blockLines, int cyInDone) {
   if (!sizes.VertPass()) return cyInDone;
   if (cyInDone == sizes.cyIn) return sizes.cyOut;
   int filtered = 0;
-  while (filtered < sizes.cyOut && Position(sizes.cyIn, sizes.cyOut, filtered) + 2 < cyInDone) ++filtered;
+  while (filtered < sizes.cyOut && PlaceOf(sizes.cyIn, sizes.cyOut, filtered).before + 2 < cyInDone) ++filtered;
   return sizes.HorzPass() ? filtered - filtered % blockLines : filtered;
 }
 

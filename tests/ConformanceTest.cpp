@@ -2,6 +2,7 @@
 // has never failed proves nothing.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <regex>
@@ -11,6 +12,7 @@
 #include "conformance/CaseText.h"
 #include "conformance/Cases.h"
 #include "conformance/Model.h"
+#include "conformance/QuadCycle.h"
 #include "conformance/SelfTest.h"
 
 namespace {
@@ -39,6 +41,16 @@ TEST(Model, SamplesWorkedOutByHand) {
   // The fourth byte survives where the height alone changes.
   EXPECT_EQ(ModelFrame(Layout::RGB32, {1, 1, 1, 2}, {1, 2, 3, 4}), Bytes({1, 2, 3, 4, 1, 2, 3, 4}));
   EXPECT_EQ(ModelFrame(Layout::RGB32, {1, 1, 2, 1}, {1, 2, 3, 4}), Bytes({1, 2, 3, 0, 1, 2, 3, 0}));
+}
+
+TEST(QuadCycle, IsOneAndTheSameFromEverywhere) {
+  EXPECT_TRUE(conformance::QuadCycleIsWhole());
+  Bytes cycle(5000), part(2000);
+  conformance::ReadQuadCycle(conformance::quadCycleBytes - 3000, cycle.data(), cycle.size());
+  for (std::size_t const from : {0, 1, 1023, 2999, 3000}) {
+    conformance::ReadQuadCycle(conformance::quadCycleBytes - 3000 + from, part.data(), part.size());
+    EXPECT_TRUE(std::equal(part.begin(), part.end(), cycle.begin() + static_cast<std::ptrdiff_t>(from))) << from;
+  }
 }
 
 unsigned char const* firstSlice;
