@@ -31,15 +31,6 @@ Rect SomeRect(Random& random, Layout layout, Sizes const& sizes) {
 
 fourtap_rect RectOf(Rect const& rect) { return {rect.x, rect.y, rect.cx, rect.cy}; }
 
-// Exactly an image's bytes, or those of some of its lines, from the lowest address on.
-template <class Memory>
-Memory MemoryOf(GuardedImage const& image, int first, int last) {
-  if (first == last) return {nullptr, 0, image.Stride()};
-  unsigned char* const lowest = std::min(image.Line(first), image.Line(last - 1));
-  unsigned char* const highest = std::max(image.Line(first), image.Line(last - 1));
-  return {lowest, static_cast<std::size_t>(highest - lowest + image.LineBytes()), image.Stride()};
-}
-
 struct Workplace {
   PictureTrial const& trial;
   fourtap_picture* picture;
@@ -48,10 +39,6 @@ struct Workplace {
   Case const& What() const { return trial.drawn.what; }
   Sizes const& GetSizes() const { return What().sizes; }
 };
-
-std::string Refused(char const* what, fourtap_status status) {
-  return status == FOURTAP_OK ? "" : std::string(what) + " is refused: " + fourtap_error();
-}
 
 // A part of the output, from the part that it needs; at once, or line by line.
 std::string CheckPart(Workplace const& at, Rect const& rect, bool byLines) {

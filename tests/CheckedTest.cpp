@@ -13,9 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "conformance/CaseText.h"
 #include "conformance/Cases.h"
-#include "conformance/GuardedImage.h"
+#include "conformance/CheckedCases.h"
 
 namespace {
 
@@ -34,93 +33,14 @@ OwnedScaler Open(Layout layout, Sizes const& sizes) {
   return OwnedScaler(scaler);
 }
 
-// An image as a caller hands it over: exactly its bytes from the lowest address on.
-template <class Memory>
-Memory MemoryOf(GuardedImage const& image) {
-  if (image.LineCount() == 0) return {nullptr, 0, image.Stride()};
-  unsigned char* const lowest = std::min(image.Top(), image.Line(image.LineCount() - 1));
-  unsigned char* const highest = std::max(image.Top(), image.Line(image.LineCount() - 1));
-  return {lowest, static_cast<std::size_t>(highest - lowest + image.LineBytes()), image.Stride()};
-}
-
 class Checked : public testing::TestWithParam<Layout> {};
 
-// Whole, a rectangle, and a rectangle from just the part that it needs, by every set; memory ends where it is said to.
-TEST_P(Checked, ScalesAsTheModelSays) {
+TEST_P(Checked, ScalesAndPushesAsTheModelSays) {
   for (uint64_t seed = 0; seed < 300; ++seed) {
     Trial const trial(RandomCase(GetParam(), seed));
-    Case const& what = trial.what;
-    Sizes const& sizes = what.sizes;
-    OwnedScaler const scaler = Open(GetParam(), sizes);
     for (Set const& set : Sets()) {
       if (set.number == FourTapSetNone || !set.runnable) continue;
-      ASSERT_EQ(fourtap_use_set(scaler.get(), set.number), FOURTAP_OK);
-      ASSERT_STREQ(fourtap_set_name(fourtap_set(scaler.get())), set.name);
-      fourtap_rect const whole{0, 0, sizes.cxOut, sizes.cyOut};
-      fourtap_rect const rect{what.rect.x, what.rect.y, what.rect.cx, what.rect.cy};
-      for (fourtap_rect const* const out : {static_cast<fourtap_rect const*>(nullptr), &rect}) {
-        for (bool const fromPart : {false, true}) {
-          fourtap_rect const& to = out ? *out : whole;
-          if (to.cx == 0 || to.cy == 0) continue;
-          fourtap_rect part{0, 0, sizes.cxIn, sizes.cyIn};
-          if (fromPart) {
-            ASSERT_EQ(fourtap_needed(scaler.get(), out, &part), FOURTAP_OK);
-          }
-          GuardedImage const source = ImageOf(GetParam(), part.cx, part.cy, what.source);
-          GuardedImage const target = ImageOf(GetParam(), to.cx, to.cy, what.destination);
-          source.Allow(Access::read);
-          target.Allow(Access::readWrite);
-          source.CopyFrom(Crop(GetParam(), trial.picture, sizes.cxIn, {part.x, part.y, part.cx, part.cy}).data());
-          ASSERT_EQ(fourtap_scale(scaler.get(), MemoryOf<fourtap_source>(source), fromPart ? &part : nullptr,
-                                  MemoryOf<fourtap_target>(target), out),
-                    FOURTAP_OK)
-              << fourtap_error();
-          ASSERT_EQ(target.Copy(), Crop(GetParam(), trial.frame, sizes.cxOut, {to.x, to.y, to.cx, to.cy}))
-              << TextOf(what);
-          ASSERT_TRUE(target.GapsIntact());
-        }
-      }
-    }
-  }
-}
-
-// Slices into room for exactly what they write; with less they are refused, and change nothing.
-TEST_P(Checked, PushesAsTheModelSays) {
-  for (uint64_t seed = 0; seed < 300; ++seed) {
-    Trial const trial(RandomCase(GetParam(), seed));
-    Sizes const& sizes = trial.what.sizes;
-    int const bytesIn = sizes.cxIn * Traits(GetParam()).BytesPerPixel();
-    int const bytesOut = sizes.cxOut * Traits(GetParam()).BytesPerPixel();
-    OwnedScaler const scaler = Open(GetParam(), sizes);
-    for (Set const& set : Sets()) {
-      if (set.number == FourTapSetNone || !set.runnable) continue;
-      ASSERT_EQ(fourtap_reset(scaler.get()), FOURTAP_OK);
-      ASSERT_EQ(fourtap_use_set(scaler.get(), set.number), FOURTAP_OK);
-      int in = 0, out = 0;
-      for (int const cySlice : trial.what.slices[0]) {
-        int const lines = std::min(cySlice, sizes.cyIn - in);
-        int const coming = lines == 0 ? 0 : ModelLinesWritten(sizes, set.blockLines, in + lines) - out;
-        fourtap_source const source{trial.picture.data() + std::ptrdiff_t{in} * bytesIn,
-                                    static_cast<std::size_t>(lines * bytesIn), 0};
-        GuardedBytes const target(static_cast<std::size_t>(coming * bytesOut));
-        int written = -1;
-        if (coming > 0) {
-          ASSERT_EQ(fourtap_push(scaler.get(), source, lines, {target.Data(), target.Size(), 0}, coming - 1, &written),
-                    FOURTAP_INVALID);
-          ASSERT_EQ(written, -1);
-        }
-        ASSERT_LE(coming, fourtap_most_written(scaler.get(), lines));
-        ASSERT_EQ(fourtap_push(scaler.get(), source, lines, {target.Data(), target.Size(), 0}, coming, &written),
-                  FOURTAP_OK)
-            << fourtap_error();
-        ASSERT_EQ(written, coming);
-        ASSERT_TRUE(std::equal(target.Data(), target.Data() + target.Size(),
-                               trial.frame.begin() + std::ptrdiff_t{out} * bytesOut))
-            << TextOf(trial.what);
-        in += lines;
-        out += written;
-      }
-      ASSERT_EQ(out, sizes.cyOut);
+      ASSERT_EQ(RunCheckedTrial(set, trial), "");
     }
   }
 }
