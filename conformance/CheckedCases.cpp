@@ -30,8 +30,8 @@ std::string CheckRect(Workplace const& at, Rect const& rect, Handed handed) {
   fourtap_rect const out{rect.x, rect.y, rect.cx, rect.cy};
   fourtap_rect part{0, 0, sizes.cxIn, sizes.cyIn};
   if (handed == Handed::part) {
-    std::string const error = Refused("needed", fourtap_needed(at.scaler, &out, &part));
-    if (!error.empty()) return error;
+    std::string refused = Refused("needed", fourtap_needed(at.scaler, &out, &part));
+    if (!refused.empty()) return refused;
   }
   GuardedImage const source = ImageOf(what.layout, part.cx, part.cy, what.source, at.fences);
   GuardedImage const target = ImageOf(what.layout, rect.cx, rect.cy, what.destination, at.fences);

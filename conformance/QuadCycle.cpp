@@ -70,7 +70,7 @@ bool QuadCycleIsWhole() {
   // divisor of it leads to 1 too.
   if (PowerOfX(quadCycleBytes) != one) return false;
   static_assert(uint64_t{3} * 5 * 17 * 257 * 65537 == quadCycleBytes);
-  for (uint64_t const prime : {3, 5, 17, 257, 65537}) {
+  for (uint64_t const prime : {3U, 5U, 17U, 257U, 65537U}) {
     if (PowerOfX(quadCycleBytes / prime) == one) return false;
   }
   return true;
