@@ -47,7 +47,7 @@ TEST(QuadCycle, IsOneAndTheSameFromEverywhere) {
   EXPECT_TRUE(conformance::QuadCycleIsWhole());
   Bytes cycle(5000), part(2000);
   conformance::ReadQuadCycle(conformance::quadCycleBytes - 3000, cycle.data(), cycle.size());
-  for (std::size_t const from : {0, 1, 1023, 2999, 3000}) {
+  for (std::size_t const from : {0U, 1U, 1023U, 2999U, 3000U}) {
     conformance::ReadQuadCycle(conformance::quadCycleBytes - 3000 + from, part.data(), part.size());
     EXPECT_TRUE(std::equal(part.begin(), part.end(), cycle.begin() + static_cast<std::ptrdiff_t>(from))) << from;
   }

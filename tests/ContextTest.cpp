@@ -55,6 +55,8 @@ TEST(Context, SizesBeyondCountingGiveNone) {
       {9, 9, 715827883, 9, 24}, {9, 9, 536870912, 9, 32}, {9, 9, 1073741824, 9, 16}, {INT_MAX, 9, INT_MAX, 9, 32}};
   for (ContextSizes const& sizes : cases) {
     EXPECT_FALSE(MakeContext(sizes)) << testing::PrintToString(&sizes - cases);
+    EXPECT_EQ(FourTapScaleContextBytes(sizes.cxIn, sizes.cyIn, sizes.cxOut, sizes.cyOut, sizes.bitsPerPixel), -1)
+        << testing::PrintToString(&sizes - cases);
   }
 }
 

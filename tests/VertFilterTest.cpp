@@ -29,10 +29,12 @@ std::vector<Taps> TapsToTry() {
   short table[16 * 4];
   fourtap::ComputeFilterCoefs(1, table);
   std::memcpy(taps.data(), table, sizeof table);
-  // Sums just beyond 64, which take another way than those of a context; the last four saturate at both ends and reach
-  // both ends of 16 bits.
+  // Sums just beyond 64, a pair that is equal where the other is not, and a tap just below 0, which take other ways
+  // than those of a context; the last four saturate at both ends and reach both ends of 16 bits.
   taps.insert(taps.end(), {{{15, 36, 14, 0}},
                            {{2, 0, 0, 63}},
+                           {{5, 20, 30, 5}},
+                           {{-1, 40, 25, 0}},
                            {{-3, 40, 30, -3}},
                            {{0, 64, 0, 0}},
                            {{0, 0, 64, 0}},
@@ -184,9 +186,11 @@ TEST_F(VertFilter, VectorLanesWrapBeyondTheRange) {
       Offsets const at{32 + shift % 3, {shift, shift, shift, shift == 16 ? 3 : shift}};
       int const misalignment = shift == 16 || filter.alignment == 0 ? 0 : shift % filter.alignment;
       for (int count = 0; count <= 80; ++count) {
-        for (Taps const& taps : {Taps{{0, 200, 0, 0}}, {{100, 29, 0, 0}}}) {
+        for (Taps const& taps : {Taps{{0, 200, 0, 0}}, {{100, 29, 0, 0}}, {{-128, -1, 0, 0}}}) {
           Run(filter, at, count, taps);
-          std::vector<int> const got(dst.Data() + at.dst, dst.Data() + at.dst + count);
+          std::vector<int> got(dst.Data() + at.dst, dst.Data() + at.dst + count);
+          // A sum below the range wraps to one above 255.
+          if (taps.tap[0] < 0) std::for_each(got.begin(), got.end(), [](int& byte) { byte = 255 - byte; });
           ASSERT_EQ(got, ScalarBytes(filter, misalignment, count))
               << filter.set << " count " << count << " shift " << shift << " first tap " << taps.tap[0];
         }
