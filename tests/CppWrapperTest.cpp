@@ -318,6 +318,7 @@ TEST_F(CppWrapperRefusals, OfScalersThatWereMovedFrom) {
 
   FrameScaler frames("gray", {4, 6}, {8, 4});
   FrameScaler const movedFrames = std::move(frames);
+  // NOLINTNEXTLINE(bugprone-use-after-move)
   EXPECT_EQ(RefusedFor([&] { frames.Scale({Source({4, 6}, Layout::Plane)}, {To({8, 4}, Layout::Plane)}); }), "picture");
   EXPECT_GT(movedFrames.Bytes(), 0u);
 }
@@ -451,6 +452,7 @@ TEST(CppWrapperPictures, RefuseWhatDoesNotFitAndWriteNothing) {
   EXPECT_EQ(to.memory, Bytes(6, untouched));
 
   PictureScaler moved = std::move(scaler);
+  // NOLINTNEXTLINE(bugprone-use-after-move)
   EXPECT_EQ(RefusedFor([&] { scaler.Push(to.view); }), "picture");
   EXPECT_EQ(RefusedFor([&] { scaler.Begin(); }), "picture");
   EXPECT_EQ(scaler.Bytes(), 0u);

@@ -39,7 +39,7 @@ class Layouts : public PerVariantTest {
   static Bytes Scale(Layout layout, Sizes const& sizes, Bytes const& picture) {
     Variant const& variant = conformance::VariantOf(layout, *GetParam().set);
     OwnedContext const context = MakeContext(layout, sizes);
-    Bytes const frame = ScaleFrame(variant, context.get(), sizes, picture);
+    Bytes frame = ScaleFrame(variant, context.get(), sizes, picture);
     int const third = sizes.cyIn / 3;
     EXPECT_EQ(ScaleSlices(variant, context.get(), sizes, picture, {third, third, sizes.cyIn - 2 * third}), frame);
     return frame;

@@ -52,7 +52,7 @@
 FOURTAP_API int FourTapScaleVersion();
 
 // What a scaler needs for one pair of sizes: tables, scratch lines, and the progress of a progressive frame.
-struct _SCALE_CONTEXT;  // NOLINT(bugprone-reserved-identifier)
+struct _SCALE_CONTEXT;
 
 // Scales a rectangle of the output, or the whole frame with (0, 0, cxOut, cyOut).
 //   src        source pixel (0, 0), whatever the rectangle; cyIn lines of cxIn pixels, not written (see
