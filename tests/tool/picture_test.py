@@ -345,7 +345,7 @@ class PictureTest(ToolCase):
                 self.assertEqual(self.scale("-", "-", "--size", size, stdin=content), content, (name, size))
                 self.assertEqual(self.scale("-", "-", "--size", size, "--orientation=keep", stdin=content), content)
             for more in ["--strip"], ["--quality=80"], ["--rect=0,0,1,1"], ["--one-step"], ["--format=bmp"]:
-                if (name, more) != ("BMP", ["--format=bmp"]):
+                if (name, more) != ("BMP", ["--format=bmp"]) and (more != ["--quality=80"] or name in ("JPEG", "progressive")):
                     self.assertNotEqual(self.scale("-", "-", "--size=100%", "--quiet", *more, stdin=content), content)
             for cut in content[:len(content) // 2], content[:-20]:
                 if name != "JPEG" or len(cut) < len(content) - 20:

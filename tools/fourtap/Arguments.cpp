@@ -95,6 +95,9 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
                   "--rect: " + options.sizeOption + " given too, which says what is taken; expected one of them"};
   }
   if (!framed && app.count("--gravity") > 0) throw Failure{badUsage, "--gravity: expected it with --fill or --pad"};
+  if (options.lossless && options.quality) {
+    throw Failure{badUsage, "--quality: --lossless given too, expected one of them"};
+  }
   if (options.background && options.alpha == AlphaRule::drop) {
     throw Failure{badUsage, "--background: --alpha drop given too, expected one of them"};
   }
@@ -174,8 +177,11 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--strip", strip, "Leave away what describes the picture, but not what its colours mean");
   AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
                   std::string("What --strip keeps instead: ") + noteKindNames);
-  AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
-                  "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
+  AddParsedOption(
+      app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
+      "Quality of JPEG and WebP files; 90 is the default, and from there on colours of JPEG keep their full "
+      "size");
+  app.add_flag("--lossless", options.lossless, "Keep every pixel of WebP files as it is");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
   AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",

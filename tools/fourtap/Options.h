@@ -57,7 +57,8 @@ struct Options {
   std::optional<Colour> background;  // that a picture with alpha is laid on, and others are padded with
   bool keepOrientation = false;      // instead of turning the picture upright
   unsigned keptNotes = allNotes;     // kinds of what describes a picture
-  std::optional<int> quality;        // of JPEG files, 1 to 100
+  std::optional<int> quality;        // of formats that have one, 1 to 100
+  bool lossless = false;             // of formats that can be either
   int linesPerSlice = 0;             // handed to the scaler at once; 0: as many as suit
   int64_t maxPixels = 1 << 30;       // of an input picture or frame
   std::string raw;                   // layout and size of headerless frames, such as nv12:1920x1080; empty: none

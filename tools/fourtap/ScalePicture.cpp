@@ -56,11 +56,22 @@ void CheckKind(PictureFormat const& format, std::string const& output, PixelKind
   if (HasAlpha(kind) && !format.holdsAlpha) {
     throw Failure{badOutput, output + ": " + std::string(format.name) +
                                  " holds no alpha, expected --background, --alpha drop, or " +
-                                 Alternatives(FormatNamesWithAlpha())};
+                                 Alternatives(FormatNamesWith(&PictureFormat::holdsAlpha))};
   }
   if (EndsWith(output, ".pgm") && !IsGray(kind)) {
     throw Failure{badOutput, output + ": the picture has colours, expected a name that ends in .ppm or .pnm"};
   }
+}
+
+// Throws a Failure for what is asked of another format.
+void CheckEncoding(Options const& options, PictureFormat const& format, std::string const& output) {
+  auto const check = [&](char const* option, bool isAsked, bool PictureFormat::*has) {
+    if (!isAsked || format.*has) return;
+    throw Failure{badUsage, std::string(option) + ": " + output + " becomes " + std::string(format.name) +
+                                ", which has no such thing; expected " + Alternatives(FormatNamesWith(has))};
+  };
+  check("--quality", options.quality.has_value(), &PictureFormat::hasQuality);
+  check("--lossless", options.lossless, &PictureFormat::canBeLossless);
 }
 
 // Lines of a picture, without gaps between them.
@@ -311,7 +322,7 @@ bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
   bool const isWhole = !options.rect && job.StoredOut() == job.plan.scaled && !job.padding;
   return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && isWhole &&
-         options.keptNotes == allNotes && !options.quality && !grayAsColour;
+         options.keptNotes == allNotes && !options.quality && !options.lossless && !grayAsColour;
 }
 
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
@@ -325,6 +336,7 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
                                             .kind = job.KindOut(),
                                             .notes = &notes,
                                             .quality = options.quality.value_or(defaultQuality),
+                                            .lossless = options.lossless,
                                             .grayAsColour = EndsWith(way.outputName, ".ppm")});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
   if (job.padding) {
@@ -383,6 +395,7 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
 void ScalePicture(Options const& options, InputFile& input, std::string const& output) try {
   PictureFormat const& formatIn = FormatOfFile(input);
   PictureFormat const& formatOut = OutputFormat(options, formatIn, output);
+  CheckEncoding(options, formatOut, output == "-" ? "stdout" : output);
   bool const holdsSeveral = &formatIn == FormatNamed("PNM");
   bool const isStream = holdsSeveral && !input.HasPlaces() && &formatOut == &formatIn;
   std::optional<OutputFile> file;

@@ -252,6 +252,10 @@ std::string StreamText(VideoStream const& stream) {
 }  // namespace
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
+  if (options.quality || options.lossless) {
+    throw Failure{badUsage, std::string(options.quality ? "--quality" : "--lossless") + ": " + input.name +
+                                " is a video, expected pictures"};
+  }
   VideoStream const stream = OpenVideo(options, input);
   bool const toRaw = !BecomesY4M(options, stream, outputName);
   FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
