@@ -78,7 +78,8 @@ class CommandTest(ToolCase):
         self.write("in.bmp", bitmap(9, 7, 24))
         self.write("in.y4m", b"YUV4MPEG2 W8 H8 Cmono\nFRAME\n" + bytes(64))
         for option, without, expected in (("--quality=80", ("png", "bmp", "ppm"), "JPEG"),
-                                          ("--lossless", ("png", "jpg", "ppm"), "WebP")):
+                                          ("--lossless", ("png", "jpg", "ppm"), "WebP"),
+                                          ("--progressive-jpeg", ("png", "bmp", "ppm"), "JPEG")):
             name = option.split("=", maxsplit=1)[0]
             for suffix in without:
                 self.refuse(BAD_USAGE, [name, "out." + suffix, "expected", *([expected] if expected in FORMATS else [])],
@@ -113,9 +114,17 @@ class CommandTest(ToolCase):
             "large palette.bmp": (bitmap(8, 7, 8, colours=2**31, extra=bytes(1024)), "2147483648 colours"),
             "small palette.bmp": (bitmap(8, 7, 8, colours=5, extra=bytes(20)), "colour 255", "5"),
             "no palette.bmp": (bitmap(8, 7, 8), "palette"),
-            "bits.pbm": (b"P4 1 1\n\0", "PBM", "P5 or P6"),
-            "text.ppm": (b"P3 1 1 255 1 1 1", "plain text", "P5 or P6"),
-            "arbitrary.pam": (b"P7\n", "PAM"),
+            "floats.pfm": (b"PF 1 1 -1.0\n" + bytes(12), "PFM", "PBM, PGM, PPM or PAM"),
+            "cut.pbm": (b"P4 9 2\n\0\0\0", "line 1", "9 pixels"),
+            "two.pbm": (b"P1 2 1\n1 2", "no bit in line 0", "2 pixels"),
+            "beyond.ppm": (b"P3 2 2 255 " + b"1 2 3 " * 3 + b"1 256 3", "no sample up to 255 in line 1"),
+            "text.ppm": (b"P3 1 1 255 1 1x1", "no sample"),
+            "cut.pgm": (b"P2 2 2 9 1 2 3", "no sample up to 9 in line 1"),
+            "cut.pam": (b"P7\nWIDTH 1\n", "cut short in its header", "ENDHDR"),
+            "number.pam": (b"P7\nWIDTH x\nENDHDR\n", "WIDTH", "2147483647"),
+            "depth.pam": (b"P7\nWIDTH 1\nHEIGHT 1\nDEPTH 5\nMAXVAL 255\nENDHDR\n" + bytes(5), "5 samples", "gray or RGB"),
+            "type.pam": (b"P7\nWIDTH 1\nHEIGHT 1\nDEPTH 3\nMAXVAL 255\nTUPLTYPE LAB\nENDHDR\n" + bytes(3), "LAB", "gray or RGB"),
+            "no maximum.pam": (b"P7\nWIDTH 1\nHEIGHT 1\nDEPTH 1\nENDHDR\n" + bytes(1), "maximum 0", "65535"),
             "no numbers.ppm": (b"P6 # 3 4 5", "width"),
             "cut in header.ppm": (b"P6 3 4", "height"),
             "wide.ppm": (b"P6 99999999999 4 255\n", "width", "2147483647"),

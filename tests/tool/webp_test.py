@@ -7,10 +7,8 @@ import unittest
 
 from PIL import Image, ImageChops, ImageCms
 
-from picture_test import FILES, coloured, decoded, encoded, exif_block
+from picture_test import FILES, WHOLE, coloured, decoded, encoded, exif_block
 from toolcase import BAD_INPUT, BAD_OUTPUT, FORMATS, MIB, ToolCase, noise, pnm, unless_sanitized
-
-WHOLE = "--rect=0,0,{},{}"  # though it be the whole, a rectangle is never just copied
 
 
 def difference(first, second):

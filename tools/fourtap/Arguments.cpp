@@ -182,6 +182,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
       "Quality of JPEG and WebP files; 90 is the default, and from there on colours of JPEG keep their full "
       "size");
   app.add_flag("--lossless", options.lossless, "Keep every pixel of WebP files as it is");
+  app.add_flag("--progressive-jpeg", options.progressiveJpeg,
+               "Make JPEG files that show the whole picture early, and sharper as they come");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
   AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",

@@ -59,12 +59,13 @@ struct Options {
   unsigned keptNotes = allNotes;     // kinds of what describes a picture
   std::optional<int> quality;        // of formats that have one, 1 to 100
   bool lossless = false;             // of formats that can be either
-  int linesPerSlice = 0;             // handed to the scaler at once; 0: as many as suit
-  int64_t maxPixels = 1 << 30;       // of an input picture or frame
-  std::string raw;                   // layout and size of headerless frames, such as nv12:1920x1080; empty: none
-  int threads = 0;                   // that scale a frame; 0: as many as pay
-  std::string set;                   // of instructions; empty: the widest there is
-  bool force = false;                // overwrite
+  bool progressiveJpeg = false;
+  int linesPerSlice = 0;        // handed to the scaler at once; 0: as many as suit
+  int64_t maxPixels = 1 << 30;  // of an input picture or frame
+  std::string raw;              // layout and size of headerless frames, such as nv12:1920x1080; empty: none
+  int threads = 0;              // that scale a frame; 0: as many as pay
+  std::string set;              // of instructions; empty: the widest there is
+  bool force = false;           // overwrite
   bool quiet = false;
   bool verbose = false;
   Progress progress = Progress::automatic;

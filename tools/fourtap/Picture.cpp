@@ -33,6 +33,7 @@ std::vector<PictureFormat> const formats = {
      .signatures = {"\xff\xd8\xff"},
      .suffixes = {"jpg", "jpeg"},
      .hasQuality = true,
+     .canBeProgressive = true,
      .notes = profileNote | densityNote | exifNote | xmpNote | commentNote,
      .open = OpenJpeg,
      .create = CreateJpeg},

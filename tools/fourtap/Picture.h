@@ -63,6 +63,7 @@ struct PicturePlan {
   PictureNotes const* notes = nullptr;  // those that the format holds are written
   int quality = 0;                      // where the format has one, 1 to 100
   bool lossless = false;                // where the format can be either
+  bool progressive = false;             // where the format can be
   bool grayAsColour = false;            // where the format would tell them apart
 };
 
@@ -76,7 +77,8 @@ struct PictureFormat {
   bool holdsAlpha = false;
   bool hasQuality = false;
   bool canBeLossless = false;  // for those that are not always
-  unsigned notes = 0;          // kinds that it holds
+  bool canBeProgressive = false;
+  unsigned notes = 0;  // kinds that it holds
   PictureOpener* open;
   PictureCreator* create;
 };

@@ -72,6 +72,7 @@ void CheckEncoding(Options const& options, PictureFormat const& format, std::str
   };
   check("--quality", options.quality.has_value(), &PictureFormat::hasQuality);
   check("--lossless", options.lossless, &PictureFormat::canBeLossless);
+  check("--progressive-jpeg", options.progressiveJpeg, &PictureFormat::canBeProgressive);
 }
 
 // Lines of a picture, without gaps between them.
@@ -318,11 +319,13 @@ struct PictureWay {
   bool isStream;      // more pictures that follow go the same way
 };
 
+bool IsEncodedAnew(Options const& options) { return options.quality || options.lossless || options.progressiveJpeg; }
+
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
   bool const isWhole = !options.rect && job.StoredOut() == job.plan.scaled && !job.padding;
   return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && isWhole &&
-         options.keptNotes == allNotes && !options.quality && !options.lossless && !grayAsColour;
+         options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
 }
 
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
@@ -337,6 +340,7 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
                                             .notes = &notes,
                                             .quality = options.quality.value_or(defaultQuality),
                                             .lossless = options.lossless,
+                                            .progressive = options.progressiveJpeg,
                                             .grayAsColour = EndsWith(way.outputName, ".ppm")});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
   if (job.padding) {

@@ -252,9 +252,10 @@ std::string StreamText(VideoStream const& stream) {
 }  // namespace
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
-  if (options.quality || options.lossless) {
-    throw Failure{badUsage, std::string(options.quality ? "--quality" : "--lossless") + ": " + input.name +
-                                " is a video, expected pictures"};
+  for (auto const& [option, isAsked] :
+       {std::pair("--quality", options.quality.has_value()), std::pair("--lossless", options.lossless),
+        std::pair("--progressive-jpeg", options.progressiveJpeg)}) {
+    if (isAsked) throw Failure{badUsage, std::string(option) + ": " + input.name + " is a video, expected pictures"};
   }
   VideoStream const stream = OpenVideo(options, input);
   bool const toRaw = !BecomesY4M(options, stream, outputName);
