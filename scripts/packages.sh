@@ -1,7 +1,7 @@
 # Sourced by the scripts: which Debian packages each one needs, and their installation.
 # shellcheck shell=bash disable=SC2034  # the lists are read where this file is sourced
 
-buildPackages=(cmake g++ ninja-build libcli11-dev libjpeg62-turbo-dev libpng-dev scdoc)
+buildPackages=(cmake g++ ninja-build libcli11-dev libjpeg62-turbo-dev libpng-dev libwebp-dev scdoc zlib1g-dev)
 demoPackages=("${buildPackages[@]}" netpbm)
 testPackages=("${buildPackages[@]}" libbenchmark-dev libgtest-dev pkg-config python3 python3-dev python3-numpy
   python3-pil python3-pytest)
@@ -23,9 +23,9 @@ everywherePackages=("${testPackages[@]}" g++-aarch64-linux-gnu g++-riscv64-linux
   libsimde-dev qemu-user "${wasmPackages[@]}")
 # Of other processors, for unpacking: what the tests link there, and the tool's tests.
 foreignPackages=(libgtest-dev)
-foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev zlib1g-dev)
+foreignToolPackages=(libcli11-dev libjpeg62-turbo-dev libpng-dev libwebp-dev zlib1g-dev)
 ciPackages=("${testPackages[@]}" "${clangPackages[@]}" "${everywherePackages[@]}" "${gstreamerPackages[@]}"
-  "${pythonPackages[@]}" clang-format libglib2.0-dev shellcheck valgrind)
+  "${pythonPackages[@]}" clang-format clang-tidy libglib2.0-dev shellcheck valgrind)
 
 # The packages among the arguments that are not installed.
 ListMissing() {

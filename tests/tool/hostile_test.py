@@ -71,6 +71,9 @@ class HostileTest(ToolCase):
         for start in b"P5 #", b"P5 ", b"P5 0", b"P5 1 1#":
             self.refuse(BAD_INPUT, ["header without end", "65536"], "-", "out.pgm", "--size=1x1",
                         stdin=start + start[-1:] * 500000)
+        for start in b"P2 2 1 9 3 ", b"P2 2 1 9 3 #", b"P1 2 1 1 ":
+            self.refuse(BAD_INPUT, ["gap before a sample without end", "65536"], "-", "out.pgm", "--size=1x1",
+                        stdin=start + start[-1:] * 500000)
 
     @unless_sanitized
     def test_sizes_that_cannot_be_had_are_the_fault_of_who_asks_for_them(self):

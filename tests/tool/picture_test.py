@@ -17,6 +17,7 @@ from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 from toolcase import FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
+WHOLE = "--rect=0,0,{},{}"  # though it be the whole, a rectangle is never just copied
 SUFFIXES = {"L": "png jpg pgm bmp", "LA": "png bmp", "RGB": "png jpg ppm bmp", "RGBA": "png bmp"}
 
 
@@ -162,6 +163,70 @@ class PictureTest(ToolCase):
                                                                                         b"\x0a#")):
             self.assertEqual(self.scale("-", "-", "--rect", "0,0,2,1", "--quiet", stdin=header + pixels),
                              pnm(2, 1, 8, expected))
+
+    def test_all_kinds_of_pnm_are_read(self):
+        cx, cy = 21, 9
+        values = noise(cx, cy, 24)
+        for maximum in 1, 7, 200, 255, 1000, 65535:
+            samples = [(v * 257 + i) % (maximum + 1) for i, v in enumerate(values)]
+            levels = bytes((2 * v * 255 + maximum) // (2 * maximum) for v in samples)
+            binary = b"".join(v.to_bytes(2 if maximum > 255 else 1, "big") for v in samples)
+            plain = b"# first\n" + b"\n".join(b"%d" % v for v in samples)  # without a last line end
+            header = b"%d %d\n%d\n" % (cx, cy, maximum)
+            wide = b"%d %d %d " % (3 * cx, cy, maximum)
+            pam = b"P7\nHEIGHT %d\n#\nWIDTH  %d\nMAXVAL %d\nDEPTH 3\nTUPLTYPE RGB\nENDHDR\n" % (cy, cx, maximum)
+            for content in b"P6 " + header + binary, b"P3 " + header + plain, pam + binary:
+                self.assertEqual(self.scale("-", "-", WHOLE.format(cx, cy), "--quiet", stdin=content), pnm(cx, cy, 24, levels))
+            for content in b"P5 " + wide + binary, b"P2 " + wide + plain:
+                self.assertEqual(self.scale("-", "-", WHOLE.format(3 * cx, cy), "--quiet", stdin=content),
+                                 pnm(3 * cx, cy, 8, levels))
+        for mode, depth, name in ("L", 1, b"GRAYSCALE"), ("LA", 2, b"GRAYSCALE_ALPHA"), ("RGBA", 4, b"RGB_ALPHA"):
+            for line in b"", b"TUPLTYPE " + name + b"\n":
+                header = b"P7\nWIDTH 31\nHEIGHT 22\nDEPTH %d\nMAXVAL 255\n%sENDHDR\n" % (depth, line)
+                content = header + coloured(mode).tobytes()
+                result = decoded(self.scale("-", "-", "--format=png", "--size=100%", stdin=content))
+                self.assertEqual((result.mode, result.tobytes()), (mode, coloured(mode).tobytes()))
+        bits = [v & 1 for v in noise(cx, cy, 8)]
+        lines = [bits[cx * y:][:cx] + [1] * 3 for y in range(cy)]
+        packed = b"".join(int("".join(map(str, line)), 2).to_bytes(3, "big") for line in lines)
+        plain = "".join(map(str, bits)).encode()
+        expected = pnm(cx, cy, 8, bytes(0 if bit else 255 for bit in bits))
+        for content in b"P4 21 9\n" + packed, b"P1 21 9\n" + plain, b"P1 21 9 # bits\n" + b" ".join(plain[i:i + 1] for i in range(cx * cy)):
+            self.assertEqual(self.scale("-", "-", WHOLE.format(cx, cy), stdin=content), expected)
+
+    def test_inks_become_light(self):
+        profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+        inks = Image.merge("CMYK", coloured("RGBA", 120, 90).split())
+        adobe = encoded(inks, format="JPEG", quality=95)
+        at = adobe.index(b"\xff\xee")
+        plain = adobe[:at] + adobe[at + 2 + struct.unpack(">H", adobe[at + 2:at + 4])[0]:]
+        profiled = encoded(inks, format="JPEG", quality=95, progressive=True, icc_profile=profile)
+        for content, said in (adobe, ""), (plain, ""), (profiled, ", which its ICC profile does not describe"):
+            # Pillow takes all files for Adobe's.
+            taken = ImageChops.invert(decoded(content)) if content == plain else decoded(content)
+            expected = bytes((2 * (255 - ink) * (255 - pixel[3]) + 255) // 510
+                             for pixel in taken.getdata() for ink in pixel[:3])
+            done = self.run_tool("-", "-", "--size=100%", "--format=png", stdin=content)
+            result = decoded(done.stdout)
+            self.assertEqual(result.tobytes(), expected)
+            self.assertNotIn("icc_profile", result.info)
+            self.assertEqual(done.stderr, f"fourtap: warning: stdin: its CMYK colours are brought to RGB{said}\n")
+
+    def test_progressive_files_hold_the_same_picture(self):
+        content = encoded(coloured("RGB", 900, 700), format="PNG")
+        for more in [], ["--quality=50"], ["--quality=95"]:
+            plain, *others = (self.scale("-", "-", "--size=50%", "--format=jpg", *more, *flags, stdin=content)
+                              for flags in ([], ["--progressive-jpeg"], ["--progressive-jpeg", "--progressive=7"]))
+            self.assertEqual(others[0], others[1])
+            self.assertNotIn("progressive", decoded(plain).info)
+            self.assertTrue(decoded(others[0]).info["progressive"])
+            self.assertEqual(decoded(others[0]).tobytes(), decoded(plain).tobytes())
+        done = self.run_tool("-", "-", "--size=100%", "--format=jpg", "--progressive-jpeg", "--verbose", stdin=content)
+        self.assertIn("its coefficients are held in memory: 4 MiB", done.stderr)  # 3 x 2 bytes x 904 x 704
+        self.assertIn("its coefficients are held in memory: 4 MiB",
+                      self.run_tool("-", "-", "--size=5x", "--verbose", stdin=done.stdout).stderr)
+        gray = self.scale("-", "-", "--size=100%", "--format=jpg", "--progressive-jpeg", stdin=pnm(9, 7, 8))
+        self.assertNotEqual(self.scale("-", "-", "--size=100%", "--progressive-jpeg", "--quality=40", stdin=gray), gray)
 
     def test_gray_and_colour_are_told_apart_by_the_name(self):
         self.write("gray.pgm", pnm(2, 1, 8, b"\1\2"))
@@ -345,7 +410,7 @@ class PictureTest(ToolCase):
                 self.assertEqual(self.scale("-", "-", "--size", size, stdin=content), content, (name, size))
                 self.assertEqual(self.scale("-", "-", "--size", size, "--orientation=keep", stdin=content), content)
             for more in ["--strip"], ["--quality=80"], ["--rect=0,0,1,1"], ["--one-step"], ["--format=bmp"]:
-                if (name, more) != ("BMP", ["--format=bmp"]):
+                if (name, more) != ("BMP", ["--format=bmp"]) and (more != ["--quality=80"] or name in ("JPEG", "progressive")):
                     self.assertNotEqual(self.scale("-", "-", "--size=100%", "--quiet", *more, stdin=content), content)
             for cut in content[:len(content) // 2], content[:-20]:
                 if name != "JPEG" or len(cut) < len(content) - 20:
@@ -375,7 +440,7 @@ class PictureTest(ToolCase):
             ((FILES / "PNG/good-interlaced").read_bytes(), [],
              ["in: the palette is brought to RGB", "in: it is interlaced: the picture is held in memory"]),
             (encoded(coloured("L"), format="JPEG", progressive=True), [],
-             ["in: it comes in several scans, such as a progressive one: its coefficients are held in memory"]),
+             ["in: it comes in several scans, such as a progressive one: its coefficients are held in memory: 1 MiB"]),
             (encoded(coloured("RGB"), format="PNG", pnginfo=text), [], ["in: text beyond 1 MiB is left out"]),
             (encoded(Image.new("L", (3000000, 2)), format="PPM"), [], ["in: lines of this length take N MiB"]),
         )
@@ -392,6 +457,12 @@ class PictureTest(ToolCase):
                          if " -> " not in line]
                 self.assertCountEqual(lines, ["fourtap: " + line for line in said], content[:20])
                 self.assertEqual(done.stderr.count(" -> "), more == ["--verbose"])
+
+    def test_pnm_pictures_of_every_binary_kind_from_a_pipe_are_frames(self):
+        pam = b"P7\nWIDTH 9\nHEIGHT 7\nDEPTH 3\nMAXVAL 255\nENDHDR\n" + noise(9, 7, 24)
+        pictures = [pnm(9, 7, 24), b"P4 9 2\n\1\2\3\4", pam, pnm(9, 7, 8)]
+        expected = b"".join(self.scale("-", "-", "--size=5x", stdin=picture) for picture in pictures)
+        self.assertEqual(self.scale("-", "-", "--size=5x", stdin=b"".join(pictures)), expected)
 
     def test_pnm_pictures_from_a_pipe_are_frames(self):
         pictures = [pnm(9, 7, 24), pnm(30, 20, 8), pnm(9, 7, 24, bytes(189))]

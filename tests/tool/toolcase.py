@@ -5,6 +5,7 @@ import functools
 import os
 import pathlib
 import random
+import re
 import struct
 import subprocess
 import sys
@@ -17,6 +18,9 @@ FOURTAP = os.environ["FOURTAP"]
 SANITIZED = os.environ["SANITIZED"] == "1"
 EMULATED = os.environ["EMULATED"] == "1"
 BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
+
+FORMATS = re.search(r"--format (\S+)", subprocess.run([FOURTAP, "--help"], capture_output=True, text=True, check=True,
+                                                      timeout=60).stdout)[1].split("|")
 
 # What a sanitizer's own needs of memory would hide.
 unless_sanitized = unittest.skipIf(SANITIZED or EMULATED, "a sanitizer, and an emulator, takes memory of its own")

@@ -86,8 +86,9 @@ void Write(chart::Drawing const& drawing, std::string const& name) {
   bool const alpha = tool::HasAlpha(drawing.kind);
   tool::PictureFormat const* const format = tool::FormatOfName(name);
   if (!format || (alpha && !format->holdsAlpha)) {
-    std::string const formats = alpha ? tool::Alternatives(tool::FormatNamesWithAlpha()) + ", which hold alpha"
-                                      : tool::Alternatives(tool::FormatNames());
+    std::string const formats =
+        alpha ? tool::Alternatives(tool::FormatNamesWith(&tool::PictureFormat::holdsAlpha)) + ", which hold alpha"
+              : tool::Alternatives(tool::FormatNames());
     throw Failure{tool::badUsage, name + ": expected a name with the suffix of " + formats};
   }
   tool::PictureNotes const notes;

@@ -49,6 +49,32 @@ std::optional<Colour> ParseColour(std::string_view text) {
   return colour;
 }
 
+// Options that say how large the result becomes: of their values that which was given.
+struct SizeOption {
+  std::string name;
+  Framing framing;
+  std::optional<SizeRequest> value{};
+};
+
+// Throws a Failure where there are several.
+void TakeSize(Options& options, std::vector<SizeOption> const& sizes) {
+  for (SizeOption const& size : sizes) {
+    if (!size.value) continue;
+    if (options.size) {
+      throw Failure{badUsage, size.name + ": " + options.sizeOption +
+                                  " given too, expected one of --size, --fit, --fill and --pad"};
+    }
+    options.size = size.value;
+    options.size->covers = size.framing == Framing::fill;
+    options.sizeOption = size.name;
+    options.framing = size.framing;
+  }
+  if (options.framing == Framing::pad && options.size->onlyEnlarge) {
+    throw Failure{badUsage,
+                  "--pad: < given, but what is larger than the box can't be padded to it; expected > or nothing"};
+  }
+}
+
 // Throws a Failure unless the options go together.
 void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
   char const* const usage =
@@ -64,6 +90,15 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
     }
     options.inputs = files;
     return;
+  }
+  bool const framed = options.framing == Framing::fill || options.framing == Framing::pad;
+  if (framed && options.rect) {
+    throw Failure{badUsage,
+                  "--rect: " + options.sizeOption + " given too, which says what is taken; expected one of them"};
+  }
+  if (!framed && app.count("--gravity") > 0) throw Failure{badUsage, "--gravity: expected it with --fill or --pad"};
+  if (options.lossless && options.quality) {
+    throw Failure{badUsage, "--quality: --lossless given too, expected one of them"};
   }
   if (options.background && options.alpha == AlphaRule::drop) {
     throw Failure{badUsage, "--background: --alpha drop given too, expected one of them"};
@@ -95,11 +130,32 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                    "  fourtap IN... --out WHERE --size SIZE",
                "fourtap");
   app.add_option("FILE", files, "What to read and, without --out, what to write; - is stdin or stdout")->type_name("");
+  std::vector<SizeOption> sizes = {
+      {"--size", Framing::none}, {"--fit", Framing::fit}, {"--fill", Framing::fill}, {"--pad", Framing::pad}};
   AddParsedOption(
-      app, "-s,--size", "SIZE", options.size, [](std::string const& text) { return std::optional(ParseSize(text)); },
+      app, "-s,--size", "SIZE", sizes[0].value, [](std::string const& text) { return std::optional(ParseSize(text)); },
       sizeExamples,
       "Size of the result: WxH fits into that box, Wx and xH leave the other side to the proportions, N% "
       "means both; behind it > shrinks only, < enlarges only, ! ignores the proportions");
+  char const* const boxHelp[] = {"The largest size of the picture's proportions inside that box, as --size WxH",
+                                 "The smallest size that covers that box, then cropped to it",
+                                 "The largest size inside that box, then padded to it"};
+  for (size_t i = 1; i < sizes.size(); ++i) {
+    AddParsedOption(
+        app, sizes[i].name, "WxH", sizes[i].value,
+        [](std::string const& text) { return std::optional(ParseBox(text)); }, boxExamples, boxHelp[i - 1]);
+  }
+  AddNamedOption<Gravity>(app, "--gravity", options.gravity,
+                          {{"northwest", {-1, -1}},
+                           {"north", {0, -1}},
+                           {"northeast", {1, -1}},
+                           {"west", {-1, 0}},
+                           {"center", {0, 0}},
+                           {"east", {1, 0}},
+                           {"southwest", {-1, 1}},
+                           {"south", {0, 1}},
+                           {"southeast", {1, 1}}},
+                          "The part that --fill takes, or where --pad lays the picture; center is the default");
   AddParsedOption(app, "--rect", "X,Y,W,H", options.rect, ParseRect, "x,y,w,h in pixels, such as 0,0,640,480",
                   "Only this rectangle of the scaled picture");
   app.add_flag("--even", options.even, "Round the size down to even numbers, as many encoders demand");
@@ -118,7 +174,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                              {"premultiplied", AlphaRule::premultiplied}},
                             "What alpha does to colours while they are scaled; multiply is the default");
   AddParsedOption(app, "--background", "COLOUR", options.background, ParseColour, "#rgb, #rrggbb, white, black or gray",
-                  "What pictures with alpha are laid on, such as white or #ff8000");
+                  "What pictures with alpha are laid on, and what --pad adds, such as white or #ff8000");
   AddNamedOption<bool>(app, "--orientation", options.keepOrientation, {{"apply", false}, {"keep", true}},
                        "Whether pictures are turned upright as EXIF says, which is the default");
   bool strip = false;
@@ -126,10 +182,15 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--strip", strip, "Leave away what describes the picture, but not what its colours mean");
   AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
                   std::string("What --strip keeps instead: ") + noteKindNames);
-  AddParsedOption(app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
-                  "Quality of JPEG files; 90 is the default, and from there on colours keep their full size");
+  AddParsedOption(
+      app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
+      "Quality of JPEG and WebP files; 90 is the default, and from there on colours of JPEG keep their full "
+      "size");
   AddParsedOption(app, "--level", "N", options.level, CountUpTo(9), "a number from 1 to 9",
                   "Compression of PNG files, from fast to small; 6 is the default");
+  app.add_flag("--lossless", options.lossless, "Keep every pixel of WebP files as it is");
+  app.add_flag("--progressive-jpeg", options.progressiveJpeg,
+               "Make JPEG files that show the whole picture early, and sharper as they come");
   AddParsedOption(app, "--progressive", "N", options.linesPerSlice, ParseCount, count,
                   "Hand the picture to the scaler in slices of N lines; the result is the same");
   AddParsedOption(app, "--max-pixels", "N", options.maxPixels, CountUpTo(INT64_MAX), count + ", such as 500M",
@@ -156,6 +217,7 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.add_flag("--selftest", options.selfTest, "Prove on this machine that every scaler gives the right bytes");
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   if (!Parsed(app, argc, argv)) return std::nullopt;
+  TakeSize(options, sizes);
   options.outputIsPattern = app.count("--out") > 0;
   options.makesFolders = options.outputIsPattern && options.output.ends_with('/');
   options.outputIsFolder = options.makesFolders || (options.outputIsPattern && options.output != "-" &&

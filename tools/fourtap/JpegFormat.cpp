@@ -18,6 +18,7 @@
 
 #include "fourtap/Failure.h"
 #include "fourtap/Picture.h"
+#include "fourtap/Progress.h"
 
 namespace tool {
 
@@ -126,6 +127,16 @@ void LimitScans(j_common_ptr jpeg) {
   longjmp(ErrorsOf(jpeg).jump, 1);
 }
 
+// What a picture's coefficients take, once its header has been read or written.
+int64_t CoefficientBytes(auto const& jpeg) {
+  int64_t bytes = 0;
+  for (int i = 0; i < jpeg.num_components; ++i) {
+    auto const& component = jpeg.comp_info[i];
+    bytes += int64_t{component.width_in_blocks} * component.height_in_blocks * int64_t{sizeof(JBLOCK)};
+  }
+  return bytes;
+}
+
 struct JpegReader : PictureReader {
   InputFile& file;
   JpegErrors errors;
@@ -133,6 +144,7 @@ struct JpegReader : PictureReader {
   jpeg_progress_mgr progress;
   jpeg_decompress_struct jpeg{};
   bool started = false;
+  std::unique_ptr<unsigned char[]> inks;  // a line of a CMYK picture
 
   JpegReader(InputFile& from, int64_t maxPixels) : file(from) {
     InitErrors(errors);
@@ -173,17 +185,23 @@ struct JpegReader : PictureReader {
     CheckClaimedSize(file.name, jpeg.image_width, jpeg.image_height, maxPixels);
     size = {static_cast<int>(jpeg.image_width), static_cast<int>(jpeg.image_height)};
     bool const gray = jpeg.jpeg_color_space == JCS_GRAYSCALE;
-    if (!gray && jpeg.jpeg_color_space != JCS_YCbCr && jpeg.jpeg_color_space != JCS_RGB) {
-      bool const cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;
-      throw Failure{badInput, file.name + ": is " + (cmyk ? "CMYK" : "of unknown colours") +
-                                  ", expected a JPEG file in gray, RGB or YCbCr"};
+    bool const cmyk = jpeg.jpeg_color_space == JCS_CMYK || jpeg.jpeg_color_space == JCS_YCCK;
+    if (!gray && !cmyk && jpeg.jpeg_color_space != JCS_YCbCr && jpeg.jpeg_color_space != JCS_RGB) {
+      throw Failure{badInput, file.name + ": is of unknown colours, expected a JPEG file in gray, RGB, YCbCr or CMYK"};
     }
     kind = gray ? PixelKind::gray : PixelKind::rgb;
-    jpeg.out_color_space = gray ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg.out_color_space = gray ? JCS_GRAYSCALE : cmyk ? JCS_CMYK : JCS_RGB;
     if (jpeg_has_multiple_scans(&jpeg)) {
-      remarks.push_back("it comes in several scans, such as a progressive one: its coefficients are held in memory");
+      remarks.push_back("it comes in several scans, such as a progressive one: its coefficients are held in memory: " +
+                        MemoryText(CoefficientBytes(jpeg)));
     }
     ReadNotes();
+    if (!cmyk) return;
+    inks = Bytes(4 * static_cast<size_t>(size.cx));
+    warnings.push_back(notes.icc.empty()
+                           ? "its CMYK colours are brought to RGB"
+                           : "its CMYK colours are brought to RGB, which its ICC profile does not describe");
+    notes.icc = {};
   }
 
   void ReadNotes() {
@@ -214,11 +232,28 @@ struct JpegReader : PictureReader {
     notes.icc.assign(icc, icc + length);
   }
 
+  // What light is left by the inks, each for itself. Adobe's files hold that, others the inks.
+  void MixInks(unsigned char* dst) const {
+    unsigned const inverted = jpeg.saw_Adobe_marker ? 0 : 255;
+    unsigned char const* src = inks.get();
+    for (int x = 0; x < size.cx; ++x, src += 4, dst += 3) {
+      for (int colour = 0; colour < 3; ++colour) {
+        dst[colour] = static_cast<unsigned char>(((src[colour] ^ inverted) * (src[3] ^ inverted) + 127) / 255);
+      }
+    }
+  }
+
   void ReadLines(unsigned char* lines, int count) override {
     size_t const lineBytes = LineBytes(size, kind);
     Try([=, this] {
       if (!started) jpeg_start_decompress(&jpeg);
       started = true;
+      for (int i = 0; inks && i < count; ++i) {
+        JSAMPROW row = inks.get();
+        jpeg_read_scanlines(&jpeg, &row, 1);
+        MixInks(lines + lineBytes * static_cast<size_t>(i));
+      }
+      if (inks) return;
       for (int done = 0; done < count;) {
         JSAMPROW rows[mostLinesPerCall];
         int const wanted = std::min(count - done, mostLinesPerCall);
@@ -281,6 +316,10 @@ struct JpegWriter : PictureWriter {
     auto const markers = Markers();
     try {
       Try([&, this] { Start(markers); });
+      if (plan.progressive) {
+        remarks.push_back("a progressive JPEG file is written at the end, its coefficients are held in memory: " +
+                          MemoryText(CoefficientBytes(jpeg)));
+      }
     } catch (...) {
       jpeg_destroy_compress(&jpeg);
       throw;
@@ -341,6 +380,7 @@ struct JpegWriter : PictureWriter {
     // High quality keeps colours at full size.
     if (plan.quality >= 90) jpeg.comp_info[0].h_samp_factor = jpeg.comp_info[0].v_samp_factor = 1;
     if (plan.notes->density) SetDensity(*plan.notes->density);
+    if (plan.progressive) jpeg_simple_progression(&jpeg);
     jpeg_start_compress(&jpeg, TRUE);
     for (Marker const& marker : markers) {
       jpeg_write_marker(&jpeg, marker.number, reinterpret_cast<JOCTET const*>(marker.content.data()),

@@ -9,10 +9,12 @@
 namespace tool {
 
 // Of each format, in a file of its own.
-PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap;
-PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap;
+PictureOpener OpenPnm, OpenPng, OpenJpeg, OpenBitmap, OpenWebp;
+PictureCreator CreatePnm, CreatePng, CreateJpeg, CreateBitmap, CreateWebp;
 
 namespace {
+
+std::string_view const webpSignature = "RIFF????WEBP";
 
 std::vector<PictureFormat> const formats = {
     {.name = "PNM",
@@ -30,6 +32,8 @@ std::vector<PictureFormat> const formats = {
     {.name = "JPEG",
      .signatures = {"\xff\xd8\xff"},
      .suffixes = {"jpg", "jpeg"},
+     .hasQuality = true,
+     .canBeProgressive = true,
      .notes = profileNote | densityNote | exifNote | xmpNote | commentNote,
      .open = OpenJpeg,
      .create = CreateJpeg},
@@ -40,7 +44,41 @@ std::vector<PictureFormat> const formats = {
      .notes = densityNote,
      .open = OpenBitmap,
      .create = CreateBitmap},
+#ifdef FOURTAP_HAS_WEBP
+    {.name = "WebP",
+     .signatures = {webpSignature},
+     .suffixes = {"webp"},
+     .holdsAlpha = true,
+     .hasQuality = true,
+     .canBeLossless = true,
+     .notes = profileNote | exifNote | xmpNote,
+     .open = OpenWebp,
+     .create = CreateWebp},
+#endif
 };
+
+// Those that are known by name only.
+struct UnreadFormat {
+  char const* name;
+  std::vector<std::string_view> signatures;
+};
+UnreadFormat const unreadFormats[] = {
+    {"WebP", {webpSignature}},
+    {"GIF", {"GIF87a", "GIF89a"}},
+    {"TIFF", {std::string_view("II*\0", 4), std::string_view("MM\0*", 4), std::string_view("II+\0", 4)}},
+    {"AVIF", {"????ftypavif", "????ftypavis"}},
+    {"HEIC", {"????ftypheic", "????ftypheix", "????ftyphevc", "????ftypmif1", "????ftypmsf1"}},
+    {"JPEG XL", {"\xff\x0a", std::string_view("\0\0\0\x0cJXL ", 8)}},
+    {"JPEG 2000", {"\xff\x4f\xff\x51", std::string_view("\0\0\0\x0cjP  ", 8)}},
+};
+
+bool Begins(InputFile& file, std::vector<std::string_view> const& signatures) {
+  return std::any_of(signatures.begin(), signatures.end(), [&file](std::string_view signature) {
+    std::string_view const start = file.Peek(signature.size());
+    return std::equal(start.begin(), start.end(), signature.begin(), signature.end(),
+                      [](char byte, char known) { return known == '?' || byte == known; });
+  });
+}
 
 bool SameInAnyCase(std::string_view a, std::string_view b) {
   auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
@@ -65,12 +103,14 @@ std::vector<std::string_view> NamesOf(Select const& select) {
 
 PictureFormat const& FormatOfFile(InputFile& file) {
   for (PictureFormat const& format : formats) {
-    for (std::string_view const signature : format.signatures) {
-      if (file.Peek(signature.size()) == signature) return format;
-    }
+    if (Begins(file, format.signatures)) return format;
   }
-  throw Failure{badInput, file.name + (file.Peek(1).empty() ? ": is empty" : ": is of no known format") +
-                              ", expected " + Alternatives(FormatNames()) + ", or Y4M video"};
+  std::string fault = file.Peek(1).empty() ? ": is empty" : ": is of no known format";
+  for (UnreadFormat const& format : unreadFormats) {
+    if (Begins(file, format.signatures))
+      fault = std::string(": is ") + format.name + ", which this build does not read";
+  }
+  throw Failure{badInput, file.name + fault + ", expected " + Alternatives(FormatNames()) + ", or Y4M video"};
 }
 
 PictureFormat const* FormatOfName(std::string_view fileName) {
@@ -93,8 +133,8 @@ std::vector<std::string_view> FormatNames() {
   return NamesOf([](PictureFormat const&) { return true; });
 }
 
-std::vector<std::string_view> FormatNamesWithAlpha() {
-  return NamesOf([](PictureFormat const& format) { return format.holdsAlpha; });
+std::vector<std::string_view> FormatNamesWith(bool PictureFormat::*what) {
+  return NamesOf([what](PictureFormat const& format) { return format.*what; });
 }
 
 void CheckClaimedSize(std::string const& name, int64_t cx, int64_t cy, int64_t maxPixels) {

@@ -63,9 +63,11 @@ struct PicturePlan {
   PictureSize size{};
   PixelKind kind{};
   PictureNotes const* notes = nullptr;  // those that the format holds are written
-  int quality = 0;                      // of JPEG, 1 to 100
+  int quality = 0;                      // where the format has one, 1 to 100
   int level = defaultLevel;             // of compression of PNG, 1 to 9
   int threads = 1;                      // that compress it; the file is the same
+  bool lossless = false;                // where the format can be either
+  bool progressive = false;             // where the format can be
   bool grayAsColour = false;            // where the format would tell them apart
 };
 
@@ -74,9 +76,12 @@ typedef std::unique_ptr<PictureWriter> PictureCreator(OutputFile& file, PictureP
 
 struct PictureFormat {
   std::string_view name;                     // for users, and for --format in any case
-  std::vector<std::string_view> signatures;  // how its files begin
+  std::vector<std::string_view> signatures;  // how its files begin; ? stands for any byte
   std::vector<std::string_view> suffixes;
   bool holdsAlpha = false;
+  bool hasQuality = false;
+  bool canBeLossless = false;  // for those that are not always
+  bool canBeProgressive = false;
   unsigned notes = 0;  // kinds that it holds
   PictureOpener* open;
   PictureCreator* create;
@@ -90,7 +95,8 @@ PictureFormat const* FormatOfName(std::string_view fileName);
 PictureFormat const* FormatNamed(std::string_view name);
 // Of all formats.
 std::vector<std::string_view> FormatNames();
-std::vector<std::string_view> FormatNamesWithAlpha();
+// Of those of which it is true.
+std::vector<std::string_view> FormatNamesWith(bool PictureFormat::*what);
 
 // What the formats have in common.
 // Throws a Failure unless 1 to maxPixels pixels are claimed.

@@ -12,9 +12,11 @@
 #include "fourtap/Background.h"
 #include "fourtap/Batch.h"
 #include "fourtap/Channel.h"
+#include "fourtap/Composition.h"
 #include "fourtap/Exif.h"
 #include "fourtap/Failure.h"
 #include "fourtap/Orientation.h"
+#include "fourtap/Padding.h"
 #include "fourtap/Picture.h"
 #include "fourtap/Progress.h"
 #include "fourtap/Scaling.h"
@@ -61,11 +63,23 @@ void CheckKind(PictureFormat const& format, std::string const& output, PixelKind
   if (HasAlpha(kind) && !format.holdsAlpha) {
     throw Failure{badOutput, output + ": " + std::string(format.name) +
                                  " holds no alpha, expected --background, --alpha drop, or " +
-                                 Alternatives(FormatNamesWithAlpha())};
+                                 Alternatives(FormatNamesWith(&PictureFormat::holdsAlpha))};
   }
   if (EndsWith(output, ".pgm") && !IsGray(kind)) {
     throw Failure{badOutput, output + ": the picture has colours, expected a name that ends in .ppm or .pnm"};
   }
+}
+
+// Throws a Failure for what is asked of another format.
+void CheckEncoding(Options const& options, PictureFormat const& format, std::string const& output) {
+  auto const check = [&](char const* option, bool isAsked, bool PictureFormat::*has) {
+    if (!isAsked || format.*has) return;
+    throw Failure{badUsage, std::string(option) + ": " + output + " becomes " + std::string(format.name) +
+                                ", which has no such thing; expected " + Alternatives(FormatNamesWith(has))};
+  };
+  check("--quality", options.quality.has_value(), &PictureFormat::hasQuality);
+  check("--lossless", options.lossless, &PictureFormat::canBeLossless);
+  check("--progressive-jpeg", options.progressiveJpeg, &PictureFormat::canBeProgressive);
 }
 
 // Lines of a picture, without gaps between them.
@@ -226,31 +240,38 @@ std::string KindText(PixelKind kind) {
   return names[static_cast<int>(kind)];
 }
 
-// What is asked of an upright picture, as it concerns the picture that is stored.
-Options AsStored(Options const& options, PictureSize stored, int orientation) {
-  PictureSize const upright = Turned(stored, orientation);
-  auto scaled = options.size ? ResolveSize(*options.size, upright) : upright;
-  if (!scaled) return options;
-  if (options.even) scaled = {RoundedTo(2, scaled->cx), RoundedTo(2, scaled->cy)};
-  auto const [cx, cy] = Turned(*scaled, orientation);
+// What becomes of an upright picture.
+Composition ComposePicture(Options const& options, PictureSize upright) {
+  Composition composition = Compose(options, upright, {1, 1});
+  if (options.rect) {
+    CheckRect(*options.rect, composition.scaled);
+    composition.rect = *options.rect;
+    composition.canvas = composition.Part();
+  }
+  return composition;
+}
+
+// The same, asked of the picture that is stored.
+Options AsStored(Options const& options, Composition const& composition, int orientation) {
+  auto const [cx, cy] = Turned(composition.scaled, orientation);
   Options result = options;
   result.size = {.cx = cx, .cy = cy, .ignoreProportions = true};
-  if (options.rect) {
-    CheckRect(*options.rect, *scaled);
-    result.rect = Stored(*options.rect, *scaled, orientation);
-  }
+  result.rect = Stored(composition.rect, composition.scaled, orientation);
   return result;
 }
 
 // A picture of which the headers have been read, and what becomes of it.
 struct PictureJob {
   std::unique_ptr<PictureReader> reader;
-  int orientation;  // from which it is turned
+  int orientation;          // from which it is turned
+  Composition composition;  // upright
   ScalePlan plan;
-  bool changesPixels;  // even if nothing is scaled
+  bool changesPixels;             // even if nothing is scaled
+  std::optional<Colour> padding;  // what is added beside the picture
 
   PictureSize StoredOut() const { return {plan.rect.cx, plan.rect.cy}; }
-  PictureSize Out() const { return Turned(StoredOut(), orientation); }
+  PictureSize Out() const { return composition.canvas; }
+  PixelKind KindOut() const { return padding ? KindPadded(plan.kindOut, *padding) : plan.kindOut; }
   int64_t TurningBytes() const { return tool::TurningBytes(StoredOut(), plan.kindOut, orientation); }
 };
 
@@ -261,12 +282,15 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
   if (options.background && HasAlpha(kind)) {
     reader = OnColour(std::move(reader), *options.background, options.alpha == AlphaRule::premultiplied);
   }
-  ScalePlan const plan = PlanScale(AsStored(options, reader->size, orientation), reader->size, reader->kind);
-  return {std::move(reader), orientation, plan, plan.kindOut != kind || orientation != 1};
+  Composition const composition = ComposePicture(options, Turned(reader->size, orientation));
+  ScalePlan const plan = PlanScale(AsStored(options, composition, orientation), reader->size, reader->kind);
+  std::optional<Colour> padding;
+  if (composition.canvas != composition.Part()) padding = options.background.value_or(Colour{});
+  return {std::move(reader), orientation, composition, plan, plan.kindOut != kind || orientation != 1, padding};
 }
 
-std::string WayOf(Options const& options, ScalePlan const& plan) {
-  return WayText(plan.in, plan.scaled, plan.Filters(), options.oneStep);
+std::string WayOf(Options const& options, PictureJob const& job) {
+  return WayText(job.plan.in, job.plan.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
 }
 
 // What a user may want to know of the way of a picture.
@@ -278,7 +302,8 @@ std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job
   }
   Batches const batches(job.plan, options.linesPerSlice);
   // Three batches wait on either side.
-  int64_t const bytes = 3 * static_cast<int64_t>(batches.BytesIn() + batches.BytesOut()) + job.plan.bytes;
+  int64_t bytes = 3 * static_cast<int64_t>(batches.BytesIn() + batches.BytesOut()) + job.plan.bytes;
+  if (job.padding) bytes += 2 * static_cast<int64_t>(LineBytes(job.Out(), job.KindOut()));
   if (bytes > 1 << 24) remarks.push_back("lines of this length take " + MemoryText(bytes));
   return remarks;
 }
@@ -337,10 +362,13 @@ struct PictureWay {
   bool isStream;      // more pictures that follow go the same way
 };
 
+bool IsEncodedAnew(Options const& options) { return options.quality || options.lossless || options.progressiveJpeg; }
+
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
-  return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && !options.rect &&
-         options.keptNotes == allNotes && !options.quality && !grayAsColour;
+  bool const isWhole = !options.rect && job.StoredOut() == job.plan.scaled && !job.padding;
+  return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && isWhole &&
+         options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
 }
 
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
@@ -351,13 +379,20 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
     Remark(options, file.name + ": " + std::string(way.formatOut.name) + " takes over no " + KindsText(lost));
   }
   auto writer = way.formatOut.create(file, {.size = job.Out(),
-                                            .kind = job.plan.kindOut,
+                                            .kind = job.KindOut(),
                                             .notes = &notes,
                                             .quality = options.quality.value_or(defaultQuality),
                                             .level = options.level.value_or(defaultLevel),
                                             .threads = ThreadsThatCompress(options),
+                                            .lossless = options.lossless,
+                                            .progressive = options.progressiveJpeg,
                                             .grayAsColour = EndsWith(way.outputName, ".ppm")});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
+  if (job.padding) {
+    auto const [x, y] = std::pair(job.composition.x, job.composition.y);
+    auto const [cx, cy] = job.composition.Part();
+    writer = PaddingWriter(std::move(writer), job.plan.kindOut, {x, y, cx, cy}, job.Out(), *job.padding);
+  }
   if (job.orientation != 1) {
     writer = TurningWriter(std::move(writer), job.StoredOut(), job.plan.kindOut, job.orientation);
   }
@@ -378,10 +413,10 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
   std::vector<unsigned char> consumed;
   input.copy = input.HasPlaces() ? nullptr : &consumed;
   PictureJob job = PlanPicture(options, way.formatIn, input);
-  CheckKind(way.formatOut, way.outputName, job.plan.kindOut);
+  CheckKind(way.formatOut, way.outputName, job.KindOut());
   for (std::string const& remark : RemarksOf(options, job)) Remark(options, input.name + ": " + remark);
   bool const copied = CanBeCopied(options, job, way);
-  Remark(options, input.name + ": " + (copied ? "copied as it is" : WayOf(options, job.plan)));
+  Remark(options, input.name + ": " + (copied ? "copied as it is" : WayOf(options, job)));
   if (!file) file.emplace(way.outputName, options.force, options.makesFolders);
   ProgressReport progress(options, input.name, "lines", job.plan.LinesToRead());
   try {
@@ -394,9 +429,10 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
     }
   } catch (std::bad_alloc const&) {
     std::string const fault = ": not enough memory for the " + SizeText(job.plan.in) + " pixels of " + input.name +
-                              " that become " + SizeText(job.StoredOut());
+                              " that become " + SizeText(job.Out());
     // Whoever asks for the larger ones is to blame.
-    bool const enlarges = job.StoredOut().cx > job.plan.in.cx || job.StoredOut().cy > job.plan.in.cy;
+    PictureSize const upright = Turned(job.plan.in, job.orientation);
+    bool const enlarges = job.Out().cx > upright.cx || job.Out().cy > upright.cy;
     throw enlarges ? Failure{badOutput, file->name + fault + ", expected fewer"}
                    : Failure{badInput, input.name + fault + ", expected fewer"};
   }
@@ -410,6 +446,7 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
 void ScalePicture(Options const& options, InputFile& input, std::string const& output) try {
   PictureFormat const& formatIn = FormatOfFile(input);
   PictureFormat const& formatOut = OutputFormat(options, formatIn, output);
+  CheckEncoding(options, formatOut, output == "-" ? "stdout" : output);
   bool const holdsSeveral = &formatIn == FormatNamed("PNM");
   bool const isStream = holdsSeveral && !input.HasPlaces() && &formatOut == &formatIn;
   std::optional<OutputFile> file;
@@ -434,7 +471,7 @@ void DescribePicture(Options const& options, InputFile& input) {
   for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
   for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());
   if (!options.size && !options.rect) return;
-  std::printf("scaling: %s\n", WayOf(options, job.plan).c_str());
+  std::printf("scaling: %s\n", WayOf(options, job).c_str());
   std::printf("memory: %lld bytes\n", static_cast<long long>(job.plan.bytes));
 }
 

@@ -44,13 +44,14 @@ ScalePlan PlanScale(Options const& options, PictureSize in, PixelKind kind) {
   plan.rules = RulesFor(options, kind);
   auto const scaled = options.size ? ResolveSize(*options.size, in) : in;
   if (!scaled) {
-    throw Failure{badUsage, "--size: the result of " + SizeText(in) + " would be beyond 2147483647 pixels at a side"};
+    throw Failure{badUsage, options.sizeOption + ": the result of " + SizeText(in) +
+                                " would be beyond 2147483647 pixels at a side"};
   }
   plan.scaled = *scaled;
   plan.bytes = ScalerBytes(plan.rules, in, *scaled);
   if (plan.bytes < 0) {
-    throw Failure{badUsage, "--size: " + SizeText(in) + " pixels can't be scaled to " + SizeText(*scaled) +
-                                ", expected lines below 2 GiB"};
+    throw Failure{badUsage, options.sizeOption + ": " + SizeText(in) + " pixels can't be scaled to " +
+                                SizeText(*scaled) + ", expected lines below 2 GiB"};
   }
   plan.rect = options.rect.value_or(PictureRect{0, 0, scaled->cx, scaled->cy});
   CheckRect(plan.rect, *scaled);

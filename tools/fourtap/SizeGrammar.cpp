@@ -52,10 +52,11 @@ int ParseThousandths(std::string_view text) {
   return thousandths;
 }
 
-// The largest size of the picture's proportions that fits into the box; a side of 0 is free.
-std::optional<PictureSize> FitIntoBox(PictureSize box, PictureSize picture) {
-  bool const widthDecides =
-      box.cy == 0 || (box.cx != 0 && int64_t{box.cx} * picture.cy <= int64_t{box.cy} * picture.cx);
+// The largest size of the picture's proportions that fits into the box, or the smallest that covers it; a side of 0 is
+// free.
+std::optional<PictureSize> FitBox(PictureSize box, PictureSize picture, bool covers) {
+  int64_t const across = int64_t{box.cx} * picture.cy, down = int64_t{box.cy} * picture.cx;
+  bool const widthDecides = box.cy == 0 || (box.cx != 0 && (covers ? across >= down : across <= down));
   if (widthDecides) {
     auto const cy = Proportion(picture.cy, box.cx, picture.cx);
     return cy ? std::optional<PictureSize>({box.cx, *cy}) : std::nullopt;
@@ -102,6 +103,11 @@ std::optional<SizeRequest> ParseSize(std::string_view text) {
   return request;
 }
 
+std::optional<SizeRequest> ParseBox(std::string_view text) {
+  auto const request = ParseSize(text);
+  return request && request->cx && request->cy && !request->ignoreProportions ? request : std::nullopt;
+}
+
 std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize picture) {
   PictureSize const box{request.cx, request.cy};
   std::optional<PictureSize> size;
@@ -112,7 +118,7 @@ std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize p
   } else if (request.ignoreProportions) {
     size = {box.cx ? box.cx : picture.cx, box.cy ? box.cy : picture.cy};
   } else {
-    size = FitIntoBox(box, picture);
+    size = FitBox(box, picture, request.covers);
   }
   bool const shrinks = size && (size->cx < picture.cx || size->cy < picture.cy);
   bool const enlarges = !size || size->cx > picture.cx || size->cy > picture.cy;

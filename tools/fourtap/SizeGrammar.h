@@ -23,6 +23,7 @@ struct SizeRequest {
   int cx = 0, cy = 0;              // 0: follows from the other one and the picture's proportions
   int thousandthsOfPercent = 0;    // not 0: cx and cy are 0
   bool ignoreProportions = false;  // both sides exactly; otherwise the result fits into the box
+  bool covers = false;             // or is the smallest that covers it; cx and cy are not 0
   bool onlyShrink = false;
   bool onlyEnlarge = false;
 };
@@ -34,11 +35,18 @@ inline char const* const sizeExamples = "a size such as 1280x720, 1280x, x720 or
 // texts.
 std::optional<SizeRequest> ParseSize(std::string_view text);
 
+// A box, WxH, as ParseSize reads it, whose proportions count; nothing for other texts.
+std::optional<SizeRequest> ParseBox(std::string_view text);
+inline char const* const boxExamples = "a box such as 1280x720, with > or < behind it";
+
 // The size of the result for a picture, or nothing when it is beyond int.
 std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize picture);
 
 // Rounded down to a multiple of `unit`, but at least that.
 inline int RoundedTo(int unit, int count) { return count < unit ? unit : count / unit * unit; }
+inline PictureSize RoundedTo(PictureSize unit, PictureSize size) {
+  return {RoundedTo(unit.cx, size.cx), RoundedTo(unit.cy, size.cy)};
+}
 
 // x,y,w,h; nothing for other texts.
 std::optional<PictureRect> ParseRect(std::string_view text);

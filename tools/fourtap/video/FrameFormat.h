@@ -4,6 +4,7 @@
 
 #include <fourtapscale/fourtap.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -36,12 +37,23 @@ fourtap_format const* RawFormat(std::string const& name);
 // What RawFormat knows, each format by its usual name.
 std::string RawFormatNames();
 
+// Fills a frame with a colour, red, green and blue; where there is alpha, with what is opaque or else transparent and
+// black.
+//   name     of the format, as RawFormat knows it
+//   isRanged  luma goes from 16 to 235, chroma from 16 to 240. Has no effect on other colours
+void FillFrame(std::string const& name, bool isRanged, std::optional<std::array<unsigned char, 3>> const& colour,
+               PictureSize frame, unsigned char* dst);
+// Whether raw frames of that name have luma and chroma in these ranges.
+bool IsRanged(std::string const& name);
+
 // In lower case.
 std::string Lower(std::string name);
 
 // Of a Y4M stream's C parameter, null for an unknown one.
 fourtap_format const* Y4MFormat(std::string const& chroma);
 std::string Y4MFormatNames();
+// The raw format of the same planes, by its usual name.
+std::string Y4MRawName(std::string const& chroma);
 // Of the raw format of that name, whose samples lie as in a Y4M stream; nothing where they don't.
 std::optional<std::string> Y4MChroma(std::string const& rawName);
 

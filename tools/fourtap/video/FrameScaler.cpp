@@ -22,20 +22,25 @@ int64_t PlaneOffset(fourtap_format const& format, int plane, PictureSize frame) 
 }
 
 std::vector<PlanePlan> PlanPlanes(FramePlan const& plan) {
+  auto const& [asked, scaled, rect, canvas, x, y] = plan.composition;
   std::vector<PlanePlan> planes;
   for (int plane = 0; plane < plan.format.plane_count; ++plane) {
     fourtap_plane const& shape = plan.format.planes[plane];
-    PictureSize const size = PlaneSize(plan.format, plane, plan.Out());
+    PictureSize const size = PlaneSize(plan.format, plane, {rect.cx, rect.cy});
+    int const bytesPerPixel = BytesPerPixel(shape.layout);
+    int64_t const dstStride = int64_t{PlaneSize(plan.format, plane, canvas).cx} * bytesPerPixel;
+    int64_t const place = y / shape.lines * dstStride + int64_t{x / shape.columns} * bytesPerPixel;
     planes.push_back({.rules = {.pixels = shape.layout,
                                 .reduction = plan.byFourTaps ? FOURTAP_REDUCE_BY_FOUR_TAPS : FOURTAP_REDUCE_WIDELY,
                                 .alpha = FOURTAP_ALPHA_STRAIGHT,
                                 .background = {}},
                       .source = PlaneSize(plan.format, plane, plan.in),
-                      .scaled = PlaneSize(plan.format, plane, plan.scaled),
-                      .rect = {plan.rect.x / shape.columns, plan.rect.y / shape.lines, size.cx, size.cy},
+                      .scaled = PlaneSize(plan.format, plane, scaled),
+                      .rect = {rect.x / shape.columns, rect.y / shape.lines, size.cx, size.cy},
                       .srcOffset = PlaneOffset(plan.format, plane, plan.in),
-                      .dstOffset = PlaneOffset(plan.format, plane, plan.Out()),
-                      .bytesPerPixel = BytesPerPixel(shape.layout)});
+                      .dstOffset = PlaneOffset(plan.format, plane, canvas) + place,
+                      .dstStride = dstStride,
+                      .bytesPerPixel = bytesPerPixel});
   }
   return planes;
 }
@@ -55,12 +60,12 @@ void ScaleBand(FrameScaler const& scaler, size_t thread) {
     };
     int const first = bandStart(static_cast<int64_t>(thread)), end = bandStart(static_cast<int64_t>(thread) + 1);
     if (first == end) continue;
-    ptrdiff_t const stride = ptrdiff_t{plane.rect.cx} * plane.bytesPerPixel;
+    ptrdiff_t const stride = plane.dstStride, lineBytes = ptrdiff_t{plane.rect.cx} * plane.bytesPerPixel;
     fourtap_rect const out{plane.rect.x, plane.rect.y + first, plane.rect.cx, end - first};
     fourtap_source const source{scaler.src + plane.srcOffset + firstChannel, static_cast<size_t>(plane.SourceBytes()),
                                 0};
     fourtap_target const target{scaler.dst + plane.dstOffset + firstChannel + first * stride,
-                                static_cast<size_t>((end - first) * stride), 0};
+                                static_cast<size_t>((end - first - 1) * stride + lineBytes), stride};
     Expect(fourtap_picture_scale(scaler.scalers[thread][i].get(), source, nullptr, target, &out));
   }
 }
@@ -104,7 +109,7 @@ void FrameScaler::Scale(unsigned char const* in, unsigned char* out) {
 
 int UsefulThreads(FramePlan const& plan, int wanted) {
   int const blockLines = BlockLines();
-  return std::min(wanted, (plan.rect.cy + blockLines - 1) / blockLines);
+  return std::min(wanted, (plan.composition.rect.cy + blockLines - 1) / blockLines);
 }
 
 int64_t ScalerBytes(FramePlan const& plan, int threads) {
@@ -112,8 +117,9 @@ int64_t ScalerBytes(FramePlan const& plan, int threads) {
   for (PlanePlan const& plane : PlanPlanes(plan)) {
     int64_t const ofPlane = ScalerBytes(plane.rules, plane.source, plane.scaled);
     if (ofPlane < 0) {
-      throw Failure{badUsage, "--size: " + SizeText(plane.source) + " pixels of a plane can't be scaled to " +
-                                  SizeText(plane.scaled) + ", expected lines below 2 GiB"};
+      throw Failure{badUsage, plan.sizeOption + ": " + SizeText(plane.source) +
+                                  " pixels of a plane can't be scaled to " + SizeText(plane.scaled) +
+                                  ", expected lines below 2 GiB"};
     }
     bytes += ofPlane;
   }

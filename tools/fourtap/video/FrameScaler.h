@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "crew/Crew.h"
+#include "fourtap/Composition.h"
 #include "fourtap/Scaling.h"
 #include "fourtap/SizeGrammar.h"
 #include "fourtap/video/FrameFormat.h"
@@ -17,12 +19,15 @@ namespace tool {
 // What becomes of the frames of a video.
 struct FramePlan {
   fourtap_format const& format;
-  PictureSize in, scaled;
-  bool byFourTaps;   // whatever the sizes; equal ones too are filtered then
-  PictureRect rect;  // what is wanted of the scaled frame
+  std::string sizeOption;  // for messages
+  PictureSize in;
+  Composition composition;
+  bool byFourTaps;  // whatever the sizes; equal ones too are filtered then
 
-  PictureSize Out() const { return {rect.cx, rect.cy}; }
-  bool Filters() const { return byFourTaps || in != scaled; }
+  PictureSize Scaled() const { return composition.scaled; }
+  PictureSize Out() const { return composition.canvas; }
+  bool Pads() const { return Out() != composition.Part(); }
+  bool Filters() const { return byFourTaps || in != Scaled(); }
   bool PassesFrames() const { return !Filters() && in == Out(); }
 };
 
@@ -31,7 +36,8 @@ struct PlanePlan {
   fourtap_rules rules;
   PictureSize source, scaled;
   PictureRect rect;              // to be made, of `scaled`
-  int64_t srcOffset, dstOffset;  // of the planes in their frames
+  int64_t srcOffset, dstOffset;  // of the source in its frame, and of the rectangle in the result
+  int64_t dstStride;
   int bytesPerPixel;
 
   int64_t SourceBytes() const { return int64_t{source.cx} * source.cy * bytesPerPixel; }
@@ -61,7 +67,7 @@ struct FrameScaler {
   // Throws std::bad_alloc when there is no memory for it.
   FrameScaler(FramePlan const& framePlan, int threads);
 
-  // Both frames have room behind them, as frame buffers do.
+  // Both frames have room behind them, as frame buffers do. Of what comes out, only the rectangle is written.
   void Scale(unsigned char const* in, unsigned char* out);
 };
 

@@ -13,6 +13,7 @@
 
 #include "fourtap/Batch.h"
 #include "fourtap/Channel.h"
+#include "fourtap/Composition.h"
 #include "fourtap/Failure.h"
 #include "fourtap/OutputFile.h"
 #include "fourtap/Picture.h"
@@ -36,31 +37,18 @@ constexpr int64_t mostPixels = int64_t{1} << 40;
 // Whether it names both sides.
 bool IsExact(SizeRequest const& request) { return request.cx && request.cy; }
 
-// A size, and the multiples to which it is rounded.
-struct SizeAndUnit {
-  PictureSize size, unit;
-
-  PictureSize Rounded() const { return {RoundedTo(unit.cx, size.cx), RoundedTo(unit.cy, size.cy)}; }
-};
-
 //   toRaw  frames without headers, whose reader knows no other size than the one asked for
-SizeAndUnit AskedSize(Options const& options, VideoStream const& stream, bool toRaw) {
-  SizeRequest request = options.size.value_or(SizeRequest{.thousandthsOfPercent = 100000});
-  if (toRaw && IsExact(request)) request.ignoreProportions = true;
-  auto const size = ResolveSize(request, stream.size);
-  if (!size) {
-    throw Failure{badUsage,
-                  "--size: too large for frames of " + SizeText(stream.size) + ", expected sides below 2147483648"};
+Composition ComposeFrames(Options const& options, VideoStream const& stream, bool toRaw) {
+  Options asked = options;
+  if (toRaw && options.framing == Framing::none && options.size && IsExact(*options.size)) {
+    asked.size->ignoreProportions = true;
   }
-  PictureSize unit{1, 1};
-  if (!request.ignoreProportions && *size != stream.size) unit = SharingPixels(*stream.format);
-  if (options.even) unit = {std::max(unit.cx, 2), std::max(unit.cy, 2)};
-  return {*size, unit};
+  return Compose(asked, stream.size, SharingPixels(*stream.format));
 }
 
 // Throws a Failure for what frames can't have.
-PictureSize CheckedSize(PictureSize size, fourtap_format const& format) {
-  auto const fail = [](std::string const& fault) -> Failure { return {badUsage, "--size: " + fault}; };
+void CheckSize(std::string const& option, PictureSize size, fourtap_format const& format) {
+  auto const fail = [&option](std::string const& fault) -> Failure { return {badUsage, option + ": " + fault}; };
   if (size.cx % CxMultiple(format) != 0) {
     throw fail(SizeText(size) + " is the size of the result, expected an even width: two pixels share their chroma");
   }
@@ -68,7 +56,6 @@ PictureSize CheckedSize(PictureSize size, fourtap_format const& format) {
     throw fail(SizeText(size) + " is the size of the result, expected lines below 2 GiB and at most " +
                std::to_string(mostPixels) + " pixels");
   }
-  return size;
 }
 
 // Whether samples that `unit` pixels share lie all in the range or all outside it.
@@ -101,15 +88,24 @@ FramePlan PlanFrames(Options const& options, VideoStream const& stream, bool toR
     throw Failure{badInput, inputName + ": has frames of " + SizeText(stream.size) + " pixels, expected at most " +
                                 std::to_string(mostPixelsIn) + " (--max-pixels), and lines below 2 GiB"};
   }
-  PictureSize const scaled = CheckedSize(AskedSize(options, stream, toRaw).Rounded(), *stream.format);
-  PictureRect const rect =
-      options.rect ? CheckedRect(*options.rect, *stream.format, scaled) : PictureRect{0, 0, scaled.cx, scaled.cy};
-  return {.format = *stream.format, .in = stream.size, .scaled = scaled, .byFourTaps = options.oneStep, .rect = rect};
+  Composition composition = ComposeFrames(options, stream, toRaw);
+  for (PictureSize const size : {composition.scaled, composition.canvas}) {
+    CheckSize(options.sizeOption, size, *stream.format);
+  }
+  if (options.rect) {
+    composition.rect = CheckedRect(*options.rect, *stream.format, composition.scaled);
+    composition.canvas = composition.Part();
+  }
+  return {.format = *stream.format,
+          .sizeOption = options.sizeOption,
+          .in = stream.size,
+          .composition = composition,
+          .byFourTaps = options.oneStep};
 }
 
 // As many as have enough to do: what wakes a thread and waits for it costs some ten microseconds a frame.
 int ThreadsThatPay(Options const& options, FramePlan const& plan) {
-  int64_t const bytes = FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.scaled);
+  int64_t const bytes = FrameBytes(plan.format, plan.in) + FrameBytes(plan.format, plan.Scaled());
   return static_cast<int>(std::min<int64_t>(ProcessorsPerJob(options), bytes / bytesPerThread + 1));
 }
 
@@ -141,6 +137,7 @@ struct FrameLine {
   VideoStream const& stream;
   bool toRaw;
   FramePlan const& plan;
+  std::optional<Colour> background;
   InputFile& input;
   OutputFile& output;
   ProgressReport progress;
@@ -148,7 +145,11 @@ struct FrameLine {
   int64_t framesRead = 0, framesWritten = 0;
 
   Frame FrameIn() const { return {plan.format, plan.in}; }
-  Frame FrameOut() const { return {plan.format, plan.Out()}; }
+  Frame FrameOut() const {
+    Frame frame(plan.format, plan.Out());
+    if (plan.Pads()) FillFrame(stream.rawName, stream.isRanged, background, plan.Out(), frame.Pixels());
+    return frame;
+  }
 
   // False when there is none any more.
   bool Read(Frame& frame) {
@@ -164,7 +165,7 @@ struct FrameLine {
     if (!Read(frame)) throw Failure{badInput, input.name + ": holds no frame, expected at least one"};
     scaler.emplace(plan, threads);
     if (toRaw) return;
-    std::string const header = StreamHeader(stream, plan.scaled, plan.Out());
+    std::string const header = StreamHeader(stream, plan.Scaled(), plan.Out());
     output.Write(header.data(), header.size());
   }
   // Leaves anything in the frame that it takes.
@@ -231,6 +232,7 @@ void ScaleFrames(Options const& options, VideoStream const& stream, FramePlan co
   FrameLine line{.stream = stream,
                  .toRaw = toRaw,
                  .plan = plan,
+                 .background = options.background,
                  .input = input,
                  .output = output,
                  .progress = ProgressReport(options, input.name, "frames", FramesToCome(stream, plan, input))};
@@ -249,30 +251,37 @@ std::string StreamText(VideoStream const& stream) {
 }  // namespace
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
+  for (auto const& [option, isAsked] :
+       {std::pair("--quality", options.quality.has_value()), std::pair("--lossless", options.lossless),
+        std::pair("--progressive-jpeg", options.progressiveJpeg)}) {
+    if (isAsked) throw Failure{badUsage, std::string(option) + ": " + input.name + " is a video, expected pictures"};
+  }
   VideoStream const stream = OpenVideo(options, input);
   bool const toRaw = !BecomesY4M(options, stream, outputName);
   FramePlan const plan = PlanFrames(options, stream, toRaw, input.name);
   int const threads = Threads(options, plan);
-  PictureSize const asked = AskedSize(options, stream, toRaw).size;
-  if (asked != plan.scaled) {
-    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(plan.scaled) +
+  PictureSize const asked = plan.composition.asked, scaled = plan.Scaled();
+  if (asked != scaled) {
+    Remark(options, input.name + ": " + SizeText(asked) + " is rounded to " + SizeText(scaled) +
                         (options.even ? ", as --even says" : ", since pixels share their chroma"));
   }
-  bool const sizeIsKnown = options.rect || !options.size || IsExact(*options.size);
+  bool const isBox = options.size && plan.Out() == PictureSize{options.size->cx, options.size->cy};
+  bool const sizeIsKnown =
+      options.rect || !options.size || isBox || (options.framing == Framing::none && IsExact(*options.size));
   if (toRaw && !sizeIsKnown && plan.Out() != stream.size && !options.quiet) {
     Say(input.name + ": becomes raw " + stream.formatName + " frames of " + SizeText(plan.Out()));
   }
   Remark(options, input.name + ": " + StreamText(stream) + ", " +
-                      WayText(plan.in, plan.scaled, plan.Filters(), plan.byFourTaps) +
+                      WayText(plan.in, scaled, plan.Filters(), plan.byFourTaps) + FramingText(plan.composition) +
                       ", threads: " + std::to_string(threads) + ", memory: " + MemoryText(MemoryBytes(plan, threads)));
   OutputFile output(outputName, options.force, options.makesFolders);
   try {
     ScaleFrames(options, stream, plan, toRaw, threads, input, output);
   } catch (std::bad_alloc const&) {
     std::string const fault =
-        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.scaled);
+        ": not enough memory for frames of " + SizeText(plan.in) + " that become " + SizeText(plan.Out());
     // Whoever asks for the larger ones is to blame.
-    bool const enlarges = FrameBytes(plan.format, plan.scaled) > FrameBytes(plan.format, plan.in);
+    bool const enlarges = FrameBytes(plan.format, plan.Out()) > FrameBytes(plan.format, plan.in);
     throw enlarges ? Failure{badOutput, output.name + fault + ", expected smaller ones"}
                    : Failure{badInput, input.name + fault + ", expected smaller ones"};
   } catch (std::system_error const& error) {
@@ -288,7 +297,8 @@ void DescribeVideo(Options const& options, InputFile& input) {
   std::printf("video: %s, %s\n", StreamText(stream).c_str(), SizeText(stream.size).c_str());
   if (!options.size && !options.rect) return;
   int const threads = Threads(options, plan);
-  std::printf("scaling: %s\n", WayText(plan.in, plan.scaled, plan.Filters(), plan.byFourTaps).c_str());
+  std::string const way = WayText(plan.in, plan.Scaled(), plan.Filters(), plan.byFourTaps);
+  std::printf("scaling: %s\n", (way + FramingText(plan.composition)).c_str());
   std::printf("threads: %d\n", threads);
   std::printf("memory: %lld bytes\n", static_cast<long long>(ScalerBytes(plan, threads)));
 }

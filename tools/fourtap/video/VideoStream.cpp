@@ -67,19 +67,24 @@ VideoStream OpenY4M(InputFile& input) {
 
   std::optional<int> cx, cy;
   std::string chroma = "420";
+  bool isRanged = true;
   for (std::string const& parameter : words) {
     std::string const value = parameter.substr(1);
     if (parameter[0] == 'W') cx = ParseCount(value);
     if (parameter[0] == 'H') cy = ParseCount(value);
     if (parameter[0] == 'C') chroma = value;
+    if (parameter == "XCOLORRANGE=FULL") isRanged = false;
     if (parameter[0] == 'I') CheckInterlacing(input.name, parameter);
   }
   if (!cx || !cy) {
     throw Failure{badInput, input.name + ": doesn't tell its frames' size, expected numbers after W and H"};
   }
+  fourtap_format const& format = CheckedY4MFormat(input.name, chroma);
   return {.isY4M = true,
-          .format = &CheckedY4MFormat(input.name, chroma),
+          .format = &format,
           .formatName = chroma,
+          .rawName = Y4MRawName(chroma),
+          .isRanged = isRanged,
           .size = {*cx, *cy},
           .parameters = words,
           .headerBytes = std::ssize(*header)};
@@ -97,7 +102,8 @@ VideoStream OpenRaw(std::string const& raw) {
   auto const size = ParsePlainSize(std::string_view(raw).substr(colon + 1));
   if (!size) throw fail("a size such as 1920x1080 after the colon");
   if (size->cx % CxMultiple(*format) != 0) throw fail("an even width: two pixels of this layout share their chroma");
-  return {.isY4M = false, .format = format, .formatName = name, .size = *size};
+  return {
+      .isY4M = false, .format = format, .formatName = name, .rawName = name, .isRanged = IsRanged(name), .size = *size};
 }
 
 }  // namespace

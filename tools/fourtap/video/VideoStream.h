@@ -20,6 +20,8 @@ struct VideoStream {
   bool isY4M;
   fourtap_format const* format;
   std::string formatName;  // as it was given
+  std::string rawName;     // the same for raw frames
+  bool isRanged;           // see FillFrame
   PictureSize size;
   std::vector<std::string> parameters{};  // of a Y4M stream, a letter and a value each
   int64_t headerBytes = 0;                // before the first frame
