@@ -119,6 +119,25 @@ class BatchTest(ToolCase):
             for path in (self.folder / "small").iterdir():
                 path.unlink()
 
+    def test_a_result_that_a_pattern_calls_as_stdout_is_a_file(self):
+        for folder in "a", "b":
+            (self.folder / folder).mkdir()
+            self.write(f"{folder}/-.ppm", pnm(40, 30, 24))
+        done = self.run_tool("a/-.ppm", "b/-.ppm", "--out={name}", "--format=png", "--size=50%", "--jobs=2")
+        self.assertEqual((done.returncode, done.stdout), (BAD_USAGE, b""))
+        self.assertTrue(self.read("-").startswith(b"\x89PNG"))
+
+    @unless_sanitized
+    def test_no_shortage_of_memory_aborts(self):
+        names = [self.write(f"{n}.ppm", pnm(800, 600, 24)) for n in range(8)]
+        for limit in range(16, 60, 2):
+            def limit_memory(most=limit * MIB):
+                resource.setrlimit(resource.RLIMIT_AS, (most, most))
+            done = self.run_tool(*names, f"--out={limit}/", "--format=png", "--size=50%", "--jobs=8", "--verbose",
+                                 preexec_fn=limit_memory)
+            # Below a limit that not even the libraries fit, the loader says so.
+            self.assertIn(done.returncode, (0, BAD_USAGE, BAD_INPUT, BAD_OUTPUT, 127), (limit, done.stderr))
+
     def test_what_one_writes_another_reads(self):
         for jobs in "1", "4":
             self.write("a.ppm", pnm(64, 48, 24))
@@ -171,8 +190,10 @@ class BatchTest(ToolCase):
                     pipes = [self.feed(name, pnm(100, 100, 24)[:20000]) for name in names]
                     while len(list(self.folder.rglob(".fourtap-*"))) < 4:
                         time.sleep(0.01)
+                    # As timeout does it, and who is impatient: more come while the first one is handled.
                     tool.send_signal(number)
-                    self.assertEqual(tool.wait(), -number)
+                    tool.send_signal(signal.SIGTERM)
+                    self.assertIn(tool.wait(), (-number, -signal.SIGTERM))
                 for pipe in pipes:
                     pipe.close()
                 self.assertEqual(sorted(os.listdir(self.folder)), names)

@@ -219,6 +219,8 @@ class CommandTest(ToolCase):
             self.refuse(BAD_OUTPUT, ["out.bmp", size[:-1], "4 GiB"], "in.bmp", "out.bmp", "--size", size)
         self.refuse(BAD_OUTPUT, ["out.jpg", "65500x65500"], "in.bmp", "out.jpg", "--size", "65501x1!")
         self.refuse(BAD_USAGE, ["2 GiB"], "in.bmp", "out.ppm", "--size", "2147483647x1!")
+        self.refuse(BAD_USAGE, ["--pad", "2 GiB"], "in.bmp", "out.png", "--pad", "2000000000x20")
+        self.refuse(BAD_USAGE, ["--level", "out.jpg", "expected PNG"], "in.bmp", "out.jpg", "--size=50%", "--level=9")
 
     @unless_sanitized
     def test_sizes_beyond_memory_are_refused(self):

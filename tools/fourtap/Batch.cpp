@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 
+#include "fourtap/OutputFile.h"
 #include "fourtap/Turns.h"
 
 namespace tool {
@@ -28,6 +29,8 @@ std::string OutputFor(Options const& options, std::string const& input) {
   for (size_t at = 0; (at = output.find(placeholder, at)) != output.npos; at += stem.size()) {
     output.replace(at, placeholder.size(), stem);
   }
+  // A file of that name, of a pattern that is not stdout.
+  if (output == "-" && options.output != "-") return "./-";
   if (!options.outputIsFolder) return output;
   std::string suffix = path.extension().string();
   if (!options.format.empty()) {
@@ -47,7 +50,7 @@ std::string PlaceOf(std::string const& name) {
 }  // namespace
 
 Batch PlanBatch(Options const& options) {
-  Batch batch{{}, options.jobs > 0 ? options.jobs : Processors()};
+  Batch batch{{}, options.jobs > 0 ? options.jobs : std::min(Processors(), mostOutputFiles)};
   std::map<std::string, size_t> inputByOutput;
   for (std::string const& input : options.inputs) {
     std::string const output = OutputFor(options, input);
@@ -64,7 +67,7 @@ Batch PlanBatch(Options const& options) {
 }
 
 int DoJobs(size_t count, int jobs, std::function<int(size_t)> const& job) {
-  Turns turns;
+  Turns turns(count);
   std::atomic<size_t> next = 0;
   std::atomic<int> highest = 0;
   auto const work = [&] {

@@ -65,8 +65,9 @@ void RemoveFolders(char* fileName, int count) {
 }
 
 void RemovePendingFiles(int signal) {
+  // Another one has come before, and ends the process.
+  if (ending.exchange(true)) return;
   int const reason = errno;
-  ending = true;
   // Those that make one let no signal in before they have made it.
   while (making > 0) continue;
   for (PendingFile const& file : pendingFiles) {
@@ -76,7 +77,10 @@ void RemovePendingFiles(int signal) {
     if (file.isThere) RemoveFolders(file.name, file.madeFolders);
   }
   errno = reason;
-  raise(signal);  // which ends the process: the handler was for one time
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  sigaction(signal, &action, nullptr);
+  raise(signal);  // which ends the process as soon as this returns
 }
 
 // All that end a process that does nothing about them.
@@ -96,7 +100,7 @@ void HandleEndingSignals() {
     // What is ignored, or handled by somebody else, stays so.
     if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
     action.sa_handler = RemovePendingFiles;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigfillset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
   }
 }

@@ -80,6 +80,7 @@ struct PictureFormat {
   std::vector<std::string_view> suffixes;
   bool holdsAlpha = false;
   bool hasQuality = false;
+  bool hasLevel = false;
   bool canBeLossless = false;  // for those that are not always
   bool canBeProgressive = false;
   unsigned notes = 0;  // kinds that it holds

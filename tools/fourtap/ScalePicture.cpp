@@ -78,6 +78,7 @@ void CheckEncoding(Options const& options, PictureFormat const& format, std::str
                                 ", which has no such thing; expected " + Alternatives(FormatNamesWith(has))};
   };
   check("--quality", options.quality.has_value(), &PictureFormat::hasQuality);
+  check("--level", options.level.has_value(), &PictureFormat::hasLevel);
   check("--lossless", options.lossless, &PictureFormat::canBeLossless);
   check("--progressive-jpeg", options.progressiveJpeg, &PictureFormat::canBeProgressive);
 }
@@ -284,6 +285,11 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
   }
   Composition const composition = ComposePicture(options, Turned(reader->size, orientation));
   ScalePlan const plan = PlanScale(AsStored(options, composition, orientation), reader->size, reader->kind);
+  int64_t const mostBytes = INT32_MAX;
+  if (int64_t{composition.canvas.cx} * BytesPerPixel(PixelKind::rgba) > mostBytes) {
+    throw Failure{badUsage, options.sizeOption + ": " + SizeText(composition.canvas) +
+                                " is the size of the result, expected lines below 2 GiB"};
+  }
   std::optional<Colour> padding;
   if (composition.canvas != composition.Part()) padding = options.background.value_or(Colour{});
   return {std::move(reader), orientation, composition, plan, plan.kindOut != kind || orientation != 1, padding};
@@ -362,7 +368,9 @@ struct PictureWay {
   bool isStream;      // more pictures that follow go the same way
 };
 
-bool IsEncodedAnew(Options const& options) { return options.quality || options.lossless || options.progressiveJpeg; }
+bool IsEncodedAnew(Options const& options) {
+  return options.quality || options.level || options.lossless || options.progressiveJpeg;
+}
 
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");

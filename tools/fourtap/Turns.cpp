@@ -1,6 +1,7 @@
 #include "fourtap/Turns.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace tool {
 
@@ -34,11 +35,10 @@ void Turns::End(size_t job) {
     return;
   }
   for (bool ended = true; ended;) {
-    auto const next = waiting.find(++heard);
-    if (next == waiting.end()) return;
-    Print(next->second.text);
-    ended = next->second.ended;
-    waiting.erase(next);
+    if (++heard == waiting.size()) return;
+    Waiting const next = std::move(waiting[heard]);
+    Print(next.text);
+    ended = next.ended;
   }
 }
 

@@ -2,15 +2,18 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tool {
 
 // The first job that has not ended is heard at once; what the others say waits for their turn. Any thread may call.
 struct Turns {
+  explicit Turns(size_t jobs) : waiting(jobs) {}
+
+  // Throws std::bad_alloc, and then says nothing.
   void Say(size_t job, std::string_view text);
   bool IsHeard(size_t job);
   // Each job ends once, after all that it says.
@@ -24,7 +27,7 @@ struct Turns {
 
   std::mutex mutex;  // guards all below, and keeps what is said together
   size_t heard = 0;
-  std::map<size_t, Waiting> waiting;  // by job
+  std::vector<Waiting> waiting;  // by job
 };
 
 // Who says something: one of several jobs, or, without turns, the only one there is.

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "ThisProcessor.h"
@@ -34,18 +35,24 @@ void ScaleFile(Options const& options, std::string const& name, std::string cons
   (IsVideo(options, input) ? tool::ScaleVideo : tool::ScalePicture)(options, input, output);
 }
 
-// Reports what `work` throws.
+// Reports what `work` throws. Throws nothing itself, also where there is no memory for a message.
+//   what  that it works on, or nothing
 template <class Work>
-int StatusOf(Work const& work) {
+int StatusOf(std::string_view what, Work const& work) noexcept {
   try {
-    return work();
-  } catch (Failure const& failure) {
-    tool::Say(failure.message);
-    return failure.status;
-  } catch (std::exception const& fault) {
-    tool::Say(std::string("the system doesn't give what this takes: ") + fault.what() + "; expected more memory");
-    return tool::badUsage;
+    try {
+      return work();
+    } catch (Failure const& failure) {
+      tool::Say(failure.message);
+      return failure.status;
+    } catch (std::exception const& fault) {
+      tool::Say(std::string(what) + (what.empty() ? "" : ": ") +
+                "the system doesn't give what this takes: " + fault.what() + "; expected more memory");
+    }
+  } catch (std::exception const&) {
+    std::fputs("fourtap: there is no memory left for saying what failed; expected more memory\n", stderr);
   }
+  return tool::badUsage;
 }
 
 // Scales all inputs, whatever becomes of each; returns the highest status.
@@ -54,8 +61,8 @@ int ScaleFiles(Options const& options) {
   Options ofJobs = options;
   ofJobs.jobs = batch.jobs;
   return tool::DoJobs(options.inputs.size(), batch.jobs, [&](size_t job) {
-    return StatusOf([&] {
-      std::string const& input = options.inputs[job];
+    std::string const& input = options.inputs[job];
+    return StatusOf(input, [&] {
       if (batch.outputs[job].empty()) {
         throw Failure{tool::badUsage, "--out: the result of " + input +
                                           " would have the name of another one, expected inputs of different names"};
@@ -110,7 +117,7 @@ int main(int argc, char** argv) {
   // A file that may not grow is then met like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   TakeStandardDescriptors();
-  return StatusOf([&] {
+  return StatusOf({}, [&] {
     auto const options = tool::ParseArguments(argc, argv);
     int const status = options ? Run(*options) : tool::succeeded;
     FlushStdout();

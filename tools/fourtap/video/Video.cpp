@@ -252,8 +252,8 @@ std::string StreamText(VideoStream const& stream) {
 
 void ScaleVideo(Options const& options, InputFile& input, std::string const& outputName) {
   for (auto const& [option, isAsked] :
-       {std::pair("--quality", options.quality.has_value()), std::pair("--lossless", options.lossless),
-        std::pair("--progressive-jpeg", options.progressiveJpeg)}) {
+       {std::pair("--quality", options.quality.has_value()), std::pair("--level", options.level.has_value()),
+        std::pair("--lossless", options.lossless), std::pair("--progressive-jpeg", options.progressiveJpeg)}) {
     if (isAsked) throw Failure{badUsage, std::string(option) + ": " + input.name + " is a video, expected pictures"};
   }
   VideoStream const stream = OpenVideo(options, input);
