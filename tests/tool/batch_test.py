@@ -15,7 +15,8 @@ import unittest
 
 from PIL import Image
 
-from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm, unless_sanitized
+from toolcase import (BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm, unless_sanitized,
+                      unless_thread_sanitized)
 
 
 class BatchTest(ToolCase):
@@ -129,9 +130,9 @@ class BatchTest(ToolCase):
 
     @unless_sanitized
     def test_no_shortage_of_memory_aborts(self):
-        names = [self.write(f"{n}.ppm", pnm(800, 600, 24)) for n in range(8)]
-        for limit in range(16, 60, 2):
-            def limit_memory(most=limit * MIB):
+        names = [self.write(f"{n}.ppm", pnm(400, 300, 24)) for n in range(8)]
+        for limit in range(12 * 1024, 62 * 1024, 500):
+            def limit_memory(most=limit * 1024):
                 resource.setrlimit(resource.RLIMIT_AS, (most, most))
             done = self.run_tool(*names, f"--out={limit}/", "--format=png", "--size=50%", "--jobs=8", "--verbose",
                                  preexec_fn=limit_memory)
@@ -182,6 +183,7 @@ class BatchTest(ToolCase):
             (self.folder / "new/er").rmdir()
             (self.folder / "new").rmdir()
 
+    @unless_thread_sanitized
     def test_a_signal_leaves_nothing_of_any_job(self):
         names = [self.fifo(f"{n}.ppm") for n in range(4)]
         for out in "new/er/", "{name}-new/", "{name}.png":
@@ -198,6 +200,7 @@ class BatchTest(ToolCase):
                     pipe.close()
                 self.assertEqual(sorted(os.listdir(self.folder)), names)
 
+    @unless_thread_sanitized
     def test_a_signal_at_any_time_leaves_whole_results(self):
         names = [self.write(f"{n}.ppm", pnm(60, 50, 24)) for n in range(150)]
         self.scale(names[0], "expected.png", "--size=50%")

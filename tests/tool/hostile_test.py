@@ -13,7 +13,8 @@ import time
 import unittest
 import zlib
 
-from toolcase import BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm, unless_sanitized
+from toolcase import (BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm, unless_sanitized,
+                      unless_thread_sanitized)
 
 
 def chunk(name, data):
@@ -166,6 +167,7 @@ class HostileTest(ToolCase):
             time.sleep(0.01)
         return tool
 
+    @unless_thread_sanitized
     def test_no_signal_leaves_anything_behind(self):
         ending = {signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGPIPE, signal.SIGALRM,
                   signal.SIGXCPU, signal.SIGUSR1, signal.SIGUSR2, signal.SIGVTALRM, signal.SIGPROF, signal.SIGIO,

@@ -24,6 +24,8 @@ FORMATS = re.search(r"--format (\S+)", subprocess.run([FOURTAP, "--help"], captu
 
 # What a sanitizer's own needs of memory would hide.
 unless_sanitized = unittest.skipIf(SANITIZED or EMULATED, "a sanitizer, and an emulator, takes memory of its own")
+unless_thread_sanitized = unittest.skipIf(os.environ["THREAD_SANITIZED"] == "1",
+                                          "ThreadSanitizer loses signals, or fails itself, where threads begin or wait")
 
 
 MIB = 1 << 20
