@@ -444,7 +444,7 @@ int64_t Prove(Options const& options) {
 
 void Help() {
   std::puts(
-      "fourtap_prove [--set NAME]... [--sweep NAME]... [--part I/N | --frame K] [--threads N]\n"
+      "fourtap_prove [--set NAME]... [--sweep NAME]... [--share I/N | --frame K] [--threads N]\n"
       "  All that four bytes can be, in all sixteen phases, through the vertical filters and the scalers, against the\n"
       "  formula. Everything, unless it is told which sets, which sweeps, which of N parts of each, or one frame.\n"
       "fourtap_prove --covered PHASE [--sweep NAME]...\n"
@@ -488,9 +488,9 @@ Options Read(int argc, char** argv) {
           std::find_if(std::begin(sweeps), std::end(sweeps), [&](Sweep const& each) { return value == each.name; });
       if (sweep == std::end(sweeps)) Refuse("--sweep is " + value + ", expected one that --help lists");
       options.sweeps.push_back(sweep);
-    } else if (option == "--part") {
+    } else if (option == "--share") {
       std::size_t const slash = value.find('/');
-      if (slash == std::string::npos) Refuse("--part is " + value + ", expected such as 1/10");
+      if (slash == std::string::npos) Refuse("--share is " + value + ", expected such as 1/10");
       options.parts = NumberOf(option, value.substr(slash + 1), 1, 1000000);
       options.part = NumberOf(option, value.substr(0, slash), 1, options.parts);
     } else if (option == "--frame") {
