@@ -15,8 +15,8 @@ import unittest
 
 from PIL import Image
 
-from toolcase import (BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm, unless_sanitized,
-                      unless_thread_sanitized)
+from toolcase import (BAD_INPUT, BAD_OUTPUT, BAD_USAGE, FORMATS, FOURTAP, MIB, SANITIZED, ToolCase, bitmap, pnm,
+                      unless_sanitized, unless_thread_sanitized)
 
 
 class BatchTest(ToolCase):
@@ -138,6 +138,24 @@ class BatchTest(ToolCase):
                                  preexec_fn=limit_memory)
             # Below a limit that not even the libraries fit, the loader says so.
             self.assertIn(done.returncode, (0, BAD_USAGE, BAD_INPUT, BAD_OUTPUT, 127), (limit, done.stderr))
+
+    @unless_sanitized
+    def test_wherever_memory_ends_a_line_says_so(self):
+        self.write("a.ppm", pnm(400, 300, 24))
+        environment = self.preloading("LITTLE_MEMORY")
+
+        def run(pieces, *arguments):
+            return self.run_tool(*arguments, env={**environment, "PIECES_TO_GIVE": str(pieces)})
+        # Before its main function nobody can catch anything.
+        started = next(pieces for pieces in range(1000) if run(pieces, "--version").returncode >= 0)
+        for first, form in enumerate(["png", "jpeg"] + ["webp"] * ("WebP" in FORMATS)):
+            for pieces in range(started + first, 100000, 5):
+                done = run(pieces, "a.ppm", f"--out={form}/", "--format", form, "--size=50%")
+                if done.returncode == 0:
+                    break
+                self.assertIn(done.returncode, (BAD_USAGE, BAD_INPUT, BAD_OUTPUT), (form, pieces, done.stderr))
+                self.assertRegex(done.stderr, r"\Afourtap: [^\n]*expected [^\n]*\n\Z")
+                self.assertFalse((self.folder / form).exists(), (form, pieces))
 
     def test_what_one_writes_another_reads(self):
         for jobs in "1", "4":

@@ -76,7 +76,8 @@ void TakeSize(Options& options, std::vector<SizeOption> const& sizes) {
 }
 
 // Throws a Failure unless the options go together.
-void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string> const& files) {
+void CheckOptions(CLI::App const& app, CLI::Option const& gravity, Options& options,
+                  std::vector<std::string> const& files) {
   char const* const usage =
       "expected IN OUT --size SIZE, or IN... --out WHERE --size SIZE, or --selftest or --info; --help tells more";
   bool const noWork = files.empty() && app.count_all() == 2;  // the program's name counts as one
@@ -96,7 +97,7 @@ void CheckOptions(CLI::App const& app, Options& options, std::vector<std::string
     throw Failure{badUsage,
                   "--rect: " + options.sizeOption + " given too, which says what is taken; expected one of them"};
   }
-  if (!framed && app.count("--gravity") > 0) throw Failure{badUsage, "--gravity: expected it with --fill or --pad"};
+  if (!framed && gravity.count() > 0) throw Failure{badUsage, "--gravity: expected it with --fill or --pad"};
   if (options.lossless && options.quality) {
     throw Failure{badUsage, "--quality: --lossless given too, expected one of them"};
   }
@@ -145,25 +146,27 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
         app, sizes[i].name, "WxH", sizes[i].value,
         [](std::string const& text) { return std::optional(ParseBox(text)); }, boxExamples, boxHelp[i - 1]);
   }
-  AddNamedOption<Gravity>(app, "--gravity", options.gravity,
-                          {{"northwest", {-1, -1}},
-                           {"north", {0, -1}},
-                           {"northeast", {1, -1}},
-                           {"west", {-1, 0}},
-                           {"center", {0, 0}},
-                           {"east", {1, 0}},
-                           {"southwest", {-1, 1}},
-                           {"south", {0, 1}},
-                           {"southeast", {1, 1}}},
-                          "The part that --fill takes, or where --pad lays the picture; center is the default");
+  CLI::Option const* const gravity =
+      AddNamedOption<Gravity>(app, "--gravity", options.gravity,
+                              {{"northwest", {-1, -1}},
+                               {"north", {0, -1}},
+                               {"northeast", {1, -1}},
+                               {"west", {-1, 0}},
+                               {"center", {0, 0}},
+                               {"east", {1, 0}},
+                               {"southwest", {-1, 1}},
+                               {"south", {0, 1}},
+                               {"southeast", {1, 1}}},
+                              "The part that --fill takes, or where --pad lays the picture; center is the default");
   AddParsedOption(app, "--rect", "X,Y,W,H", options.rect, ParseRect, "x,y,w,h in pixels, such as 0,0,640,480",
                   "Only this rectangle of the scaled picture");
   app.add_flag("--even", options.even, "Round the size down to even numbers, as many encoders demand");
   app.add_flag("--one-step", options.oneStep,
                "The plain filter: one step whatever the reduction, and equal sizes are filtered too");
-  app.add_option("-o,--out", options.output,
-                 "Where the results go: a folder, or a name in which {name} stands for the input's without suffix")
-      ->type_name("WHERE");
+  CLI::Option const* const out =
+      app.add_option("-o,--out", options.output,
+                     "Where the results go: a folder, or a name in which {name} stands for the input's without suffix")
+          ->type_name("WHERE");
   app.add_option("--format", options.format,
                  "Format of the result, when its name does not say; Y4M and raw are for video")
       ->type_name(Choices(FormatNames()) + "|Y4M|raw");
@@ -180,8 +183,8 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   bool strip = false;
   unsigned stripped = profileNote | colourNote;
   app.add_flag("--strip", strip, "Leave away what describes the picture, but not what its colours mean");
-  AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
-                  std::string("What --strip keeps instead: ") + noteKindNames);
+  CLI::Option const* const keep = AddParsedOption(app, "--keep", "KINDS", stripped, ParseNoteKinds, noteKindNames,
+                                                  std::string("What --strip keeps instead: ") + noteKindNames);
   AddParsedOption(
       app, "--quality", "N", options.quality, CountUpTo(100), "a number from 1 to 100",
       "Quality of JPEG and WebP files; 90 is the default, and from there on colours of JPEG keep their full "
@@ -218,12 +221,12 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
   app.set_version_flag("--version", "fourtap " TOOL_VERSION);
   if (!Parsed(app, argc, argv)) return std::nullopt;
   TakeSize(options, sizes);
-  options.outputIsPattern = app.count("--out") > 0;
+  options.outputIsPattern = out->count() > 0;
   options.makesFolders = options.outputIsPattern && options.output.ends_with('/');
   options.outputIsFolder = options.makesFolders || (options.outputIsPattern && options.output != "-" &&
                                                     std::filesystem::is_directory(options.output, noError));
-  if (strip || app.count("--keep") > 0) options.keptNotes = stripped;
-  CheckOptions(app, options, files);
+  if (strip || keep->count() > 0) options.keptNotes = stripped;
+  CheckOptions(app, *gravity, options, files);
   return options;
 }
 

@@ -15,18 +15,20 @@ namespace tool {
 // "--size", of "-s,--size".
 inline std::string LongName(std::string const& names) { return names.substr(names.find("--")); }
 
-// Adds an option whose value `parse` reads; `expected` tells the user what that would have been.
+// Adds an option whose value `parse` reads; `expected` tells the user what that would have been. Whether one was given
+// is to be asked of it, not of the app: that aborts the program where it has no memory for the option's name.
 template <class Value, class Parse>
-void AddParsedOption(CLI::App& app, std::string const& names, std::string const& typeName, Value& value, Parse parse,
-                     std::string const& expected, std::string const& help) {
-  app.add_option_function<std::string>(
-         names,
-         [=, &value](std::string const& text) {
-           auto const parsed = parse(text);
-           if (!parsed) throw CLI::ValidationError(LongName(names), "\"" + text + "\" given, expected " + expected);
-           value = *parsed;
-         },
-         help)
+CLI::Option* AddParsedOption(CLI::App& app, std::string const& names, std::string const& typeName, Value& value,
+                             Parse parse, std::string const& expected, std::string const& help) {
+  return app
+      .add_option_function<std::string>(
+          names,
+          [=, &value](std::string const& text) {
+            auto const parsed = parse(text);
+            if (!parsed) throw CLI::ValidationError(LongName(names), "\"" + text + "\" given, expected " + expected);
+            value = *parsed;
+          },
+          help)
       ->type_name(typeName);
 }
 
@@ -41,8 +43,8 @@ inline std::string Choices(std::vector<std::string_view> const& names) {
 }
 
 template <class Value>
-void AddNamedOption(CLI::App& app, std::string const& name, Value& value, std::map<std::string, Value> const& values,
-                    std::string const& help) {
+CLI::Option* AddNamedOption(CLI::App& app, std::string const& name, Value& value,
+                            std::map<std::string, Value> const& values, std::string const& help) {
   std::vector<std::string_view> known;
   for (auto const& [text, meaning] : values) known.push_back(text);
   std::string const names = Choices(known);
@@ -50,7 +52,7 @@ void AddNamedOption(CLI::App& app, std::string const& name, Value& value, std::m
     auto const found = values.find(text);
     return found == values.end() ? std::nullopt : std::optional(found->second);
   };
-  AddParsedOption(app, name, names, value, parse, "one of " + names, help);
+  return AddParsedOption(app, name, names, value, parse, "one of " + names, help);
 }
 
 // False when the user asked for help or the version, which has then been printed. Throws a Failure for what the

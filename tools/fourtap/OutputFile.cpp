@@ -13,6 +13,7 @@
 #include <cstring>
 #include <mutex>
 #include <set>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -83,22 +84,31 @@ void RemovePendingFiles(int signal) {
   raise(signal);  // which ends the process as soon as this returns
 }
 
-// All that end a process that does nothing about them.
-std::vector<int> EndingSignals() {
-  std::set<int> const others = {SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGCHLD, SIGCONT, SIGURG, SIGWINCH};
-  std::vector<int> signals;
-  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
-    bool const threadsOwn = signal > SIGSYS && signal < SIGRTMIN;
-    if (!threadsOwn && !others.contains(signal)) signals.push_back(signal);
+// Whether it ends a process that does nothing about it, and may be handled: neither the threads' own ones do, which lie
+// between the two ranges, nor those that stop a process, or that it is told something by.
+bool EndsTheProcess(int signal) {
+  switch (signal) {
+    case SIGKILL:
+    case SIGSTOP:
+    case SIGTSTP:
+    case SIGTTIN:
+    case SIGTTOU:
+    case SIGCHLD:
+    case SIGCONT:
+    case SIGURG:
+    case SIGWINCH:
+      return false;
   }
-  return signals;
+  return signal <= SIGSYS || signal >= SIGRTMIN;
 }
 
-void HandleEndingSignals() {
-  for (int const signal : EndingSignals()) {
+// Throws nothing, nor may it: an exception that passes through std::call_once aborts the program where memory is short,
+// since the C library then loads its unwinder.
+void HandleEndingSignals() noexcept {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action {};
     // What is ignored, or handled by somebody else, stays so.
-    if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
+    if (!EndsTheProcess(signal) || sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) continue;
     action.sa_handler = RemovePendingFiles;
     sigfillset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
@@ -130,48 +140,55 @@ struct Making {
 
 // Folders that this program made, and the making and removing of them and of what lies in them.
 std::mutex foldersMutex;
-std::set<fs::path> madeFolders;
+using FolderNames = std::set<std::string, std::less<>>;
+FolderNames madeFolders;
+
+// Those around what has that name, as far as this program made them and they hold nothing. Cuts the name down to the
+// first that stays; takes no memory, since there may be none left.
+void RemoveMadeFolders(std::string& name) {
+  for (;;) {
+    name.resize(name.rfind('/'));
+    auto const made = madeFolders.find(name);
+    if (made == madeFolders.end() || rmdir(name.c_str()) != 0) return;
+    madeFolders.erase(made);
+  }
+}
 
 // Makes it, and those around it, where they are missing. Returns how many of the innermost ones this program made; sets
-// errno and returns a negative number when that can't be done.
+// errno and returns a negative number when that can't be done, and makes none then.
 int MakeFolders(fs::path const& folder) {
   std::error_code error;
-  std::vector<fs::path> missing;
-  for (fs::path outer = folder; !fs::exists(outer, error) && outer != outer.parent_path();) {
-    missing.push_back(outer);
-    outer = outer.parent_path();
+  FolderNames missing;  // of which an outer one comes before an inner one
+  for (fs::path outer = folder; !fs::exists(outer, error) && outer != outer.parent_path();
+       outer = outer.parent_path()) {
+    missing.insert(outer.native());
   }
-  for (; !missing.empty(); missing.pop_back()) {
-    if (mkdir(missing.back().c_str(), 0777) == 0) {
-      madeFolders.insert(missing.back());
-    } else if (errno != EEXIST) {
+  while (!missing.empty()) {
+    FolderNames::node_type name = missing.extract(missing.begin());
+    if (mkdir(name.value().c_str(), 0777) == 0) {
+      madeFolders.insert(std::move(name));
+    } else if (int const reason = errno; reason != EEXIST) {
+      RemoveMadeFolders(name.value());
+      errno = reason;
       return -1;
     }
   }
   int count = 0;
-  for (fs::path made = folder; madeFolders.contains(made); made = made.parent_path()) ++count;
+  for (std::string_view made = folder.native(); madeFolders.contains(made); made = made.substr(0, made.rfind('/')))
+    ++count;
   return count;
 }
 
-// Those that this program made and that hold nothing.
-void RemoveMadeFolders(fs::path folder) {
-  while (madeFolders.contains(folder) && rmdir(folder.c_str()) == 0) {
-    madeFolders.erase(folder);
-    folder = folder.parent_path();
-  }
-}
-
-// As mkostemp; and when a signal ends the program, from then on, it takes the file along, and folders that were made
-// for it.
+// As mkostemp, but nothing can be done with the name when it fails; and when a signal ends the program, from then on,
+// it takes the file along, and folders that were made for it.
 int MakeTemporaryFile(std::string& name, bool makesFolders, PendingFile*& pending) {
   std::lock_guard const lock(foldersMutex);
-  fs::path const folder = fs::path(name).parent_path();
   Making const here;
-  int const folders = makesFolders ? MakeFolders(folder) : 0;
+  int const folders = makesFolders ? MakeFolders(fs::path(name).parent_path()) : 0;
   int const descriptor = folders < 0 ? -1 : mkostemp(name.data(), O_CLOEXEC);
   int const reason = errno;
   if (descriptor < 0) {
-    RemoveMadeFolders(folder);
+    if (folders > 0) RemoveMadeFolders(name);
     errno = reason;
     return -1;
   }
@@ -186,10 +203,10 @@ int MakeTemporaryFile(std::string& name, bool makesFolders, PendingFile*& pendin
   return descriptor;
 }
 
-void RemoveTemporaryFile(std::string const& name) {
+void RemoveTemporaryFile(std::string& name) {
   std::lock_guard const lock(foldersMutex);
   unlink(name.c_str());
-  RemoveMadeFolders(fs::path(name).parent_path());
+  RemoveMadeFolders(name);
 }
 
 // Ends the program as SIGPIPE does, also where its caller has that ignored: nobody reads on.
@@ -263,7 +280,7 @@ OutputFile::OutputFile(std::string const& fileName, bool force, bool makesFolder
                                            "; expected a folder that is there, or --out FOLDER/, which makes it"
                                      : why);
   }
-  temporaryName = temporary;
+  temporaryName = std::move(temporary);
 }
 
 OutputFile::~OutputFile() {
