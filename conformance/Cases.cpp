@@ -95,8 +95,8 @@ std::string Difference(GuardedImage const& image, unsigned char const* expected,
   for (int y = firstLine; y < lastLine; ++y) {
     unsigned char const* const line = image.Contents(y);
     unsigned char const* const wanted = expected + static_cast<std::ptrdiff_t>(y) * image.LineBytes();
-    auto const [is, should] = std::mismatch(line, line + image.LineBytes(), wanted);
-    if (is != line + image.LineBytes()) {
+    if (std::memcmp(line, wanted, static_cast<std::size_t>(image.LineBytes())) != 0) {
+      auto const [is, should] = std::mismatch(line, line + image.LineBytes(), wanted);
       return "line " + std::to_string(y) + ", byte " + std::to_string(is - line) + " is " + std::to_string(*is) +
              ", not " + std::to_string(*should);
     }

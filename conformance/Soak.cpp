@@ -58,7 +58,7 @@ Sizes InPairs(Layout layout, Sizes sizes) {
 }
 
 Sizes AnySizes(Random& random, Layout layout) {
-  int const mostPixels = 1500;
+  int const mostPixels = 700;
   Sizes sizes{};
   for (auto [cx, cy] : {std::pair{&sizes.cxIn, &sizes.cyIn}, {&sizes.cxOut, &sizes.cyOut}}) {
     *cx = AnySide(random, mostPixels);
