@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <functional>
 
 #include "ThisProcessor.h"
@@ -95,7 +94,7 @@ std::string Difference(GuardedImage const& image, unsigned char const* expected,
   for (int y = firstLine; y < lastLine; ++y) {
     unsigned char const* const line = image.Contents(y);
     unsigned char const* const wanted = expected + static_cast<std::ptrdiff_t>(y) * image.LineBytes();
-    if (std::memcmp(line, wanted, static_cast<std::size_t>(image.LineBytes())) != 0) {
+    if (!std::equal(line, line + image.LineBytes(), wanted)) {
       auto const [is, should] = std::mismatch(line, line + image.LineBytes(), wanted);
       return "line " + std::to_string(y) + ", byte " + std::to_string(is - line) + " is " + std::to_string(*is) +
              ", not " + std::to_string(*should);

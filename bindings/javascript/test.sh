@@ -40,12 +40,13 @@ for module in fourtapscale-*.wasm; do
 done
 
 tool=../../build/release/tools/fourtap/fourtap
-if [[ ! -x $tool ]]; then
+model=../../build/release/tests/tool/model_frame
+if [[ ! -x $tool || ! -x $model ]]; then
   cmake --preset release -S ../.. >/dev/null
-  cmake --build ../../build/release --target fourtap
+  cmake --build ../../build/release --target fourtap model_frame
 fi
 npm run types --loglevel=error
 log=../../build/javascript/tests.log
-FOURTAP_TOOL=$(realpath "$tool") FOURTAP_CHROMIUM=$(command -v chromium) npm test --loglevel=error 2>&1 | tee "$log"
+FOURTAP_TOOL=$(realpath "$tool") FOURTAP_MODEL=$(realpath "$model") FOURTAP_CHROMIUM=$(command -v chromium) npm test --loglevel=error 2>&1 | tee "$log"
 sed -nE 's/^[^ ]+ (pass|skipped) ([0-9]+)$/\2 \1/p' "$log" | paste -sd ' ' |
   sed -E "s/^([0-9]+) pass ([0-9]+) skipped$/javascript: \1 tests passed, \2 left out; node $(node --version), $(chromium --version | sed 's/ *built.*//')/"

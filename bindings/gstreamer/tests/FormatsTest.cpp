@@ -2,10 +2,12 @@
 #include <gst/video/gstvideofilter.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "Frames.h"
+#include "conformance/Cases.h"
 
 namespace {
 
@@ -66,6 +68,35 @@ TEST_P(Formats, TouchNothingElse) {
         EXPECT_TRUE(to.Gaps(i) == untouched.Gaps(i)) << "plane " << i;
       }
     }
+  }
+}
+
+uint64_t NumberIn(char const* variable, uint64_t otherwise) {
+  char const* const text = std::getenv(variable);
+  return text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+// The environment says how many cases: FOURTAP_CASES of FOURTAP_SEED, from FOURTAP_FIRST on.
+TEST(RandomFrames, AreThoseOfTheModel) {
+  std::vector<std::string> const formats = FormatNames();
+  uint64_t const first = NumberIn("FOURTAP_FIRST", 0), seed = NumberIn("FOURTAP_SEED", 1);
+  for (uint64_t number = first; number < first + NumberIn("FOURTAP_CASES", 100); ++number) {
+    conformance::Random random(seed * 1000000007 + number);
+    auto const oneOf = [&random](auto const& all) { return all[size_t(random.Between(0, int(std::size(all)) - 1))]; };
+    std::string const format = oneOf(formats);
+    auto const side = [&random](int unit) { return random.Between(1, random.OneIn(4) ? 120 : 24) * unit; };
+    int const unit = InPairs(format) ? 2 : 1;
+    std::string const in = CapsText(format, side(unit), side(1)), out = CapsText(format, side(unit), side(1));
+    Rules const rules{random.OneIn(2), random.OneIn(2)};
+    std::string const settings = std::string("add-borders=false steps=") + (rules.steps ? "true" : "false") +
+                                 " premultiplied=" + (rules.premultiplied ? "true" : "false") +
+                                 " threads=" + std::to_string(random.Between(0, 3)) +
+                                 oneOf(std::vector<std::string>{"", " set=c", " set=sse2"});
+    Harness const harness = MakeHarness(settings, in, out);
+    EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, rules, random.Next(),
+                              oneOf(std::vector{Lying::tight, Lying::padded, Lying::upsideDown})),
+              "")
+        << in << " to " << out << " " << settings << ": FOURTAP_SEED=" << seed << " FOURTAP_FIRST=" << number;
   }
 }
 

@@ -137,7 +137,8 @@ Bytes ModelOf(int pixels, Rules const& rules, Sizes const& sizes, Bytes const& p
 
 // Pixels of a component for those of the frame.
 int Shared(int length, int whole, int component) {
-  int const together = whole == 1 ? 1 : (whole + component / 2) / component;
+  int together = 1;
+  while ((whole + together - 1) / together != component) together *= 2;
   return (length + together - 1) / together;
 }
 

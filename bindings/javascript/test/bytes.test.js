@@ -13,6 +13,10 @@ import {load} from '../src/index.js';
 import {noise} from './pictures.js';
 
 const tool = process.env.FOURTAP_TOOL;
+const model = process.env.FOURTAP_MODEL;
+// How many cases are drawn: of a seed, from a number on.
+const numberIn = (variable, otherwise) => Number(process.env[variable] ?? otherwise);
+const drawn = {seed: numberIn('FOURTAP_SEED', 1), first: numberIn('FOURTAP_FIRST', 0), cases: numberIn('FOURTAP_CASES', 40)};
 const channels = {gray: 1, 'gray-alpha': 2, rgb: 3, rgba: 4};
 const colourTypes = {gray: 0, 'gray-alpha': 4, rgb: 2, rgba: 6};
 
@@ -64,6 +68,39 @@ for (const vectors of [true, false]) {
             }
           }
         }
+      }
+    });
+
+    test('any case gives the bytes of the model', {skip: !model && 'FOURTAP_MODEL names no model'}, () => {
+      // Of each layout: its name for the model, and bytes per pixel.
+      const layouts = Object.entries({
+        gray: ['Plane', 1], rgb: ['RGB24', 3], rgbx: ['RGB32', 4], uyvy: ['XYXY', 2], yuyv: ['YXYX', 2], uv: ['UV16', 2],
+        'gray-alpha': ['100', 2], rgba: ['101', 4],
+      });
+      for (let number = drawn.first; number < drawn.first + drawn.cases; ++number) {
+        const draws = new Uint32Array(noise(64, drawn.seed * 1000003 + number).buffer);
+        let next = 0;
+        const below = (n) => draws[next++] % n;
+        const [layout, [name, bytes]] = layouts[below(layouts.length)];
+        const unit = name.includes('XY') ? 2 : 1;
+        const size = () => ({width: (1 + below(below(2) ? 60 : 12)) * unit, height: 1 + below(below(2) ? 60 : 12)});
+        const [from, to] = [size(), size()];
+        const wide = below(2);
+        const data = noise(from.width * from.height * bytes, number);
+        const numbers = [from.width, from.height, to.width, to.height, wide ? 0 : 1, 0].map(String);
+        const whole = execFileSync(model, [name, ...numbers], {input: data});
+        const x = below(to.width / unit) * unit;
+        const y = below(to.height);
+        const rect = {x, y, width: (1 + below((to.width - x) / unit)) * unit, height: 1 + below(to.height - y)};
+        const expected = new Uint8ClampedArray(rect.width * rect.height * bytes);
+        for (let line = 0; line < rect.height; ++line) {
+          const at = ((y + line) * to.width + x) * bytes;
+          expected.set(whole.subarray(at, at + rect.width * bytes), line * rect.width * bytes);
+        }
+        const options = {rect, reduction: wide ? 'wide' : 'four-taps'};
+        const scaled = library.resize({data, ...from, layout}, to, options);
+        const what = `${layout} ${numbers}, ${JSON.stringify(rect)}: FOURTAP_SEED=${drawn.seed} FOURTAP_FIRST=${number}`;
+        assert.deepEqual(new Uint8ClampedArray(scaled.data), expected, what);
       }
     });
 

@@ -1,12 +1,13 @@
 """Whatever is asked, the answer is the model's bytes, or a TypeError, a ValueError or a MemoryError; never a crash."""
 
 import ctypes
+import os
 
 import numpy
 import pytest
 
 pytest.importorskip("hypothesis", reason="package python3-hypothesis is not there")
-from hypothesis import HealthCheck, given, settings, strategies as st  # noqa: E402
+from hypothesis import HealthCheck, given, seed, settings, strategies as st  # noqa: E402
 
 import fourtapscale  # noqa: E402
 import model  # noqa: E402
@@ -81,6 +82,8 @@ def pictures(draw):
     return layout, source, (cx, cy)
 
 
+@seed(int(os.environ.get("FOURTAP_SEED", 1)) * 10**9 + int(os.environ.get("FOURTAP_FIRST", 0)))
+@settings(max_examples=int(os.environ.get("FOURTAP_CASES", 400)), derandomize=False)
 @given(case=pictures(), steps=st.booleans(), alpha=st.sampled_from(["multiply", "straight", "drop", (1, 2, 3), None]),
        ends=st.lists(st.integers(0, 40), max_size=5), data=st.data())
 def test_all_ways_give_the_bytes_of_the_model(case, steps, alpha, ends, data):
