@@ -14,7 +14,7 @@ import unittest
 
 from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
-from toolcase import FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
+from toolcase import FORMATS, FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
 WHOLE = "--rect=0,0,{},{}"  # though it be the whole, a rectangle is never just copied
@@ -309,6 +309,28 @@ class PictureTest(ToolCase):
         self.assertIn("EXIF is left out, since it is longer", done.stderr)
         self.assertNotIn("exif", decoded(done.stdout).info)
         self.assertIn("exif", self.info(long, "--size=20x"))
+
+    def test_a_profile_of_gray_does_not_go_to_colours(self):
+        profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+        profile = profile[:16] + b"GRAY" + profile[20:]
+        gray, with_alpha = (encoded(coloured(mode, 40, 30), format=form, icc_profile=profile)
+                            for mode, form in (("L", "JPEG"), ("LA", "PNG")))
+        pad, orange = "--pad=50x50", "--background=#ff8000"
+        for content, *arguments, said in (
+                *((gray, f"--format={form}", pad, orange, True) for form in ("jpg", "png")),
+                (with_alpha, "--size=20x", orange, True), (with_alpha, "--size=100%", orange, True),
+                *((gray, f"--format={form}", pad, "--background=white", False) for form in ("jpg", "png")),
+                (with_alpha, "--size=20x", "--background=white", False), (with_alpha, pad, False),
+                *(((content, "--format=webp", "--size=50%", True) for content in (gray, with_alpha))
+                  if "WebP" in FORMATS else ())):
+            done = self.run_tool("-", "-", *arguments, stdin=content)
+            warning = "fourtap: warning: stdout: the ICC profile is left out, since it is one of gray, and the result has colours\n"
+            self.assertEqual((done.returncode, done.stderr), (0, warning * said), arguments)
+            self.assertEqual(decoded(done.stdout).info.get("icc_profile"), None if said else profile, arguments)
+            self.assertEqual(self.run_tool("-", "-", *arguments, "--strip", "--keep=none", stdin=content).stderr, "")
+        done = self.run_tool("-", "-", "--format=ppm", pad, orange, "--verbose", stdin=gray)
+        self.assertIn("PNM takes over no ICC profile", done.stderr)
+        self.assertNotIn("warning", done.stderr)
 
     def test_pictures_come_upright(self):
         turns = [None, Image.FLIP_LEFT_RIGHT, Image.ROTATE_180, Image.FLIP_TOP_BOTTOM, Image.TRANSPOSE, Image.ROTATE_270,

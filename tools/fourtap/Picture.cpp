@@ -52,6 +52,7 @@ std::vector<PictureFormat> const formats = {
      .holdsAlpha = true,
      .hasQuality = true,
      .canBeLossless = true,
+     .makesGrayColour = true,
      .notes = profileNote | exifNote | xmpNote,
      .open = OpenWebp,
      .create = CreateWebp},

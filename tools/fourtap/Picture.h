@@ -83,6 +83,7 @@ struct PictureFormat {
   bool hasLevel = false;
   bool canBeLossless = false;  // for those that are not always
   bool canBeProgressive = false;
+  bool makesGrayColour = false;
   unsigned notes = 0;  // kinds that it holds
   PictureOpener* open;
   PictureCreator* create;

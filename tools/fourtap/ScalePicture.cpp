@@ -315,8 +315,14 @@ std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job
 }
 
 // What describes the picture, as it is true for the result.
-void RefreshNotes(PictureNotes& notes, Options const& options, PictureJob const& job) {
+void RefreshNotes(PictureNotes& notes, Options const& options, PictureJob const& job, PictureFormat const& format,
+                  std::string const& outputName) {
   KeepNotes(notes, options.keptNotes);
+  bool const hasColours = !IsGray(job.KindOut()) || format.makesGrayColour;
+  if (hasColours && IsGrayProfile(notes.icc) && format.notes & profileNote) {
+    notes.icc.clear();
+    Warn(options, outputName + ": the ICC profile is left out, since it is one of gray, and the result has colours");
+  }
   RefreshExif(notes.exif, job.Out(), job.orientation != 1);
   if (job.orientation != 1) SetXmpUpright(notes.xmp);
   if (SwapsSides(job.orientation) && notes.density) std::swap(notes.density->x, notes.density->y);
@@ -382,7 +388,7 @@ bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
               ProgressReport& progress) {
   PictureNotes& notes = job.reader->notes;
-  RefreshNotes(notes, options, job);
+  RefreshNotes(notes, options, job, way.formatOut, file.name);
   if (unsigned const lost = KindsOf(notes) & ~way.formatOut.notes) {
     Remark(options, file.name + ": " + std::string(way.formatOut.name) + " takes over no " + KindsText(lost));
   }
