@@ -47,6 +47,12 @@ class FramingTest(ToolCase):
         for option, even in (("fit", "32x12"), ("fill", "32x20"), ("pad", "32x20")):
             result = self.scale("-", "-", f"--{option}=33x21", "--even", stdin=pnm(101, 39, 8))
             self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), even)
+        for size_in, box, scaled, even in (((101, 39), "200x200>", "101x39, passed", "100x38"), ((101, 39), "101x39", "-> 100x39,", "100x38"),
+                                           ((101, 39), "33x200>", "101x39, passed", "32x38"), ((101, 39), "31x31<", "101x39, passed", "30x30"),
+                                           ((1001, 3), "990x2>", "-> 990x3,", "990x2"), ((1, 1), "5x5>", "-> 2x2,", "2x2")):
+            done = self.run_tool("-", "-", f"--fill={box}", "--even", "--verbose", stdin=pnm(*size_in, 8))
+            self.assertEqual(done.stdout.split(b"\n")[1].decode().replace(" ", "x"), even, (size_in, box))
+            self.assertIn(scaled, done.stderr)
 
     def test_what_makes_no_sense_is_refused(self):
         self.write("in.pgm", pnm(100, 40, 8))
@@ -178,6 +184,10 @@ class FramingTest(ToolCase):
             self.refuse(BAD_USAGE, [f"--{option}: {box}", "multiples of", "chroma"], "-", "-", f"--{option}={box}",
                         stdin=Clip(chroma, (33, 25)).bytes())
         self.assertIn(b" W32 H24 ", self.scale("-", "-", "--fill=33x25", "--even", stdin=clip.bytes()))
+        for chroma, even in ("420", (32, 24)), ("411", (32, 24)), ("444", (32, 24)), ("mono", (32, 24)):
+            clip = Clip(chroma, (33, 25), frames=1)
+            self.assertEqual(self.scale("-", "-", "--fill=40x40>", "--even", "--gravity=northwest", stdin=clip.bytes()),
+                             clip.bytes(even, clip.scaled_planes((33, 25), (0, 0, *even))), chroma)
 
     def on_canvas(self, clip, size, canvas, corner, samples):
         """Frames whose planes lie on larger ones of that sample each."""
