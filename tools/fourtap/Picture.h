@@ -35,6 +35,7 @@ inline bool HasAlpha(PixelKind kind) { return kind == PixelKind::grayAlpha || ki
 struct PictureReader {
   PictureSize size{};
   PixelKind kind{};
+  bool isAsWritten = true;  // of a kind that the format's writer makes; others are not copied
   PictureNotes notes;
   std::vector<std::string> remarks;   // what a user may want to know of how the file is read
   std::vector<std::string> warnings;  // of what is lost; complete after Finish

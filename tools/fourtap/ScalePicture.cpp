@@ -381,8 +381,8 @@ bool IsEncodedAnew(Options const& options) {
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
   bool const isWhole = !options.rect && job.StoredOut() == job.plan.scaled && !job.padding;
-  return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && isWhole &&
-         options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
+  return &way.formatIn == &way.formatOut && job.reader->isAsWritten && !job.plan.Filters() && !job.changesPixels &&
+         isWhole && options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
 }
 
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
