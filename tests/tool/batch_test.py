@@ -265,10 +265,11 @@ class BatchTest(ToolCase):
         self.write("large.ppm", pnm(900, 700, 24))
         self.scale("large.ppm", "expected.png", "--size=100%")
         own = int(SANITIZED)  # that a sanitizer may start
-        for count in 2 + own, 4 + own:
-            self.scale("large.ppm", "few.png", "--size=100%", "--threads=8", "--force",
-                       env=self.preloading("FEW_THREADS", THREADS_TO_START=str(count)))
-            self.assertEqual(self.read("few.png"), self.read("expected.png"))
+        for count in 0, 1, 1 + own, 2 + own, 4 + own:
+            for name in "large.ppm", "-":
+                self.scale(name, "few.png", "--size=100%", "--threads=8", "--force", stdin=self.read("large.ppm"),
+                           env=self.preloading("FEW_THREADS", THREADS_TO_START=str(count)))
+                self.assertEqual(self.read("few.png"), self.read("expected.png"), (name, count))
 
     def test_nothing_is_written_to_a_terminal(self):
         self.write("in.ppm", pnm(8, 6, 24))

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "fourtap/Background.h"
@@ -218,22 +217,26 @@ struct Batches {
 };
 
 // Throws what went wrong first on the way of a line.
-//   atOnce  reading, scaling and writing, each in a thread
+//   atOnce  reading, scaling and writing, each in a thread, where the system starts them
 void ScaleLines(PictureReader& reader, ScalePlan const& plan, int linesPerSlice, bool atOnce, PictureWriter& writer,
                 ProgressReport& progress) {
   Batches const batches(plan, linesPerSlice);
   auto const batchIn = [&] { return LineBatch{Bytes(batches.BytesIn())}; };
   auto const batchOut = [&] { return LineBatch{Bytes(batches.BytesOut())}; };
   LineSource const source{reader, plan, batches.linesIn};
-  if (!atOnce) {
-    DirectSource from{source, batchIn()};
-    DirectSink to{writer, batchOut()};
-    return ScaleAll(plan, from, to, batches.linesOut, progress);
+  if (atOnce) {
+    Channel<LineBatch> toScale(batchIn), toWrite(batchOut);
+    try {
+      return RunStages(
+          toScale, toWrite, [&] { ReadAll(source, toScale); },
+          [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
+    } catch (NoThread const&) {
+      // Then this one does all.
+    }
   }
-  Channel<LineBatch> toScale(batchIn), toWrite(batchOut);
-  RunStages(
-      toScale, toWrite, [&] { ReadAll(source, toScale); },
-      [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
+  DirectSource from{source, batchIn()};
+  DirectSink to{writer, batchOut()};
+  ScaleAll(plan, from, to, batches.linesOut, progress);
 }
 
 std::string KindText(PixelKind kind) {
@@ -470,9 +473,6 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
   if (isStream) file->Finish();
 } catch (std::bad_alloc const&) {
   throw Failure{badInput, input.name + ": not enough memory for it, expected a smaller picture"};
-} catch (std::system_error const& error) {
-  throw Failure{badOutput, output + ": two threads to make it from " + input.name +
-                               " can't be started, expected a limit that allows them: " + error.code().message()};
 }
 
 void DescribePicture(Options const& options, InputFile& input) {
