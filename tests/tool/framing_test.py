@@ -127,6 +127,8 @@ class FramingTest(ToolCase):
         for orientation, turn in enumerate(turns, 1):
             content = encoded(coloured("RGB", 80, 50), format="PNG", exif=exif_block(orientation)[0])
             upright = decoded(self.scale("-", "-", "--size=200%", stdin=content))
+            info = self.scale("--info", "-", stdin=content).decode()
+            self.assertIn("\npicture: PNG, 80x50, {}RGB\n".format("upright 50x80, " if orientation > 4 else ""), info)
             for place in "west", "southeast", "north":
                 box = 60, 70
                 scaled = (112, 70) if orientation < 5 else (60, 96)
@@ -139,7 +141,11 @@ class FramingTest(ToolCase):
                 padded = decoded(self.scale("-", "-", "--pad=300x300>", "--format=png", f"--gravity={place}", "--background=white",
                                             stdin=encoded(upright, format="PNG")))
                 self.assertEqual(padded.tobytes(), canvas.tobytes())
-                padded = decoded(self.scale("-", "-", "--pad=96x96", f"--gravity={place}", "--background=white", stdin=content))
+                done = self.run_tool("-", "-", "--pad=96x96", f"--gravity={place}", "--background=white", "--verbose",
+                                     stdin=content)
+                way = "80x50 -> 96x60" if orientation < 5 else "50x80 -> 60x96"
+                self.assertIn(f"stdin: {way}, by four taps, padded to 96x96\n", done.stderr)
+                padded = decoded(done.stdout)
                 self.assertEqual((padded.size, padded.getexif()[0x112], padded.getexif()[0x100]), ((96, 96), 1, 96))
                 size = (96, 60) if orientation < 5 else (60, 96)
                 whole = decoded(self.scale("-", "-", "--size={}x{}!".format(*size), stdin=content))

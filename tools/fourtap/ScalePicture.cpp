@@ -274,6 +274,7 @@ struct PictureJob {
   std::optional<Colour> padding;  // what is added beside the picture
 
   PictureSize StoredOut() const { return {plan.rect.cx, plan.rect.cy}; }
+  PictureSize In() const { return Turned(plan.in, orientation); }  // upright, as all that a user reads of
   PictureSize Out() const { return composition.canvas; }
   PixelKind KindOut() const { return padding ? KindPadded(plan.kindOut, *padding) : plan.kindOut; }
   int64_t TurningBytes() const { return tool::TurningBytes(StoredOut(), plan.kindOut, orientation); }
@@ -299,7 +300,7 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
 }
 
 std::string WayOf(Options const& options, PictureJob const& job) {
-  return WayText(job.plan.in, job.plan.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
+  return WayText(job.In(), job.composition.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
 }
 
 // What a user may want to know of the way of a picture.
@@ -445,11 +446,10 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
       ScaleJob(options, job, input, way, *file, progress);
     }
   } catch (std::bad_alloc const&) {
-    std::string const fault = ": not enough memory for the " + SizeText(job.plan.in) + " pixels of " + input.name +
+    std::string const fault = ": not enough memory for the " + SizeText(job.In()) + " pixels of " + input.name +
                               " that become " + SizeText(job.Out());
     // Whoever asks for the larger ones is to blame.
-    PictureSize const upright = Turned(job.plan.in, job.orientation);
-    bool const enlarges = job.Out().cx > upright.cx || job.Out().cy > upright.cy;
+    bool const enlarges = job.Out().cx > job.In().cx || job.Out().cy > job.In().cy;
     throw enlarges ? Failure{badOutput, file->name + fault + ", expected fewer"}
                    : Failure{badInput, input.name + fault + ", expected fewer"};
   }
@@ -479,8 +479,9 @@ void DescribePicture(Options const& options, InputFile& input) {
   PictureFormat const& format = FormatOfFile(input);
   PictureJob const job = PlanPicture(options, format, input);
   PictureReader const& reader = *job.reader;
-  std::printf("picture: %s, %s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
-              KindText(reader.kind).c_str());
+  std::string const turned = SwapsSides(job.orientation) ? ", upright " + SizeText(job.In()) : "";
+  std::printf("picture: %s, %s%s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
+              turned.c_str(), KindText(reader.kind).c_str());
   if (unsigned const kinds = KindsOf(reader.notes)) std::printf("notes: %s\n", KindsText(kinds).c_str());
   for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
   for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());
