@@ -178,6 +178,13 @@ class BatchTest(ToolCase):
         self.scale("-", *names, "-o", "there", "-s4x", "--format=PNG", stdin=pnm(8, 6, 8))
         self.assertEqual(sorted(set(os.listdir(self.folder / "there")) - set(names)),
                          ["a.png", "b.png", "c.d.png", "stdin.png"])
+        self.write("plain.pbm", b"P1 8 6 " + b"1" * 48)
+        self.write("packed.PBM", b"P4 8 6\n" + bytes(6))
+        self.write("any.pam", b"P7\nWIDTH 8\nHEIGHT 6\nDEPTH 3\nMAXVAL 255\nENDHDR\n" + bytes(144))
+        for folder, size in ("half", "50%"), ("whole", "100%"):
+            self.scale("plain.pbm", "packed.PBM", "any.pam", f"--out={folder}/", "-s", size)
+            self.assertEqual({name: content[:2] for name, content in self.contents(folder).items()},
+                             {"any.pnm": b"P6", "packed.pgm": b"P5", "plain.pgm": b"P5"})
 
         self.refuse(BAD_OUTPUT, ["No such file", "missing", "--out FOLDER/"], "a.ppm", "--out=missing/{name}.ppm", "-s4x")
         self.refuse(BAD_OUTPUT, ["Not a directory"], "a.ppm", "--out=a.ppm/", "-s4x")

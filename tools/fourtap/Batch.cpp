@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "fourtap/OutputFile.h"
+#include "fourtap/Picture.h"
 #include "fourtap/Turns.h"
 
 namespace tool {
@@ -32,7 +33,7 @@ std::string OutputFor(Options const& options, std::string const& input) {
   // A file of that name, of a pattern that is not stdout.
   if (output == "-" && options.output != "-") return "./-";
   if (!options.outputIsFolder) return output;
-  std::string suffix = path.extension().string();
+  std::string suffix = ResultSuffix(path.extension().string());
   if (!options.format.empty()) {
     suffix = "." + options.format;
     std::ranges::transform(suffix, suffix.begin(), [](unsigned char c) { return std::tolower(c); });

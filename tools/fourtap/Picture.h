@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fourtap/InputFile.h"
@@ -79,6 +80,7 @@ struct PictureFormat {
   std::string_view name;                     // for users, and for --format in any case
   std::vector<std::string_view> signatures;  // how its files begin; ? stands for any byte
   std::vector<std::string_view> suffixes;
+  std::vector<std::pair<std::string_view, std::string_view>> readSuffixes{};  // of files only read, and their results
   bool holdsAlpha = false;
   bool hasQuality = false;
   bool hasLevel = false;
@@ -94,6 +96,8 @@ struct PictureFormat {
 PictureFormat const& FormatOfFile(InputFile& file);
 // Of a file's name, by its suffix in any case, or null.
 PictureFormat const* FormatOfName(std::string_view fileName);
+// Of the result of a file with that suffix: the same, but where files with it are only read. Both begin with a point.
+std::string ResultSuffix(std::string const& suffix);
 // By its name or one of its suffixes, in any case, or null.
 PictureFormat const* FormatNamed(std::string_view name);
 // Of all formats.
