@@ -288,7 +288,7 @@ class BatchTest(ToolCase):
                                       cwd=self.folder, timeout=60)
                 os.close(follower)
                 self.assertEqual(done.returncode, BAD_USAGE)
-                self.assertRegex(done.stderr, rb"\Afourtap: stdout: is a terminal, expected [^\n]+\n\Z")
+                self.assertRegex(done.stderr, rb"\Afourtap: stdout: is a terminal, expected a file's name[^\n]+\n\Z")
                 with self.assertRaises(OSError):  # nothing was written
                     os.read(leader, 1)
                 os.close(leader)

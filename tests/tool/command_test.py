@@ -69,6 +69,8 @@ class CommandTest(ToolCase):
                           files + ["--size=5x5", "--selftest"], ["--selftest", "in.bmp"], ["--size=5x5", "--out=o.bmp"],
                           files + ["--size=5x5", "--out=o.bmp"], ["--info"] + files):
             self.refuse(BAD_USAGE, ["expected"], *arguments)
+        for empty, *arguments in ["OUT", "in.bmp", ""], ["--out", "in.bmp", "--out", ""], ["--out", "in.bmp", "in.bmp", "--out", ""]:
+            self.refuse(BAD_USAGE, [empty + ': "" given, expected'], *arguments, "--size=5x5")
         for name in "out", "out.gif", "out.":
             self.refuse(BAD_USAGE, ["suffix", "JPEG"], "in.bmp", name, "--size=5x5")
 
@@ -189,6 +191,8 @@ class CommandTest(ToolCase):
         os.mkfifo(self.folder / "pipe.bmp")
         (self.folder / "locked").chmod(0o500)
         self.refuse(BAD_OUTPUT, ["there.bmp", "--force"], "in.bmp", "there.bmp", "--size", "5x5")
+        self.refuse(BAD_OUTPUT, ["new/in.bmp: ", "Permission denied", "; expected a folder that can be made"], "in.bmp",
+                    "--out=locked/new/", "--size=5x5", prefix=AS_ORDINARY_USER)
         for name, word in (("missing/out.bmp", "No such file"), ("in.bmp/out.bmp", "Not a directory"),
                            ("folder.bmp", "no regular file"), ("pipe.bmp", "no regular file"),
                            ("locked.bmp", "Permission denied"), ("locked/out.bmp", "Permission denied"),

@@ -64,8 +64,8 @@ class FramingTest(ToolCase):
                 (["--gravity: "], "--size=5x5", "--gravity=north"), (["--gravity: "], "--fit=5x5", "--gravity=north"),
                 (["--gravity: ", '"up"', "northwest"], "--fill=5x5", "--gravity=up"),
                 (["--fill: ", "beyond"], "--fill=1x2147483647"),
-                *(([f"--{option}: ", f'"{wrong}"', box], f"--{option}={wrong}")
-                  for option in ("fit", "fill", "pad") for wrong in ("50%", "5x", "x5", "5x5!", "5", "0x5", "5x5><"))):
+                *(([f"--{option}: ", f'"{wrong}"', box, f", with {signs} behind it"], f"--{option}={wrong}")
+                  for option, signs in (("fit", "> or <"), ("fill", "> or <"), ("pad", ">")) for wrong in ("50%", "5x", "x5", "5x5!", "5", "0x5", "5x5><"))):
             self.refuse(BAD_USAGE, words, "in.pgm", "out.pgm", *arguments)
 
     def test_what_fills_is_a_rectangle_of_the_whole(self):

@@ -56,7 +56,7 @@ Batch PlanBatch(Options const& options) {
   for (std::string const& input : options.inputs) {
     std::string const output = OutputFor(options, input);
     bool const isFirst = output == "-" || inputByOutput.emplace(PlaceOf(output), batch.outputs.size()).second;
-    batch.outputs.push_back(isFirst ? output : "");
+    batch.outputs.push_back(isFirst ? std::optional(output) : std::nullopt);
   }
   for (size_t i = 0; i < options.inputs.size() && options.inputs.size() > 1; ++i) {
     auto const made = inputByOutput.find(PlaceOf(options.inputs[i]));
