@@ -63,6 +63,24 @@ class BatchTest(ToolCase):
             self.assertEqual(self.scale("in.ppm", "-", "--size=100%", "--format=png"),
                              self.scale("in.ppm", "-", "--size=100%", "--format=png", "--level=6"))
 
+    def test_png_is_about_as_small_as_others_make_it(self):
+        """Content whose differences repeat, whose bytes do, and that looks like one and is the other."""
+        ramp = Image.linear_gradient("L").resize((400, 300)).rotate(30, fillcolor=128)
+        shades = Image.merge("RGB", [ramp, ramp.transpose(Image.FLIP_LEFT_RIGHT), ramp.transpose(Image.FLIP_TOP_BOTTOM)])
+        sources = {"dithered": ramp.convert("1").convert("L"), "dithered colours": ramp.convert("1").convert("RGB"),
+                   "16 colours": shades.quantize(16, dither=Image.NONE).convert("RGB"), "shades": shades,
+                   "4 grays": ramp.point(lambda value: value // 64 * 85)}
+        for name, picture in sources.items():
+            self.write("in.ppm", pnm(400, 300, 8 * len(picture.getbands()), picture.tobytes()))
+            for size in "60%", "150%", "200%", "300%":
+                scaled = self.scale("in.ppm", "-", "--format=png", "--level=1", "--size", size)
+                others = io.BytesIO()
+                Image.open(io.BytesIO(scaled)).save(others, format="PNG", compress_level=6)
+                best = self.scale("in.ppm", "-", "--format=png", "--level=9", "--size", size)
+                usual = self.scale("in.ppm", "-", "--format=png", "--size", size)
+                self.assertLess(len(usual), 1.25 * len(others.getvalue()), (name, size))
+                self.assertLessEqual(len(best), len(usual), (name, size))
+
     def fifo(self, name):
         os.mkfifo(self.folder / name)
         return name
