@@ -47,6 +47,12 @@ class FramingTest(ToolCase):
         for option, even in (("fit", "32x12"), ("fill", "32x20"), ("pad", "32x20")):
             result = self.scale("-", "-", f"--{option}=33x21", "--even", stdin=pnm(101, 39, 8))
             self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), even)
+        for size_in, box, scaled, even in (((101, 39), "200x200>", "101x39, passed", "100x38"), ((101, 39), "101x39", "-> 100x39,", "100x38"),
+                                           ((101, 39), "33x200>", "101x39, passed", "32x38"), ((101, 39), "31x31<", "101x39, passed", "30x30"),
+                                           ((1001, 3), "990x2>", "-> 990x3,", "990x2"), ((1, 1), "5x5>", "-> 2x2,", "2x2")):
+            done = self.run_tool("-", "-", f"--fill={box}", "--even", "--verbose", stdin=pnm(*size_in, 8))
+            self.assertEqual(done.stdout.split(b"\n")[1].decode().replace(" ", "x"), even, (size_in, box))
+            self.assertIn(scaled, done.stderr)
 
     def test_what_makes_no_sense_is_refused(self):
         self.write("in.pgm", pnm(100, 40, 8))
@@ -58,8 +64,8 @@ class FramingTest(ToolCase):
                 (["--gravity: "], "--size=5x5", "--gravity=north"), (["--gravity: "], "--fit=5x5", "--gravity=north"),
                 (["--gravity: ", '"up"', "northwest"], "--fill=5x5", "--gravity=up"),
                 (["--fill: ", "beyond"], "--fill=1x2147483647"),
-                *(([f"--{option}: ", f'"{wrong}"', box], f"--{option}={wrong}")
-                  for option in ("fit", "fill", "pad") for wrong in ("50%", "5x", "x5", "5x5!", "5", "0x5", "5x5><"))):
+                *(([f"--{option}: ", f'"{wrong}"', box, f", with {signs} behind it"], f"--{option}={wrong}")
+                  for option, signs in (("fit", "> or <"), ("fill", "> or <"), ("pad", ">")) for wrong in ("50%", "5x", "x5", "5x5!", "5", "0x5", "5x5><"))):
             self.refuse(BAD_USAGE, words, "in.pgm", "out.pgm", *arguments)
 
     def test_what_fills_is_a_rectangle_of_the_whole(self):
@@ -121,6 +127,8 @@ class FramingTest(ToolCase):
         for orientation, turn in enumerate(turns, 1):
             content = encoded(coloured("RGB", 80, 50), format="PNG", exif=exif_block(orientation)[0])
             upright = decoded(self.scale("-", "-", "--size=200%", stdin=content))
+            info = self.scale("--info", "-", stdin=content).decode()
+            self.assertIn("\npicture: PNG, 80x50, {}RGB\n".format("upright 50x80, " if orientation > 4 else ""), info)
             for place in "west", "southeast", "north":
                 box = 60, 70
                 scaled = (112, 70) if orientation < 5 else (60, 96)
@@ -133,7 +141,11 @@ class FramingTest(ToolCase):
                 padded = decoded(self.scale("-", "-", "--pad=300x300>", "--format=png", f"--gravity={place}", "--background=white",
                                             stdin=encoded(upright, format="PNG")))
                 self.assertEqual(padded.tobytes(), canvas.tobytes())
-                padded = decoded(self.scale("-", "-", "--pad=96x96", f"--gravity={place}", "--background=white", stdin=content))
+                done = self.run_tool("-", "-", "--pad=96x96", f"--gravity={place}", "--background=white", "--verbose",
+                                     stdin=content)
+                way = "80x50 -> 96x60" if orientation < 5 else "50x80 -> 60x96"
+                self.assertIn(f"stdin: {way}, by four taps, padded to 96x96\n", done.stderr)
+                padded = decoded(done.stdout)
                 self.assertEqual((padded.size, padded.getexif()[0x112], padded.getexif()[0x100]), ((96, 96), 1, 96))
                 size = (96, 60) if orientation < 5 else (60, 96)
                 whole = decoded(self.scale("-", "-", "--size={}x{}!".format(*size), stdin=content))
@@ -178,6 +190,10 @@ class FramingTest(ToolCase):
             self.refuse(BAD_USAGE, [f"--{option}: {box}", "multiples of", "chroma"], "-", "-", f"--{option}={box}",
                         stdin=Clip(chroma, (33, 25)).bytes())
         self.assertIn(b" W32 H24 ", self.scale("-", "-", "--fill=33x25", "--even", stdin=clip.bytes()))
+        for chroma, even in ("420", (32, 24)), ("411", (32, 24)), ("444", (32, 24)), ("mono", (32, 24)):
+            clip = Clip(chroma, (33, 25), frames=1)
+            self.assertEqual(self.scale("-", "-", "--fill=40x40>", "--even", "--gravity=northwest", stdin=clip.bytes()),
+                             clip.bytes(even, clip.scaled_planes((33, 25), (0, 0, *even))), chroma)
 
     def on_canvas(self, clip, size, canvas, corner, samples):
         """Frames whose planes lie on larger ones of that sample each."""

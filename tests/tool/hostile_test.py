@@ -122,11 +122,13 @@ class HostileTest(ToolCase):
         self.folder.chmod(0o777)
         # The limit does not bind root.
         nobody = ["setpriv", "--reuid=65534", "--clear-groups"] if os.geteuid() == 0 else []
-        for name, out, status, *more in (("in.ppm", "out.ppm", BAD_OUTPUT),
-                                         ("in.y4m", "out.y4m", BAD_USAGE, "--threads=2")):
-            self.refuse(status, ["can't be started, expected"], name, out, "--size=50%", *more, prefix=nobody,
-                        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NPROC, (1, 1)))
-        self.assertEqual(self.run_tool("in.y4m", "out.y4m", "--size=50%", "--threads=1", prefix=nobody).returncode, 0)
+
+        def limit_threads():
+            resource.setrlimit(resource.RLIMIT_NPROC, (1, 1))
+        self.refuse(BAD_USAGE, ["can't be started, expected"], "in.y4m", "out.y4m", "--size=50%", "--threads=2", prefix=nobody,
+                    preexec_fn=limit_threads)
+        self.scale("in.y4m", "out.y4m", "--size=50%", "--threads=1", prefix=nobody, preexec_fn=limit_threads)
+        self.scale("in.ppm", "out.ppm", "--size=50%", prefix=nobody, preexec_fn=limit_threads)
 
     def closed(self, descriptors, *arguments):
         """Runs the tool with those descriptors closed."""

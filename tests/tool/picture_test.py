@@ -14,7 +14,7 @@ import unittest
 
 from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
-from toolcase import FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
+from toolcase import FORMATS, FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
 WHOLE = "--rect=0,0,{},{}"  # though it be the whole, a rectangle is never just copied
@@ -235,6 +235,28 @@ class PictureTest(ToolCase):
         self.assertEqual(self.read("out.ppm"), pnm(2, 1, 24, b"\1\1\1\2\2\2"))
         self.refuse(3, ["colours", ".ppm"], "colour.ppm", "out.pgm", "--size", "100%")
 
+    def test_pnm_is_written_as_binary_gray_or_colours_even_if_nothing_is_scaled(self):
+        gray, colour = noise(9, 7, 8), noise(9, 7, 24)
+        bits = bytes(255 * (v >> 7) for v in gray)
+
+        def plain(kind, samples):
+            return b"P%d 9 7 %s\n" % (kind, b"255" * (kind > 1)) + b" ".join(b"%d" % v for v in samples)
+
+        def pam(samples):
+            return b"P7\nWIDTH 9\nHEIGHT 7\nDEPTH %d\nMAXVAL 255\nENDHDR\n" % (len(samples) // 63) + samples
+        packed = b"".join(sum(1 << 15 - x for x in range(9) if not bits[9 * y + x]).to_bytes(2, "big") for y in range(7))
+        for content, suffix, expected in (
+                (plain(1, (v < 128 for v in gray)), "pgm", pnm(9, 7, 8, bits)), (plain(2, gray), "pgm", pnm(9, 7, 8)),
+                (plain(3, colour), "ppm", pnm(9, 7, 24)), (b"P4 9 7\n" + packed, "pgm", pnm(9, 7, 8, bits)),
+                (pam(gray), "pgm", pnm(9, 7, 8)), (pam(colour), "ppm", pnm(9, 7, 24)),
+                (pam(gray), "ppm", pnm(9, 7, 24, bytes(v for v in gray for _ in range(3)))), (pam(colour), "pnm", pnm(9, 7, 24)),
+                (b"P5\n#\n9 7 9\n" + gray, "pgm", None), (b"P6 9 7 65535\n" + noise(9, 7, 48), "ppm", None)):
+            self.write("in", content)
+            self.scale("in", "out." + suffix, "--size=100%", "--force")
+            self.assertEqual(self.read("out." + suffix), expected or content, (content[:9], suffix))
+            if suffix != "ppm" or content != pam(gray):
+                self.assertEqual(self.scale("-", "-", "--size=100%", stdin=content), expected or content, content[:9])
+
     def test_what_describes_a_picture_goes_along(self):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
         xmp = b'<x:xmpmeta tiff:Orientation="6"><tiff:Orientation>6</tiff:Orientation></x:xmpmeta>'
@@ -309,6 +331,28 @@ class PictureTest(ToolCase):
         self.assertIn("EXIF is left out, since it is longer", done.stderr)
         self.assertNotIn("exif", decoded(done.stdout).info)
         self.assertIn("exif", self.info(long, "--size=20x"))
+
+    def test_a_profile_of_gray_does_not_go_to_colours(self):
+        profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+        profile = profile[:16] + b"GRAY" + profile[20:]
+        gray, with_alpha = (encoded(coloured(mode, 40, 30), format=form, icc_profile=profile)
+                            for mode, form in (("L", "JPEG"), ("LA", "PNG")))
+        pad, orange = "--pad=50x50", "--background=#ff8000"
+        for content, *arguments, said in (
+                *((gray, f"--format={form}", pad, orange, True) for form in ("jpg", "png")),
+                (with_alpha, "--size=20x", orange, True), (with_alpha, "--size=100%", orange, True),
+                *((gray, f"--format={form}", pad, "--background=white", False) for form in ("jpg", "png")),
+                (with_alpha, "--size=20x", "--background=white", False), (with_alpha, pad, False),
+                *(((content, "--format=webp", "--size=50%", True) for content in (gray, with_alpha))
+                  if "WebP" in FORMATS else ())):
+            done = self.run_tool("-", "-", *arguments, stdin=content)
+            warning = "fourtap: warning: stdout: the ICC profile is left out, since it is one of gray, and the result has colours\n"
+            self.assertEqual((done.returncode, done.stderr), (0, warning * said), arguments)
+            self.assertEqual(decoded(done.stdout).info.get("icc_profile"), None if said else profile, arguments)
+            self.assertEqual(self.run_tool("-", "-", *arguments, "--strip", "--keep=none", stdin=content).stderr, "")
+        done = self.run_tool("-", "-", "--format=ppm", pad, orange, "--verbose", stdin=gray)
+        self.assertIn("PNM takes over no ICC profile", done.stderr)
+        self.assertNotIn("warning", done.stderr)
 
     def test_pictures_come_upright(self):
         turns = [None, Image.FLIP_LEFT_RIGHT, Image.ROTATE_180, Image.FLIP_TOP_BOTTOM, Image.TRANSPOSE, Image.ROTATE_270,

@@ -3,12 +3,14 @@
 import itertools
 import resource
 import struct
+import subprocess
+import threading
 import unittest
 
 from PIL import Image, ImageChops, ImageCms
 
 from picture_test import FILES, WHOLE, coloured, decoded, encoded, exif_block
-from toolcase import BAD_INPUT, BAD_OUTPUT, FORMATS, MIB, ToolCase, noise, pnm, unless_sanitized
+from toolcase import BAD_INPUT, BAD_OUTPUT, FORMATS, FOURTAP, MIB, ToolCase, noise, pnm, unless_sanitized
 
 
 def difference(first, second):
@@ -145,6 +147,43 @@ class WebpTest(ToolCase):
                 done = self.run_tool("-", "-", "--format=png", "--size=50%", "--quiet", "--max-pixels=1M", stdin=content)
                 self.assertIn(done.returncode, (0, BAD_INPUT), (name, at))
                 self.assertEqual(done.stderr.count("\n"), done.returncode != 0)
+
+    def test_a_size_that_is_too_large_is_refused_before_the_picture_comes(self):
+        for name in "good-lossy", "good-lossless", "good-lossy-alpha", "good-notes", "good-animated-part":
+            content = (FILES / "WebP" / name).read_bytes()
+            with subprocess.Popen([FOURTAP, "-", "-", "--size=50%", "--max-pixels=9"], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE) as tool:
+                watchdog = threading.Timer(60, tool.kill)
+                watchdog.start()
+                self.addCleanup(watchdog.cancel)
+                tool.stdin.write(content[:64])
+                tool.stdin.flush()  # and more might come
+                self.assertEqual(tool.wait(), BAD_INPUT)
+                self.assertRegex(tool.stderr.read(), rb"\Afourtap: stdin: claims \d+x\d+ pixels, [^\n]*--max-pixels[^\n]*\n\Z")
+
+    @unless_sanitized
+    def test_what_a_picture_does_not_need_takes_no_memory(self):
+        def chunk(name, data):
+            return name + struct.pack("<I", len(data)) + data + bytes(len(data) % 2)
+
+        def whole(*chunks):
+            return b"RIFF" + struct.pack("<I", 4 + sum(map(len, chunks))) + b"WEBP" + b"".join(chunks)
+        plain = encoded(coloured("RGB", 40, 30), format="WEBP")
+        expected = self.scale("-", "-", "--format=ppm", "--size=50%", stdin=plain)
+        header, image = chunk(b"VP8X", struct.pack("<I", 0x2c) + b"\x27\0\0\x1d\0\0"), plain[12:]
+        long = bytes(9 * MIB + 1)
+        for chunks, warnings in (([header, *[chunk(b"what", long)] * 10, image, *[chunk(b"ever", long)] * 5], []),
+                                 ([header, chunk(b"ICCP", long), image, chunk(b"EXIF", long), chunk(b"XMP ", long)],
+                                  ["ICCP", "EXIF", "XMP"])):
+            done = self.measure(self.write("in.webp", whole(*chunks)), "out.ppm", "--size=50%", "--force")
+            self.assertEqual((done.returncode, self.read("out.ppm")), (0, expected))
+            self.assertEqual(done.stderr, "".join(f"fourtap: warning: in.webp: {name} of {len(long)} bytes is left out, "
+                                                  f"expected at most {8 * MIB}\n" for name in warnings))
+            self.assertLess(done.peak, 32 * MIB)
+        notes = bytes(7 * MIB)
+        content = whole(header, chunk(b"ICCP", notes), image, chunk(b"EXIF", notes), chunk(b"EXIF", b"later"))
+        info = decoded(self.scale("-", "-", "--size=50%", stdin=content)).info
+        self.assertEqual((info["icc_profile"], info["exif"]), (notes, notes))
 
     @unless_sanitized
     def test_what_a_file_claims_takes_no_memory(self):

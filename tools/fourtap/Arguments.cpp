@@ -111,6 +111,11 @@ void CheckOptions(CLI::App const& app, CLI::Option const& gravity, Options& opti
     options.inputs.pop_back();
   }
   if (options.inputs.empty() || (!options.size && !options.rect)) throw Failure{badUsage, usage};
+  if (options.output.empty()) {
+    throw Failure{badUsage, options.outputIsPattern
+                                ? "--out: \"\" given, expected a folder, or a name with {name} in it"
+                                : "OUT: \"\" given, expected a file's name, or - for stdout"};
+  }
   bool const namesInputs = options.outputIsFolder || options.output.find("{name}") != std::string::npos;
   if (options.inputs.size() > 1 && !namesInputs) {
     throw Failure{badUsage, "--out: \"" + options.output + "\" given for " + std::to_string(options.inputs.size()) +
@@ -142,9 +147,11 @@ std::optional<Options> ParseArguments(int argc, char** argv) {
                                  "The smallest size that covers that box, then cropped to it",
                                  "The largest size inside that box, then padded to it"};
   for (size_t i = 1; i < sizes.size(); ++i) {
+    bool const pads = sizes[i].framing == Framing::pad;
     AddParsedOption(
         app, sizes[i].name, "WxH", sizes[i].value,
-        [](std::string const& text) { return std::optional(ParseBox(text)); }, boxExamples, boxHelp[i - 1]);
+        [](std::string const& text) { return std::optional(ParseBox(text)); },
+        std::string(boxExamples) + (pads ? ", with > behind it" : ", with > or < behind it"), boxHelp[i - 1]);
   }
   CLI::Option const* const gravity =
       AddNamedOption<Gravity>(app, "--gravity", options.gravity,

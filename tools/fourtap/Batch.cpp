@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "fourtap/OutputFile.h"
+#include "fourtap/Picture.h"
 #include "fourtap/Turns.h"
 
 namespace tool {
@@ -32,7 +33,7 @@ std::string OutputFor(Options const& options, std::string const& input) {
   // A file of that name, of a pattern that is not stdout.
   if (output == "-" && options.output != "-") return "./-";
   if (!options.outputIsFolder) return output;
-  std::string suffix = path.extension().string();
+  std::string suffix = ResultSuffix(path.extension().string());
   if (!options.format.empty()) {
     suffix = "." + options.format;
     std::ranges::transform(suffix, suffix.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -55,7 +56,7 @@ Batch PlanBatch(Options const& options) {
   for (std::string const& input : options.inputs) {
     std::string const output = OutputFor(options, input);
     bool const isFirst = output == "-" || inputByOutput.emplace(PlaceOf(output), batch.outputs.size()).second;
-    batch.outputs.push_back(isFirst ? output : "");
+    batch.outputs.push_back(isFirst ? std::optional(output) : std::nullopt);
   }
   for (size_t i = 0; i < options.inputs.size() && options.inputs.size() > 1; ++i) {
     auto const made = inputByOutput.find(PlaceOf(options.inputs[i]));

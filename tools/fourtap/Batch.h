@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,9 @@
 namespace tool {
 
 struct Batch {
-  std::vector<std::string> outputs;  // names of the results, by input; empty where an input before has that name
-  int jobs;                          // that are worked on at a time
+  // Names of the results, by input; none where the result of an input before has that name.
+  std::vector<std::optional<std::string>> outputs;
+  int jobs;  // that are worked on at a time
 };
 
 // Where the results of all inputs go, and how many jobs may do it so that it comes out as if one did.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <exception>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -65,10 +66,15 @@ struct Channel {
   bool closed = false, givenUp = false;
 };
 
+// That RunStages can't start, since the system gives none.
+struct NoThread : std::system_error {
+  using std::system_error::system_error;
+};
+
 // Does three things at the same time: what `read` passes on through `toScale` is emptied by `scale`, in the calling
 // thread, which passes on through `toWrite` what `write` empties. However one of them ends, what it passed on still
 // goes all the way, and those before it find their channels given up. Then rethrows what the first of them threw, if
-// any did; throws std::system_error, with nothing read, when a thread can't be started.
+// any did; throws NoThread, with nothing read, when a thread can't be started.
 template <class Source, class Result, class Read, class Scale, class Write>
 void RunStages(Channel<Source>& toScale, Channel<Result>& toWrite, Read const& read, Scale const& scale,
                Write const& write) {
@@ -92,6 +98,9 @@ void RunStages(Channel<Source>& toScale, Channel<Result>& toWrite, Read const& r
         run(failures[0], read);
         toScale.Close();
       });
+    } catch (std::system_error const& error) {
+      toWrite.Close();
+      throw NoThread(error.code());
     } catch (...) {
       toWrite.Close();
       throw;

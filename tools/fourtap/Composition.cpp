@@ -14,9 +14,11 @@ int Placed(int gravity, int count, int size, int unit) {
   return static_cast<int>((int64_t{size} - count) * (gravity + 1) / 2 / unit * unit);
 }
 
-// Throws a Failure where a side is beyond int.
-int RoundedUpTo(int unit, int count, std::string const& option) {
-  int64_t const rounded = (int64_t{count} + unit - 1) / unit * unit;
+// Of a side that is scaled to cover something. Rounding does not enlarge what is not enlarged otherwise, but to a unit.
+// Throws a Failure where the side is beyond int.
+int RoundedUpTo(int unit, int count, int before, std::string const& option) {
+  int64_t rounded = (int64_t{count} + unit - 1) / unit * unit;
+  if (count <= before) rounded = std::min<int64_t>(rounded, std::max(before, unit));
   if (rounded > INT_MAX) throw Failure{badUsage, option + ": the result would be beyond 2147483647 pixels at a side"};
   return static_cast<int>(rounded);
 }
@@ -47,12 +49,16 @@ Composition Compose(Options const& options, PictureSize picture, PictureSize sha
   if (!isExact) unit = {std::max(unit.cx, sharing.cx), std::max(unit.cy, sharing.cy)};
   PictureSize scaled = RoundedTo(unit, *asked);
   if (options.framing == Framing::fill) {
-    scaled = {RoundedUpTo(unit.cx, asked->cx, options.sizeOption), RoundedUpTo(unit.cy, asked->cy, options.sizeOption)};
+    scaled = {RoundedUpTo(unit.cx, asked->cx, picture.cx, options.sizeOption),
+              RoundedUpTo(unit.cy, asked->cy, picture.cy, options.sizeOption)};
   }
   Composition composition{*asked, scaled, {0, 0, scaled.cx, scaled.cy}, scaled, 0, 0};
   auto const [x, y] = options.gravity;
   if (options.framing == Framing::fill) {
-    PictureSize const part{std::min(request.cx, scaled.cx), std::min(request.cy, scaled.cy)};
+    PictureSize part{std::min(request.cx, scaled.cx), std::min(request.cy, scaled.cy)};
+    // What is not scaled may have odd sides; then a line or column stays out.
+    if (options.even) part = RoundedTo({std::max(2, sharing.cx), std::max(2, sharing.cy)}, part);
+    part = {std::min(part.cx, scaled.cx), std::min(part.cy, scaled.cy)};
     composition.rect = {Placed(x, part.cx, scaled.cx, sharing.cx), Placed(y, part.cy, scaled.cy, sharing.cy), part.cx,
                         part.cy};
     composition.canvas = part;

@@ -1,5 +1,7 @@
 #include "fourtap/Notes.h"
 
+#include <algorithm>
+
 namespace tool {
 
 namespace {
@@ -65,6 +67,12 @@ std::string KindsText(unsigned kinds) {
     text += one.text;
   }
   return text;
+}
+
+bool IsGrayProfile(std::vector<unsigned char> const& icc) {
+  size_t const place = 16;
+  std::string_view const gray = "GRAY";
+  return icc.size() >= place + gray.size() && std::equal(gray.begin(), gray.end(), icc.begin() + place);
 }
 
 std::optional<unsigned> ParseNoteKinds(std::string_view text) {

@@ -49,6 +49,9 @@ void KeepNotes(PictureNotes& notes, unsigned kinds);
 // For users, with commas between them.
 std::string KindsText(unsigned kinds);
 
+// Whether an ICC profile says what shades of gray mean, as its header tells; in pictures with colours it has no place.
+bool IsGrayProfile(std::vector<unsigned char> const& icc);
+
 // Kinds by the names that users have for them: colour, density, exif, xmp or text, with commas between them, or none.
 // Nothing for other texts.
 std::optional<unsigned> ParseNoteKinds(std::string_view text);

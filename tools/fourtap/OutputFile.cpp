@@ -254,7 +254,7 @@ OutputFile::OutputFile(std::string const& fileName, bool force, bool makesFolder
   if (isStdout) {
     descriptor = STDOUT_FILENO;
     if (isatty(descriptor))
-      throw Failure{badUsage, "stdout: is a terminal, expected a file or a pipe, or a name for -"};
+      throw Failure{badUsage, "stdout: is a terminal, expected a file's name instead of -, or a redirection by > or |"};
     return;
   }
   std::error_code error;
@@ -275,10 +275,9 @@ OutputFile::OutputFile(std::string const& fileName, bool force, bool makesFolder
   descriptor = MakeTemporaryFile(temporary, makesFolders, pending);
   if (descriptor < 0) {
     std::string const why = ErrorText(errno);
-    bool const noFolder = !fs::exists(place.parent_path(), error);
-    throw CannotWrite(name, noFolder ? why + ": " + place.parent_path().string() +
-                                           "; expected a folder that is there, or --out FOLDER/, which makes it"
-                                     : why);
+    if (fs::exists(place.parent_path(), error)) throw CannotWrite(name, why);
+    throw CannotWrite(name, why + ": " + place.parent_path().string() + "; expected a folder that " +
+                                (makesFolders ? "can be made" : "is there, or --out FOLDER/, which makes it"));
   }
   temporaryName = std::move(temporary);
 }

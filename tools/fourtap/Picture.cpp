@@ -20,6 +20,7 @@ std::vector<PictureFormat> const formats = {
     {.name = "PNM",
      .signatures = {"P1", "P2", "P3", "P4", "P5", "P6", "P7", "PF", "Pf"},
      .suffixes = {"pnm", "ppm", "pgm"},
+     .readSuffixes = {{".pbm", ".pgm"}, {".pam", ".pnm"}},
      .open = OpenPnm,
      .create = CreatePnm},
     {.name = "PNG",
@@ -52,6 +53,7 @@ std::vector<PictureFormat> const formats = {
      .holdsAlpha = true,
      .hasQuality = true,
      .canBeLossless = true,
+     .makesGrayColour = true,
      .notes = profileNote | exifNote | xmpNote,
      .open = OpenWebp,
      .create = CreateWebp},
@@ -121,6 +123,15 @@ PictureFormat const* FormatOfName(std::string_view fileName) {
     return HasSuffix(one, fileName.substr(point + 1));
   });
   return format == formats.end() ? nullptr : &*format;
+}
+
+std::string ResultSuffix(std::string const& suffix) {
+  for (PictureFormat const& format : formats) {
+    for (auto const& [read, written] : format.readSuffixes) {
+      if (SameInAnyCase(read, suffix)) return std::string(written);
+    }
+  }
+  return suffix;
 }
 
 PictureFormat const* FormatNamed(std::string_view name) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fourtap/InputFile.h"
@@ -35,6 +36,7 @@ inline bool HasAlpha(PixelKind kind) { return kind == PixelKind::grayAlpha || ki
 struct PictureReader {
   PictureSize size{};
   PixelKind kind{};
+  bool isAsWritten = true;  // of a kind that the format's writer makes; others are not copied
   PictureNotes notes;
   std::vector<std::string> remarks;   // what a user may want to know of how the file is read
   std::vector<std::string> warnings;  // of what is lost; complete after Finish
@@ -78,11 +80,13 @@ struct PictureFormat {
   std::string_view name;                     // for users, and for --format in any case
   std::vector<std::string_view> signatures;  // how its files begin; ? stands for any byte
   std::vector<std::string_view> suffixes;
+  std::vector<std::pair<std::string_view, std::string_view>> readSuffixes{};  // of files only read, and their results
   bool holdsAlpha = false;
   bool hasQuality = false;
   bool hasLevel = false;
   bool canBeLossless = false;  // for those that are not always
   bool canBeProgressive = false;
+  bool makesGrayColour = false;
   unsigned notes = 0;  // kinds that it holds
   PictureOpener* open;
   PictureCreator* create;
@@ -92,6 +96,8 @@ struct PictureFormat {
 PictureFormat const& FormatOfFile(InputFile& file);
 // Of a file's name, by its suffix in any case, or null.
 PictureFormat const* FormatOfName(std::string_view fileName);
+// Of the result of a file with that suffix: the same, but where files with it are only read. Both begin with a point.
+std::string ResultSuffix(std::string const& suffix);
 // By its name or one of its suffixes, in any case, or null.
 PictureFormat const* FormatNamed(std::string_view name);
 // Of all formats.

@@ -13,7 +13,8 @@ enum class PngContent { repetitions, shades, noise };
 // Lines of a picture, a group of them at a time. Groups end where the sizes say, wherever the lines come from.
 struct PngFilter {
   // Bytes of a pixel, and of a line, in the file.
-  PngFilter(size_t bytesPerPixel, size_t bytesPerLine);
+  //   triesBoth  lines are compressed as they are and filtered, where a glance does not tell which is shorter
+  PngFilter(size_t bytesPerPixel, size_t bytesPerLine, bool triesBoth);
 
   // Takes the next line, the top one first, of `count` pixels that lie `step` bytes apart. True where the group is
   // full.
@@ -29,6 +30,7 @@ struct PngFilter {
   void AppendFiltered(size_t y);
 
   size_t const pixelBytes, lineBytes, stride, linesPerGroup;
+  bool const tries;
   std::vector<unsigned char> lines;  // of the group behind the one above it; zeros before each
   size_t lineCount = 0;
   std::vector<unsigned char> candidates[5];  // a line by each filter

@@ -295,9 +295,11 @@ struct PngReader : PictureReader {
 DeflateRules RulesFor(PngContent content, int level) {
   switch (content) {
     case PngContent::repetitions:
-      return {{level, Z_DEFAULT_STRATEGY}};
+      if (level <= defaultLevel) return {{level, Z_DEFAULT_STRATEGY}};
+      return {{level, Z_DEFAULT_STRATEGY}, {defaultLevel, Z_DEFAULT_STRATEGY}};
     case PngContent::shades:
-      return {{level, Z_FILTERED}};
+      if (level <= defaultLevel) return {{level, Z_FILTERED}};
+      return {{level, Z_FILTERED}, {defaultLevel, Z_FILTERED}, {level, Z_RLE}, {level, Z_DEFAULT_STRATEGY}};
     default:
       // A search for repetitions takes ten times as long, and mostly gives a longer result.
       if (level <= defaultLevel) return {{level, Z_RLE}};
@@ -323,7 +325,7 @@ struct PngWriter : PictureWriter {
       : file(to),
         plan(thePlan),
         png(png_create_write_struct(PNG_LIBPNG_VER_STRING, &errors, OnError, OnWarning)),
-        filter(BytesWritten(plan.kind), LineBytesWritten()),
+        filter(BytesWritten(plan.kind), LineBytesWritten(), plan.level > defaultLevel),
         rules{RulesFor(PngContent::repetitions, plan.level), RulesFor(PngContent::shades, plan.level),
               RulesFor(PngContent::noise, plan.level)} {
     if (png) info = png_create_info_struct(png);

@@ -81,6 +81,7 @@ struct PnmHeader {
   PixelKind kind;
   int maximum;
   Stored stored;
+  bool isPam;
 };
 
 // A PAM picture's pixels are told by their number of samples, and by a name that may be missing.
@@ -100,6 +101,7 @@ constexpr TupleType tupleTypes[] = {
 
 PnmHeader ReadPamHeader(Text& text) {
   PnmHeader header{};
+  header.isPam = true;
   int depth = 0;
   std::string type;
   std::pair<std::string_view, int*> const numbers[] = {
@@ -160,6 +162,7 @@ struct PnmReader : PictureReader {
   PnmReader(InputFile& from, int64_t maxPixels) : file(from), header(ReadHeader(file)) {
     size = header.size;
     kind = header.kind;
+    isAsWritten = !header.isPam && (header.stored == Stored::byte || header.stored == Stored::twoBytes);
     CheckClaimedSize(file.name, size.cx, size.cy, maxPixels);
     int const max = header.maximum;
     if (max < 1 || max > 65535) Fail(file, "has maximum " + std::to_string(max) + ", expected 1 to 65535");

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <system_error>
 #include <utility>
 
 #include "fourtap/Background.h"
@@ -218,22 +217,26 @@ struct Batches {
 };
 
 // Throws what went wrong first on the way of a line.
-//   atOnce  reading, scaling and writing, each in a thread
+//   atOnce  reading, scaling and writing, each in a thread, where the system starts them
 void ScaleLines(PictureReader& reader, ScalePlan const& plan, int linesPerSlice, bool atOnce, PictureWriter& writer,
                 ProgressReport& progress) {
   Batches const batches(plan, linesPerSlice);
   auto const batchIn = [&] { return LineBatch{Bytes(batches.BytesIn())}; };
   auto const batchOut = [&] { return LineBatch{Bytes(batches.BytesOut())}; };
   LineSource const source{reader, plan, batches.linesIn};
-  if (!atOnce) {
-    DirectSource from{source, batchIn()};
-    DirectSink to{writer, batchOut()};
-    return ScaleAll(plan, from, to, batches.linesOut, progress);
+  if (atOnce) {
+    Channel<LineBatch> toScale(batchIn), toWrite(batchOut);
+    try {
+      return RunStages(
+          toScale, toWrite, [&] { ReadAll(source, toScale); },
+          [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
+    } catch (NoThread const&) {
+      // Then this one does all.
+    }
   }
-  Channel<LineBatch> toScale(batchIn), toWrite(batchOut);
-  RunStages(
-      toScale, toWrite, [&] { ReadAll(source, toScale); },
-      [&] { ScaleAll(plan, toScale, toWrite, batches.linesOut, progress); }, [&] { WriteAll(writer, toWrite); });
+  DirectSource from{source, batchIn()};
+  DirectSink to{writer, batchOut()};
+  ScaleAll(plan, from, to, batches.linesOut, progress);
 }
 
 std::string KindText(PixelKind kind) {
@@ -271,6 +274,7 @@ struct PictureJob {
   std::optional<Colour> padding;  // what is added beside the picture
 
   PictureSize StoredOut() const { return {plan.rect.cx, plan.rect.cy}; }
+  PictureSize In() const { return Turned(plan.in, orientation); }  // upright, as all that a user reads of
   PictureSize Out() const { return composition.canvas; }
   PixelKind KindOut() const { return padding ? KindPadded(plan.kindOut, *padding) : plan.kindOut; }
   int64_t TurningBytes() const { return tool::TurningBytes(StoredOut(), plan.kindOut, orientation); }
@@ -296,7 +300,7 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
 }
 
 std::string WayOf(Options const& options, PictureJob const& job) {
-  return WayText(job.plan.in, job.plan.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
+  return WayText(job.In(), job.composition.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
 }
 
 // What a user may want to know of the way of a picture.
@@ -315,8 +319,14 @@ std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job
 }
 
 // What describes the picture, as it is true for the result.
-void RefreshNotes(PictureNotes& notes, Options const& options, PictureJob const& job) {
+void RefreshNotes(PictureNotes& notes, Options const& options, PictureJob const& job, PictureFormat const& format,
+                  std::string const& outputName) {
   KeepNotes(notes, options.keptNotes);
+  bool const hasColours = !IsGray(job.KindOut()) || format.makesGrayColour;
+  if (hasColours && IsGrayProfile(notes.icc) && format.notes & profileNote) {
+    notes.icc.clear();
+    Warn(options, outputName + ": the ICC profile is left out, since it is one of gray, and the result has colours");
+  }
   RefreshExif(notes.exif, job.Out(), job.orientation != 1);
   if (job.orientation != 1) SetXmpUpright(notes.xmp);
   if (SwapsSides(job.orientation) && notes.density) std::swap(notes.density->x, notes.density->y);
@@ -375,14 +385,14 @@ bool IsEncodedAnew(Options const& options) {
 bool CanBeCopied(Options const& options, PictureJob const& job, PictureWay const& way) {
   bool const grayAsColour = IsGray(job.plan.kindOut) && EndsWith(way.outputName, ".ppm");
   bool const isWhole = !options.rect && job.StoredOut() == job.plan.scaled && !job.padding;
-  return &way.formatIn == &way.formatOut && !job.plan.Filters() && !job.changesPixels && isWhole &&
-         options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
+  return &way.formatIn == &way.formatOut && job.reader->isAsWritten && !job.plan.Filters() && !job.changesPixels &&
+         isWhole && options.keptNotes == allNotes && !IsEncodedAnew(options) && !grayAsColour;
 }
 
 void ScaleJob(Options const& options, PictureJob& job, InputFile& input, PictureWay const& way, OutputFile& file,
               ProgressReport& progress) {
   PictureNotes& notes = job.reader->notes;
-  RefreshNotes(notes, options, job);
+  RefreshNotes(notes, options, job, way.formatOut, file.name);
   if (unsigned const lost = KindsOf(notes) & ~way.formatOut.notes) {
     Remark(options, file.name + ": " + std::string(way.formatOut.name) + " takes over no " + KindsText(lost));
   }
@@ -436,11 +446,10 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
       ScaleJob(options, job, input, way, *file, progress);
     }
   } catch (std::bad_alloc const&) {
-    std::string const fault = ": not enough memory for the " + SizeText(job.plan.in) + " pixels of " + input.name +
+    std::string const fault = ": not enough memory for the " + SizeText(job.In()) + " pixels of " + input.name +
                               " that become " + SizeText(job.Out());
     // Whoever asks for the larger ones is to blame.
-    PictureSize const upright = Turned(job.plan.in, job.orientation);
-    bool const enlarges = job.Out().cx > upright.cx || job.Out().cy > upright.cy;
+    bool const enlarges = job.Out().cx > job.In().cx || job.Out().cy > job.In().cy;
     throw enlarges ? Failure{badOutput, file->name + fault + ", expected fewer"}
                    : Failure{badInput, input.name + fault + ", expected fewer"};
   }
@@ -464,17 +473,15 @@ void ScalePicture(Options const& options, InputFile& input, std::string const& o
   if (isStream) file->Finish();
 } catch (std::bad_alloc const&) {
   throw Failure{badInput, input.name + ": not enough memory for it, expected a smaller picture"};
-} catch (std::system_error const& error) {
-  throw Failure{badOutput, output + ": two threads to make it from " + input.name +
-                               " can't be started, expected a limit that allows them: " + error.code().message()};
 }
 
 void DescribePicture(Options const& options, InputFile& input) {
   PictureFormat const& format = FormatOfFile(input);
   PictureJob const job = PlanPicture(options, format, input);
   PictureReader const& reader = *job.reader;
-  std::printf("picture: %s, %s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
-              KindText(reader.kind).c_str());
+  std::string const turned = SwapsSides(job.orientation) ? ", upright " + SizeText(job.In()) : "";
+  std::printf("picture: %s, %s%s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
+              turned.c_str(), KindText(reader.kind).c_str());
   if (unsigned const kinds = KindsOf(reader.notes)) std::printf("notes: %s\n", KindsText(kinds).c_str());
   for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
   for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());

@@ -37,7 +37,7 @@ std::optional<SizeRequest> ParseSize(std::string_view text);
 
 // A box, WxH, as ParseSize reads it, whose proportions count; nothing for other texts.
 std::optional<SizeRequest> ParseBox(std::string_view text);
-inline char const* const boxExamples = "a box such as 1280x720, with > or < behind it";
+inline char const* const boxExamples = "a box such as 1280x720";
 
 // The size of the result for a picture, or nothing when it is beyond int.
 std::optional<PictureSize> ResolveSize(SizeRequest const& request, PictureSize picture);

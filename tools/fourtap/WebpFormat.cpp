@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <set>
+#include <string>
 #include <utility>
 
 #include "fourtap/Failure.h"
@@ -17,8 +19,13 @@ namespace tool {
 
 namespace {
 
-size_t const riffHeaderBytes = 12;
+size_t const riffHeaderBytes = 12, chunkHeaderBytes = 8;
+size_t const longestHeader = 64;  // up to where a picture's size stands
 size_t const bytesAtOnce = 1 << 16;
+size_t const mostNoteBytes = 1 << 23;  // of anything that describes the picture
+// The first of each is taken.
+std::string_view const pictureChunks[] = {"VP8X", "ANIM", "ANMF", "ALPH", "VP8 ", "VP8L"};
+std::string_view const noteChunks[] = {"ICCP", "EXIF", "XMP "};
 // Some files have EXIF as JPEG files do.
 std::string_view const exifName("Exif\0\0", 6);
 
@@ -32,10 +39,13 @@ using Handle = std::unique_ptr<Owned, Release<release>>;
 int64_t WholeBytes(PictureSize size, PixelKind kind) { return static_cast<int64_t>(LineBytes(size, kind)) * size.cy; }
 
 // What EXIF and XMP say comes behind the pixels, and how a picture lies must be known before them: the file is held in
-// memory. So is the picture, by the decoder, which gives its lines as the file's bytes are handed to it.
+// memory, but for what the picture does not need. So is the picture, by the decoder, which gives its lines as the
+// file's bytes are handed to it.
 struct WebpReader : PictureReader {
   InputFile& file;
-  std::vector<unsigned char> content;
+  std::vector<unsigned char> content;  // a file of the chunks that are needed
+  size_t bytesRead = 0, length = 0;    // of the file, as it says itself
+  size_t frames = 0;                   // of an animation
   Handle<WebPDemuxer, WebPDemuxDelete> demuxer;
   WebPIterator frame{};  // where it lies in `content`, and in the picture
   std::unique_ptr<unsigned char[]> decoded;
@@ -45,6 +55,7 @@ struct WebpReader : PictureReader {
   int y = 0;
 
   WebpReader(InputFile& from, int64_t maxPixels) : file(from) {
+    CheckHeader(maxPixels);
     ReadContent();
     WebPData const data{content.data(), content.size()};
     demuxer.reset(WebPDemux(&data));
@@ -57,7 +68,7 @@ struct WebpReader : PictureReader {
     kind = frame.has_alpha || !isWhole ? PixelKind::rgba : PixelKind::rgb;
     remarks.push_back("WebP is decoded as a whole, and held in memory: " +
                       MemoryText(std::ssize(content) + WholeBytes(FrameSize(), kind)));
-    if (WebPDemuxGetI(demuxer.get(), WEBP_FF_FRAME_COUNT) > 1) {
+    if (frames > 1) {
       warnings.push_back("it is animated: nothing is made of the pictures that follow the first one");
     }
     ReadNotes();
@@ -67,20 +78,67 @@ struct WebpReader : PictureReader {
 
   Failure Damaged() const { return {badInput, file.name + ": is damaged, expected a whole WebP file"}; }
 
-  // As long as the file says it is, in memory that grows as its bytes come.
-  void ReadContent() {
-    std::string_view const header = file.Peek(riffHeaderBytes);
-    size_t length = 8;
-    for (size_t i = 0; i < 4 && header.size() == riffHeaderBytes; ++i) {
-      length += size_t{static_cast<unsigned char>(header[4 + i])} << 8 * i;
+  // Before all of it is read: a size that is too large, and no picture at all, can be told from its first bytes.
+  void CheckHeader(int64_t maxPixels) const {
+    std::string_view const header = file.Peek(longestHeader);
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(header.data());
+    size_t const canvas = 24;
+    int cx = 0, cy = 0;
+    if (header.size() >= canvas + 6 && header.substr(riffHeaderBytes).starts_with("VP8X")) {
+      cx = (bytes[canvas] | bytes[canvas + 1] << 8 | bytes[canvas + 2] << 16) + 1;
+      cy = (bytes[canvas + 3] | bytes[canvas + 4] << 8 | bytes[canvas + 5] << 16) + 1;
+    } else if (!WebPGetInfo(bytes, header.size(), &cx, &cy)) {
+      throw Damaged();
     }
-    while (content.size() < length) {
+    CheckClaimedSize(file.name, cx, cy, maxPixels);
+  }
+
+  // What the picture needs, in chunks; others are passed over.
+  void ReadContent() {
+    Take(riffHeaderBytes, true);
+    length = 8 + NumberAt(4);
+    if (length < riffHeaderBytes) throw Damaged();
+    std::set<std::string> seen;
+    while (bytesRead + chunkHeaderBytes <= length) {
+      size_t const first = content.size();
+      Take(chunkHeaderBytes, true);
+      std::string const name(content.end() - chunkHeaderBytes, content.end() - 4);
+      size_t const bytes = NumberAt(first + 4);
+      bool const describes = std::ranges::count(noteChunks, name) > 0;
+      bool const isTooLong = describes && bytes > mostNoteBytes;
+      if (isTooLong) {
+        warnings.push_back(name.substr(0, name.find(' ')) + " of " + std::to_string(bytes) +
+                           " bytes is left out, expected at most " + std::to_string(mostNoteBytes));
+      }
+      frames += name == "ANMF";
+      bool const isNeeded = (describes && !isTooLong) || std::ranges::count(pictureChunks, name) > 0;
+      bool const keeps = isNeeded && seen.insert(name).second;
+      if (!keeps) content.resize(first);
+      Take(std::min(bytes + bytes % 2, length - bytesRead), keeps);
+    }
+    Take(length - bytesRead, false);
+    for (size_t i = 0; i < 4; ++i) content[4 + i] = static_cast<unsigned char>((content.size() - 8) >> 8 * i);
+  }
+
+  size_t NumberAt(size_t place) const {
+    size_t number = 0;
+    for (size_t i = 0; i < 4; ++i) number += size_t{content[place + i]} << 8 * i;
+    return number;
+  }
+
+  // Reads the next bytes, into memory that grows as they come.
+  void Take(size_t count, bool keeps) {
+    for (size_t taken; count > 0; count -= taken) {
       size_t const before = content.size();
-      content.resize(before + std::min(length - before, std::max(bytesAtOnce, before)));
-      size_t const read = file.Read(content.data() + before, content.size() - before);
-      if (read == content.size() - before) continue;
-      throw Failure{badInput, file.name + ": is cut short: " + std::to_string(before + read) + " bytes, expected " +
-                                  std::to_string(length) + " of a WebP file"};
+      taken = std::min(count, std::max(bytesAtOnce, keeps ? before : 0));
+      content.resize(before + taken);
+      size_t const read = file.Read(content.data() + before, taken);
+      bytesRead += read;
+      if (read < taken) {
+        throw Failure{badInput, file.name + ": is cut short: " + std::to_string(bytesRead) + " bytes, expected " +
+                                    std::to_string(length) + " of a WebP file"};
+      }
+      if (!keeps) content.resize(before);
     }
   }
 

@@ -63,11 +63,11 @@ int ScaleFiles(Options const& options) {
   return tool::DoJobs(options.inputs.size(), batch.jobs, [&](size_t job) {
     std::string const& input = options.inputs[job];
     return StatusOf(input, [&] {
-      if (batch.outputs[job].empty()) {
+      if (!batch.outputs[job]) {
         throw Failure{tool::badUsage, "--out: the result of " + input +
                                           " would have the name of another one, expected inputs of different names"};
       }
-      ScaleFile(ofJobs, input, batch.outputs[job]);
+      ScaleFile(ofJobs, input, *batch.outputs[job]);
       return int{tool::succeeded};
     });
   });
