@@ -46,8 +46,9 @@ class CommandTest(ToolCase):
             self.assertEqual(result.split(b"\n")[1].decode().replace(" ", "x"), expected, (source_too, size))
         for size in ("5", "x", "0x5", "5x0", "-5x5", "5x-5", "+5x5", "5x5x5", "5X5", " 5x5", "5x5 ", "5.0x5", "%",
                      "0%", "-5%",
-                     "5%%", "1.2345%", "5x5><", "5x5!!", "99999999999x5", "1000000%%"):
-            self.refuse(BAD_USAGE, [f'"{size}"', "expected a size such as"], source, "out.pgm", f"--size={size}")
+                     "5%%", "5.%", "1.2345%", "5x5><", "5x5!!", "99999999999x5", "1000000%"):
+            self.refuse(BAD_USAGE, [f'"{size}"', "expected a size such as"], source, "out.pgm", f"--size={size}",
+                        "--rect=0,0,1,1")
         self.refuse(BAD_USAGE, ["beyond"], source, "out.pgm", "--size", "x2147483647")
         for rect in "1,2,3", "1,2,3,0", "-1,2,3,4", "1,2,3,4,5", "1, 2,3,4":
             self.refuse(BAD_USAGE, ["--rect", f'"{rect}"'], source, "out.pgm", f"--rect={rect}")
@@ -101,6 +102,7 @@ class CommandTest(ToolCase):
             "cut before pixels.bmp": (whole[:54], "54 bytes", str(len(whole))),
             "cut by one byte.bmp": (whole[:-1], str(len(whole) - 1), str(len(whole)), "9x7"),
             "old header.bmp": (bitmap(9, 7, 24, info_size=12, offset=54), "12 bytes", "40"),
+            "long header.bmp": (bitmap(9, 7, 24, info_size=1001), "1001 bytes", "1000"),
             "planes.bmp": (bitmap(9, 7, 24, planes=3), "3 planes", "1"),
             "4 bits.bmp": (bitmap(8, 7, 4), "4 bits per pixel", "8, 16, 24 or 32"),
             "packed.bmp": (bitmap(8, 7, 8, compression=1), "compression 1"),

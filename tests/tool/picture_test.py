@@ -49,18 +49,18 @@ def marker(number, content):
     return struct.pack(">BBH", 0xff, number, len(content) + 2) + content
 
 
-def exif_block(orientation, thumbnail=b""):
+def exif_block(orientation, thumbnail=b"", order=">"):
     """EXIF as cameras write it, and the thumbnail in it; of a picture of 40x30 that it takes for 4000x3000."""
     def directory(*fields, following=0):
-        entries = b"".join(struct.pack(">HHI", tag, 3 if value < 65536 else 4, 1) +
-                           struct.pack(">HH" if value < 65536 else ">I", *((value, 0) if value < 65536 else (value,)))
+        entries = b"".join(struct.pack(order + "HHI", tag, 3 if value < 65536 else 4, 1) +
+                           struct.pack(order + ("HH" if value < 65536 else "I"), *((value, 0) if value < 65536 else (value,)))
                            for tag, value in fields)
-        return struct.pack(">H", len(fields)) + entries + struct.pack(">I", following)
+        return struct.pack(order + "H", len(fields)) + entries + struct.pack(order + "I", following)
     first = 8
     details = first + 2 + 12 * 4 + 4
     second = details + 2 + 12 * 2 + 4
     pixels = second + 2 + 12 * 2 + 4
-    block = b"MM\0*" + struct.pack(">I", first)
+    block = (b"MM" if order == ">" else b"II") + struct.pack(order + "HI", 42, first)
     block += directory((0x100, 4000), (0x101, 3000), (0x112, orientation), (0x8769, details),
                        following=second if thumbnail else 0)
     block += directory((0xa002, 4000), (0xa003, 3000))
@@ -167,7 +167,7 @@ class PictureTest(ToolCase):
     def test_all_kinds_of_pnm_are_read(self):
         cx, cy = 21, 9
         values = noise(cx, cy, 24)
-        for maximum in 1, 7, 200, 255, 1000, 65535:
+        for maximum in 1, 7, 200, 255, 256, 1000, 65535:
             samples = [(v * 257 + i) % (maximum + 1) for i, v in enumerate(values)]
             levels = bytes((2 * v * 255 + maximum) // (2 * maximum) for v in samples)
             binary = b"".join(v.to_bytes(2 if maximum > 255 else 1, "big") for v in samples)
@@ -260,7 +260,8 @@ class PictureTest(ToolCase):
     def test_what_describes_a_picture_goes_along(self):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
         xmp = b'<x:xmpmeta tiff:Orientation="6"><tiff:Orientation>6</tiff:Orientation></x:xmpmeta>'
-        exif, thumbnail = exif_block(6, thumbnail=b"\xff\xd8" + noise(40, 40, 8) + b"\xff\xd9")
+        thumbnail = b"\xff\xd8" + noise(40, 40, 8) + b"\xff\xd9"
+        exif, little = (exif_block(6, thumbnail, order)[0] for order in "><")
         picture = coloured("RGB", 40, 30)
         texts = PngImagePlugin.PngInfo()
         texts.add_itxt("XML:com.adobe.xmp", xmp.decode())
@@ -269,7 +270,7 @@ class PictureTest(ToolCase):
         texts.add(b"gAMA", struct.pack(">I", 100000))
         jpeg = encoded(picture, format="JPEG", exif=b"Exif\0\0" + exif, icc_profile=profile, dpi=(300, 200))
         jpeg = jpeg[:2] + marker(0xe1, b"http://ns.adobe.com/xap/1.0/\0" + xmp) + marker(0xfe, b"made by hand") + jpeg[2:]
-        sources = {"JPEG": jpeg, "PNG": encoded(picture, format="PNG", exif=exif, icc_profile=profile, dpi=(300, 200),
+        sources = {"JPEG": jpeg, "PNG": encoded(picture, format="PNG", exif=little, icc_profile=profile, dpi=(300, 200),
                                                 pnginfo=texts)}
         for source, suffix in itertools.product(sources, ("png", "jpg")):
             with self.subTest(source=source, to=suffix):
@@ -285,6 +286,8 @@ class PictureTest(ToolCase):
                 self.assertEqual((tags[0x112], tags[0x100], tags[0x101]), (1, 20, 27))
                 self.assertEqual([tags.get_ifd(0x8769)[tag] for tag in (0xa002, 0xa003)], [20, 27])
                 self.assertNotIn(thumbnail, content)
+                following = 8 + 2 + 12 * 4  # of the first directory
+                self.assertEqual(result.info["exif"].removeprefix(b"Exif\0\0")[following:][:4], bytes(4))
                 self.assertLess(len(result.info["exif"]), len(exif) - len(thumbnail) + 8)
                 if (source, suffix) == ("PNG", "png"):
                     self.assertEqual((result.info["gamma"], result.info["Author"]), (1.0, "A. N. Other"))
@@ -292,6 +295,8 @@ class PictureTest(ToolCase):
                                   ("bmp", "ICC profile, EXIF, XMP, comment")):
             done = self.run_tool("-", "-", "--size", "20x", "--format", format_name, "--verbose", stdin=jpeg)
             self.assertIn(f"takes over no {lost}\n", done.stderr)
+        wide = self.scale("-", "-", "--size=70000x1!", "--format=png", stdin=jpeg)
+        self.assertEqual(decoded(wide).getexif()[0x100], 70000)
         self.assertIn("takes over no PNG's gamma and colour space, PNG's text\n", self.run_tool(
             "-", "-", "--size", "20x", "--format", "jpg", "--verbose", stdin=sources["PNG"]).stderr)
         bmp = self.scale("-", "-", "--size", "20x", "--format", "bmp", stdin=jpeg)
@@ -400,6 +405,9 @@ class PictureTest(ToolCase):
                     stdin=headers + b"".join(scans) * 170 + b"\xff\xd9")
 
     def test_exif_that_makes_no_sense_is_no_reason_to_refuse(self):
+        for orientation in 0, 9:
+            content = encoded(coloured("L", 3, 2), format="JPEG", exif=b"Exif\0\0" + exif_block(orientation)[0])
+            self.assertEqual(decoded(self.scale("-", "-", "--size=6x", stdin=content)).size, (6, 4))
         block = exif_block(6, thumbnail=bytes(100))[0]
         for at, byte in itertools.product(range(len(block) - 90), (0, 1, 0xff)):
             broken = block[:at] + bytes([byte]) + block[at + 1:]

@@ -4,6 +4,7 @@ import itertools
 import os
 import pathlib
 import random
+import re
 import signal
 import subprocess
 import threading
@@ -80,8 +81,8 @@ class Clip:
 
 
 class VideoTest(ToolCase):
-    def scale_video(self, video, *arguments):
-        return self.scale("-", "-", *arguments, stdin=video)
+    def scale_video(self, video, *arguments, **options):
+        return self.scale("-", "-", *arguments, stdin=video, **options)
 
     def refuse_video(self, status, words, video, *arguments, written=b""):
         """The tool must refuse, and write no more than that."""
@@ -121,7 +122,8 @@ class VideoTest(ToolCase):
         frame = noise(22 * 17 * 4, "channels")
         channels_first = by_model("RGB32", frame[1:] + frame[:1], (22, 17), (14, 20))
         for name in "xRGB", "xBGR", "0rgb", "0bgr", "RX24", "bx24", "RGB4":
-            video = self.scale_video(frame * 2, "--raw", f"{name}:22x17", "--size", "14x20!", "--threads", "2")
+            video = self.scale_video(frame * 2, "--raw", f"{name}:22x17", "--size", "14x20!", "--threads", "2",
+                                     env={**os.environ, "MALLOC_PERTURB_": "85"})
             self.assertEqual(video, 2 * (b"\0" + channels_first[:-1]))
 
     def test_raw_planar_frames(self):
@@ -269,8 +271,9 @@ class VideoTest(ToolCase):
                 ((720, 576), "64:45", "720x288!", "32:45"), ((192, 108), "1:1", "85x48!", "1:1"),
                 ((192, 108), "1:1", "33%", "1:1"), ((192, 108), "1:1", "108x192!", "256:81"),
                 ((192, 108), "0:0", "100x100!", "0:0"), ((192, 108), "1", "100x100!", "1"),
-                ((192, 108), "2147483647:2147483646", "108x192!", "0:0"), ((192, 108), "4:3", "100%", "4:3")):
-            video = Clip("mono", size_in, frames=1, parameters=f"A{aspect} F25:1").bytes()
+                ((192, 108), "2147483647:2147483646", "108x192!", "0:0"), ((192, 108), "4:3", "100%", "4:3"),
+                ((108, 1920), "1:1", "x990", "1:1")):
+            video = Clip("mono", size_in, frames=1, parameters=f"A{aspect} F25:1 I?").bytes()
             header = self.scale_video(video, "--size", size).split(b"\n")[0].decode()
             self.assertIn(f" A{expected} F25:1", header, (size_in, aspect, size))
             header = self.scale_video(video, "--size", size, "--rect=0,0,20,5").split(b"\n")[0].decode()
@@ -278,10 +281,18 @@ class VideoTest(ToolCase):
 
     def test_threads_by_default_are_those_that_have_enough_to_do(self):
         processors = len(os.sched_getaffinity(0))
-        for size, threads in ("640x480", 1), ("1920x1080", 1), ("20000x20000", processors):
+        for size, threads in ("640x480", 1), ("1920x1080", 1), ("3840x2160", min(2, processors)), (
+                "20000x20000", processors):
             header = "YUV4MPEG2 W{} H{} C420\n".format(*size.split("x")).encode()
             info = self.scale("--info", "-", "--size", "50%", stdin=header).decode()
             self.assertIn(f"\nthreads: {threads}\n", info, size)
+        infos = [self.scale("--info", "-", "--size", "50%", f"--threads={n}", stdin=header).decode() for n in (1, 3)]
+        one, three = (int(re.search(r"\nmemory: (\d+) bytes\n", info)[1]) for info in infos)
+        self.assertEqual(three, 3 * one)
+        # Nothing of it is taken before a frame comes; several threads have three frames on either side.
+        said = [self.run_tool("-", "-", "--size", "50%", f"--threads={n}", "--verbose", stdin=header).stderr for n in (1, 3)]
+        one, three = (int(re.search(r"memory: (\d+) MiB", remarks)[1]) for remarks in said)
+        self.assertAlmostEqual(three, 3 * one, delta=3)
 
     def test_what_is_not_handled_is_refused_by_name(self):
         def y4m(header):
@@ -291,8 +302,8 @@ class VideoTest(ToolCase):
             self.refuse_video(BAD_INPUT, ["stdin", "interlaced", "I" + flag.decode()], y4m(b"W8 H6 I" + flag), *size)
         for chroma in b"420p10", b"422p12", b"444p9", b"mono16", b"mono10":
             self.refuse_video(BAD_INPUT, [chroma.decode(), "more than 8 bits"], y4m(b"W8 H6 C" + chroma), *size)
-        for chroma in b"444alpha", b"410", b"420pal", b"", b"42":
-            self.refuse_video(BAD_INPUT, [f'"{chroma.decode()}"', "expected mono, 420"], y4m(b"W8 H6 C" + chroma), *size)
+        for chroma in b"444alpha", b"410", b"420pal", b"422p", b"", b"42":
+            self.refuse_video(BAD_INPUT, [f'"{chroma.decode()}"; expected mono, 420'], y4m(b"W8 H6 C" + chroma), *size)
         for header in b"W8", b"H6 F25:1", b"W0 H6", b"W8 H-6", b"W8x H6", b"W H", b"W8 H99999999999":
             self.refuse_video(BAD_INPUT, ["size", "W and H"], y4m(header), *size)
         self.refuse_video(BAD_INPUT, ["2147483647x2147483647", "--max-pixels"], y4m(b"W2147483647 H2147483647"), *size)
