@@ -44,7 +44,7 @@ class RandomTest(ToolCase):
         rect = any_rect(rng, size_out, unit) if rng.random() < 0.4 else None
         more += ("--size", "{}x{}!".format(*size_out)) + ("--one-step",) * (not steps)
         more += ("--rect", ",".join(map(str, rect))) if rect else ()
-        more += ("--set", rng.choice(["c", "sse2"])) if rng.random() < 0.3 else ()
+        more += ("--set", "c") if rng.random() < 0.3 else ()
         more += ("--threads", str(rng.randint(1, 4))) if rng.random() < 0.3 else ()
         return self.scale("-", "-", *more, stdin=content), rect or (0, 0, *size_out)
 
