@@ -5,12 +5,14 @@ import io
 import itertools
 import os
 import pathlib
+import random
 import re
 import struct
 import subprocess
 import threading
 import time
 import unittest
+import zlib
 
 from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
@@ -112,10 +114,15 @@ class PictureTest(ToolCase):
                     # A rectangle, though it be the whole, is never just copied.
                     whole = "--size", "100%", "--rect", "0,0,31,22", "--quiet"
                     self.scale("in", out, *whole, "--force")
-                    result = decoded(self.read(out))
                     expected = picture
                     if picture.mode == "LA" and suffix == "bmp":
                         expected = picture.convert("RGBA")
+
+                    def shown(content):
+                        # Palettes may stay.
+                        made = decoded(content)
+                        return made.convert(expected.mode) if made.mode == "P" else made
+                    result = shown(self.read(out))
                     self.assertEqual((result.size, result.mode), (expected.size, expected.mode))
                     if suffix == "jpg":
                         difference = ImageChops.difference(result, expected)
@@ -123,7 +130,7 @@ class PictureTest(ToolCase):
                         self.assertLess(max(means), 12)
                     else:
                         self.assertEqual(result.tobytes(), expected.tobytes())
-                    streamed = decoded(self.scale("-", "-", *whole, "--format", suffix, stdin=content))
+                    streamed = shown(self.scale("-", "-", *whole, "--format", suffix, stdin=content))
                     self.assertEqual(streamed.tobytes(), result.tobytes())
 
     def test_unusual_files_are_read(self):
@@ -468,6 +475,39 @@ class PictureTest(ToolCase):
                 if name != "JPEG" or len(cut) < len(content) - 20:
                     self.refuse(2, ["expected"], "-", "out." + suffix, "--size=100%", "--force", stdin=cut)
                     self.refuse(2, ["expected"], self.write("cut", cut), "out." + suffix, "--size=100%", "--force")
+
+    def test_palettes_stay_where_no_other_colours_come(self):
+        rng = random.Random(5)
+        for count, transparency in itertools.product((1, 3, 16, 17, 256), (None, 0, "all")):
+            picture = Image.new("P", (37, 23))
+            picture.putpalette(rng.randbytes(3 * count))
+            picture.putdata([rng.randrange(count) for _ in range(37 * 23)])
+            # Of a picture with EXIF, as such alone others are turned.
+            options = {"transparency": {None: None, 0: 0, "all": rng.randbytes(count)}[transparency]}
+            content = encoded(picture, format="PNG", exif=exif_block(3)[0], **options)
+            upright = decoded(content).convert("RGBA").rotate(180)
+            for more, rect in ([], (0, 0, 37, 23)), (["--strip", "--level=9"], (0, 0, 37, 23)), ([], (5, 2, 20, 1)):
+                result = self.scale("-", "-", "--size=100%", "--rect={},{},{},{}".format(*rect), *more, stdin=content)
+                x, y, cx, cy = rect
+                self.assertEqual(decoded(result).convert("RGBA").tobytes(), upright.crop((x, y, x + cx, y + cy)).tobytes())
+                depth = next(bits for bits in (1, 2, 4, 8) if 2**bits >= count)
+                self.assertEqual(result[24:26], bytes([depth, 3]), (count, transparency, more))
+            for more in ["--size=50%"], ["--size=100%", "--one-step"], ["--pad=50x50"]:
+                self.assertEqual(self.scale("-", "-", *more, stdin=content)[25], 2 if transparency is None else 6, more)
+        few = encoded(picture.convert("RGB").quantize(9), format="BMP")
+        self.assertEqual(decoded(self.scale("-", "-", "--size=100%", "--format=png", stdin=few)).tobytes(),
+                         decoded(few).tobytes())
+
+        # Numbers beyond the palette are black; what PNG says of colours stands before it.
+        def chunk(name, data):
+            return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+        content = b"".join([b"\x89PNG\r\n\x1a\n", chunk(b"IHDR", struct.pack(">IIBBBBB", 4, 1, 2, 3, 0, 0, 0)),
+                            chunk(b"gAMA", struct.pack(">I", 45455)), chunk(b"PLTE", bytes(range(10, 19))),
+                            chunk(b"IDAT", zlib.compress(b"\0\x1b")), chunk(b"IEND", b"")])
+        result = self.scale("-", "-", "--size=100%", "--rect=0,0,4,1", stdin=content)
+        self.assertEqual(decoded(result).convert("RGB").tobytes(), bytes(range(10, 19)) + bytes(3))
+        self.assertEqual(result[25], 3)
+        self.assertLess(result.index(b"gAMA"), result.index(b"PLTE"))
 
     def test_good_inputs_give_bytes_a_status_and_what_there_is_to_say(self):
         late = encoded(coloured("RGB"), format="PNG", exif=exif_block(6)[0])

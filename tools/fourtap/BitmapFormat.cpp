@@ -156,18 +156,21 @@ struct BitmapReader : PictureReader {
       Fail(file,
            "has its pixels at byte " + std::to_string(headers.pixelOffset) + ", expected them behind its palette");
     }
-    unsigned char palette[4 * 256];
-    if (file.Read(palette, 4 * count) != 4 * count)
+    unsigned char entries[4 * 256];
+    if (file.Read(entries, 4 * count) != 4 * count)
       Fail(file, "is cut short in its palette, expected " + std::to_string(count) + " colours");
     position += 4 * static_cast<int64_t>(count);
     bool gray = true;
     for (size_t i = 0; i < count; ++i) {
-      unsigned char const* const entry = palette + 4 * i;
+      unsigned char const* const entry = entries + 4 * i;
       colours.push_back({entry[2], entry[1], entry[0]});
+      palette.push_back({entry[2], entry[1], entry[0], 255});
       gray = gray && entry[0] == entry[1] && entry[1] == entry[2];
     }
     kind = gray ? PixelKind::gray : PixelKind::rgb;
-    remarks.push_back(gray ? "the palette is gray" : "the palette is brought to RGB");
+    if (!gray) return;
+    palette.clear();
+    remarks.push_back("the palette is gray");
   }
 
   void ReadLines(unsigned char* lines, int count) override {

@@ -27,6 +27,7 @@ std::vector<PictureFormat> const formats = {
      .signatures = {"\x89PNG\r\n\x1a\n"},
      .suffixes = {"png"},
      .holdsAlpha = true,
+     .holdsPalette = true,
      .hasLevel = true,
      .notes = allNotes,
      .open = OpenPng,

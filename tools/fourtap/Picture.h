@@ -1,6 +1,7 @@
 // Pictures line by line, whatever their format.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -32,11 +33,15 @@ inline int BytesPerPixel(PixelKind kind) {
 inline bool IsGray(PixelKind kind) { return kind == PixelKind::gray || kind == PixelKind::grayAlpha; }
 inline bool HasAlpha(PixelKind kind) { return kind == PixelKind::grayAlpha || kind == PixelKind::rgba; }
 
+// Colours that are told by their numbers: red, green, blue and alpha of each.
+using Palette = std::vector<std::array<unsigned char, 4>>;
+
 // Reads a picture's lines, the top line first. All functions throw a Failure for what is wrong with the file.
 struct PictureReader {
   PictureSize size{};
   PixelKind kind{};
   bool isAsWritten = true;  // of a kind that the format's writer makes; others are not copied
+  Palette palette;          // of which all pixels are; empty where there may be others
   PictureNotes notes;
   std::vector<std::string> remarks;   // what a user may want to know of how the file is read
   std::vector<std::string> warnings;  // of what is lost; complete after Finish
@@ -71,6 +76,7 @@ struct PicturePlan {
   bool lossless = false;                // where the format can be either
   bool progressive = false;             // where the format can be
   bool grayAsColour = false;            // where the format would tell them apart
+  Palette const* palette = nullptr;     // of which all pixels are, for formats that hold one
 };
 
 typedef std::unique_ptr<PictureReader> PictureOpener(InputFile& file, int64_t maxPixels);
@@ -82,6 +88,7 @@ struct PictureFormat {
   std::vector<std::string_view> suffixes;
   std::vector<std::pair<std::string_view, std::string_view>> readSuffixes{};  // of files only read, and their results
   bool holdsAlpha = false;
+  bool holdsPalette = false;
   bool hasQuality = false;
   bool hasLevel = false;
   bool canBeLossless = false;  // for those that are not always

@@ -14,7 +14,7 @@
 
 #include "fourtap/Deflate.h"
 #include "fourtap/Failure.h"
-#include "fourtap/Picture.h"
+#include "fourtap/Palette.h"
 #include "fourtap/PngFilter.h"
 #include "fourtap/Utf8.h"
 
@@ -185,7 +185,7 @@ struct PngReader : PictureReader {
     bool const alpha = (colour & PNG_COLOR_MASK_ALPHA) != 0 || png_get_valid(png, info, PNG_INFO_tRNS) != 0;
     bool const gray = (colour & PNG_COLOR_MASK_COLOR) == 0;
     kind = gray ? (alpha ? PixelKind::grayAlpha : PixelKind::gray) : alpha ? PixelKind::rgba : PixelKind::rgb;
-    if (colour == PNG_COLOR_TYPE_PALETTE) remarks.push_back("the palette is brought to RGB");
+    if (colour == PNG_COLOR_TYPE_PALETTE) ReadPalette(size_t{1} << bits);
     if (bits == 16) warnings.push_back("samples of 16 bits are brought to 8");
     if (bits < 8 && gray) remarks.push_back("samples of " + std::to_string(bits) + " bits are brought to 8");
     if (interlaced) remarks.push_back("it is interlaced: the picture is held in memory");
@@ -200,6 +200,21 @@ struct PngReader : PictureReader {
     if (png_get_rowbytes(png, info) != LineBytes(size, kind)) {
       throw Failure{badInput, file.name + ": is of an unknown kind of PNG"};
     }
+  }
+
+  void ReadPalette(size_t most) {
+    png_colorp colours = nullptr;
+    png_bytep alphas = nullptr;
+    png_color_16p unused = nullptr;
+    int count = 0, alphaCount = 0;
+    png_get_PLTE(png, info, &colours, &count);
+    if (!png_get_tRNS(png, info, &alphas, &alphaCount, &unused)) alphaCount = 0;
+    for (int i = 0; i < count; ++i) {
+      palette.push_back({colours[i].red, colours[i].green, colours[i].blue,
+                         i < alphaCount ? alphas[i] : static_cast<unsigned char>(255)});
+    }
+    // What libpng makes of numbers beyond.
+    if (palette.size() < most) palette.push_back({0, 0, 0, 255});
   }
 
   // Of those that libpng passes on, and of all that it does not know.
@@ -307,8 +322,11 @@ DeflateRules RulesFor(PngContent content, int level) {
   }
 }
 
-// Of a pixel in the file.
-size_t BytesWritten(PixelKind kind) { return kind == PixelKind::rgbx ? 3 : static_cast<size_t>(BytesPerPixel(kind)); }
+// Of a pixel in the file; of numbers of a palette, of several.
+size_t BytesWritten(PicturePlan const& plan) {
+  if (plan.palette) return 1;
+  return plan.kind == PixelKind::rgbx ? 3 : static_cast<size_t>(BytesPerPixel(plan.kind));
+}
 
 struct PngWriter : PictureWriter {
   OutputFile& file;
@@ -317,6 +335,8 @@ struct PngWriter : PictureWriter {
   png_structp png;
   png_infop info = nullptr;
   size_t textsWritten = 0;
+  std::optional<PaletteNumbers> numbers;  // of the palette, where there is one
+  std::vector<unsigned char> packed;      // a line of them
   PngFilter filter;
   std::array<DeflateRules, 3> const rules;  // by content
   std::optional<BlockDeflater> deflater{};
@@ -325,7 +345,9 @@ struct PngWriter : PictureWriter {
       : file(to),
         plan(thePlan),
         png(png_create_write_struct(PNG_LIBPNG_VER_STRING, &errors, OnError, OnWarning)),
-        filter(BytesWritten(plan.kind), LineBytesWritten(), plan.level > defaultLevel),
+        numbers(plan.palette ? std::optional<PaletteNumbers>(std::in_place, *plan.palette, plan.kind) : std::nullopt),
+        packed(numbers ? numbers->LineBytes(plan.size.cx) : 0),
+        filter(BytesWritten(plan), LineBytesWritten(), plan.level > defaultLevel),
         rules{RulesFor(PngContent::repetitions, plan.level), RulesFor(PngContent::shades, plan.level),
               RulesFor(PngContent::noise, plan.level)} {
     if (png) info = png_create_info_struct(png);
@@ -376,9 +398,10 @@ struct PngWriter : PictureWriter {
                            PNG_COLOR_TYPE_RGB_ALPHA};
     png_set_user_limits(png, INT_MAX, INT_MAX);
     png_set_write_fn(png, &file, OnWrite, OnFlush);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(plan.size.cx), static_cast<png_uint_32>(plan.size.cy), 8,
-                 colours[static_cast<int>(plan.kind)], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(plan.size.cx), static_cast<png_uint_32>(plan.size.cy),
+                 numbers ? numbers->bits : 8, numbers ? PNG_COLOR_TYPE_PALETTE : colours[static_cast<int>(plan.kind)],
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (numbers) SetPalette(*plan.palette);
     auto const& icc = plan.notes->icc;
     auto const& exif = plan.notes->exif;
     auto const& density = plan.notes->density;
@@ -393,21 +416,45 @@ struct PngWriter : PictureWriter {
       png_set_pHYs(png, info, density->x, density->y,
                    density->isPerMetre ? PNG_RESOLUTION_METER : PNG_RESOLUTION_UNKNOWN);
     }
-    png_write_info(png, info);
+    // What PNG says of colours comes before those of the palette.
+    png_write_info_before_PLTE(png, info);
     for (PngChunk const& chunk : plan.notes->colourChunks) WriteChunk(chunk);
+    png_write_info(png, info);
     for (PngChunk const& chunk : texts) WriteChunk(chunk);
     WriteTexts();
   }
 
-  size_t LineBytesWritten() const { return static_cast<size_t>(plan.size.cx) * BytesWritten(plan.kind); }
+  void SetPalette(Palette const& palette) {
+    png_color colours[256];
+    unsigned char alphas[256];
+    for (size_t i = 0; i < palette.size(); ++i) {
+      auto const [red, green, blue, alpha] = palette[i];
+      colours[i] = {red, green, blue};
+      alphas[i] = alpha;
+    }
+    int const count = static_cast<int>(palette.size());
+    png_set_PLTE(png, info, colours, count);
+    if (HasAlpha(plan.kind)) png_set_tRNS(png, info, alphas, count, nullptr);
+  }
+
+  size_t LineBytesWritten() const {
+    return numbers ? packed.size() : static_cast<size_t>(plan.size.cx) * BytesWritten(plan);
+  }
 
   void WriteLines(unsigned char const* lines, int count) override {
     size_t const lineBytes = LineBytes(plan.size, plan.kind);
     for (int i = 0; i < count; ++i, lines += lineBytes) {
-      bool const isFull =
-          filter.Take(lines, static_cast<size_t>(plan.size.cx), static_cast<size_t>(BytesPerPixel(plan.kind)));
-      if (isFull) WriteGroup();
+      if (Take(lines)) WriteGroup();
     }
+  }
+
+  // True where a group of lines is full.
+  bool Take(unsigned char const* line) {
+    if (!numbers) {
+      return filter.Take(line, static_cast<size_t>(plan.size.cx), static_cast<size_t>(BytesPerPixel(plan.kind)));
+    }
+    numbers->Pack(line, plan.size.cx, packed.data());
+    return filter.Take(packed.data(), packed.size(), 1);
   }
 
   void WriteGroup() {

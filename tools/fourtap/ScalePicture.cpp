@@ -272,6 +272,7 @@ struct PictureJob {
   ScalePlan plan;
   bool changesPixels;             // even if nothing is scaled
   std::optional<Colour> padding;  // what is added beside the picture
+  bool keepsColours;              // no pixel of the result has another one than those of the source
 
   PictureSize StoredOut() const { return {plan.rect.cx, plan.rect.cy}; }
   PictureSize In() const { return Turned(plan.in, orientation); }  // upright, as all that a user reads of
@@ -296,16 +297,30 @@ PictureJob PlanPicture(Options const& options, PictureFormat const& format, Inpu
   }
   std::optional<Colour> padding;
   if (composition.canvas != composition.Part()) padding = options.background.value_or(Colour{});
-  return {std::move(reader), orientation, composition, plan, plan.kindOut != kind || orientation != 1, padding};
+  bool const keepsKind = plan.kindOut == kind;
+  return {std::move(reader),
+          orientation,
+          composition,
+          plan,
+          !keepsKind || orientation != 1,
+          padding,
+          keepsKind && !plan.Filters() && !padding};
 }
 
 std::string WayOf(Options const& options, PictureJob const& job) {
   return WayText(job.In(), job.composition.scaled, job.plan.Filters(), options.oneStep) + FramingText(job.composition);
 }
 
+// What the result has, or null.
+Palette const* PaletteOf(PictureJob const& job, PictureFormat const& formatOut) {
+  return formatOut.holdsPalette && job.keepsColours && !job.reader->palette.empty() ? &job.reader->palette : nullptr;
+}
+
 // What a user may want to know of the way of a picture.
-std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job) {
-  std::vector<std::string> remarks = job.reader->remarks;
+std::vector<std::string> RemarksOf(Options const& options, PictureJob const& job, PictureFormat const& formatOut) {
+  std::vector<std::string> remarks;
+  if (!job.reader->palette.empty() && !PaletteOf(job, formatOut)) remarks.push_back("the palette is brought to RGB");
+  remarks.insert(remarks.end(), job.reader->remarks.begin(), job.reader->remarks.end());
   if (job.orientation != 1) {
     remarks.push_back("EXIF says orientation " + std::to_string(job.orientation) + ": the result is turned" +
                       (job.TurningBytes() ? ", and held in memory for that: " + MemoryText(job.TurningBytes()) : ""));
@@ -404,7 +419,8 @@ void ScaleJob(Options const& options, PictureJob& job, InputFile& input, Picture
                                             .threads = ThreadsThatCompress(options),
                                             .lossless = options.lossless,
                                             .progressive = options.progressiveJpeg,
-                                            .grayAsColour = EndsWith(way.outputName, ".ppm")});
+                                            .grayAsColour = EndsWith(way.outputName, ".ppm"),
+                                            .palette = PaletteOf(job, way.formatOut)});
   for (std::string const& remark : writer->remarks) Remark(options, file.name + ": " + remark);
   if (job.padding) {
     auto const [x, y] = std::pair(job.composition.x, job.composition.y);
@@ -432,7 +448,7 @@ void ScaleNext(Options const& options, InputFile& input, PictureWay const& way, 
   input.copy = input.HasPlaces() ? nullptr : &consumed;
   PictureJob job = PlanPicture(options, way.formatIn, input);
   CheckKind(way.formatOut, way.outputName, job.KindOut());
-  for (std::string const& remark : RemarksOf(options, job)) Remark(options, input.name + ": " + remark);
+  for (std::string const& remark : RemarksOf(options, job, way.formatOut)) Remark(options, input.name + ": " + remark);
   bool const copied = CanBeCopied(options, job, way);
   Remark(options, input.name + ": " + (copied ? "copied as it is" : WayOf(options, job)));
   if (!file) file.emplace(way.outputName, options.force, options.makesFolders);
@@ -483,7 +499,7 @@ void DescribePicture(Options const& options, InputFile& input) {
   std::printf("picture: %s, %s%s, %s\n", std::string(format.name).c_str(), SizeText(reader.size).c_str(),
               turned.c_str(), KindText(reader.kind).c_str());
   if (unsigned const kinds = KindsOf(reader.notes)) std::printf("notes: %s\n", KindsText(kinds).c_str());
-  for (std::string const& remark : RemarksOf(options, job)) std::printf("remark: %s\n", remark.c_str());
+  for (std::string const& remark : RemarksOf(options, job, format)) std::printf("remark: %s\n", remark.c_str());
   for (std::string const& warning : reader.warnings) std::printf("warning: %s\n", warning.c_str());
   if (!options.size && !options.rect) return;
   std::printf("scaling: %s\n", WayOf(options, job).c_str());
