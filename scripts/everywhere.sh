@@ -165,10 +165,11 @@ SelfTest "aarch64 without (cortex-a72)" neon "${onAarch64[@]}" -cpu cortex-a72 "
 if [[ $withTests ]]; then
   RunTests "aarch64 without dot products: scalers" \
     "${onAarch64[@]}" -cpu cortex-a72 "$root/aarch64/tests/ScalerTest" --gtest_filter='*_neon*:GatherSchemes*'
-  # Without what takes longest, what the plain set does here as on this machine, and what looks at the memory and the
-  # signals of a process, which are the emulator's.
+  # Without what takes longest, what the plain set does here as on this machine, what reads damaged and odd files, and
+  # what looks at the memory and the signals of a process, which are the emulator's.
   RunTests "aarch64 with dot products: library, C, tool" ctest --test-dir "$root/aarch64" -j "$(nproc)" \
-    --output-on-failure -LE 'docs|install' -E '_c$|ToolVideo.(Raw|Rect)|EveryRatio|ToolHostile|Memory|TurningTakes'
+    --output-on-failure -LE 'docs|install' \
+    -E '_c$|ToolVideo.(Raw|Rect)|EveryRatio|Tool(Hostile|Chart)|Memory|TurningTakes|ToolWebp.(Files|Damaged|Lossless)|ToolBatch.Png|Exif|Upright|ToolCommand.Corpus'
 fi
 wait
 
