@@ -28,7 +28,10 @@ std::size_t SizeAround(std::size_t byteCount, Fences fences) {
 }
 
 bool AllGuardBytes(unsigned char const* first, unsigned char const* last) {
-  return std::all_of(first, last, [](unsigned char byte) { return byte == GuardedBytes::guardByte; });
+  if (first == last) return true;
+  // Each byte is the one before it.
+  return *first == GuardedBytes::guardByte &&
+         std::memcmp(first, first + 1, static_cast<std::size_t>(last - first) - 1) == 0;
 }
 
 std::size_t ImageSize(int lineBytes, int lineCount, int stride) {

@@ -46,20 +46,28 @@ void OnFault(int, siginfo_t*, void* context) {
   siglongjmp(beforeCall, 1);
 }
 
+// Of the process, while any of them is there.
 class FaultHandler {
  public:
   FaultHandler() {
+    std::lock_guard const lock(mutex);
+    if (count++ > 0) return;
     struct sigaction action = {};
     action.sa_sigaction = OnFault;
     action.sa_flags = SA_SIGINFO | SA_NODEFER;
     sigaction(SIGSEGV, &action, &previous);
   }
-  ~FaultHandler() { sigaction(SIGSEGV, &previous, nullptr); }
+  ~FaultHandler() {
+    std::lock_guard const lock(mutex);
+    if (--count == 0) sigaction(SIGSEGV, &previous, nullptr);
+  }
   FaultHandler(FaultHandler const&) = delete;
   FaultHandler& operator=(FaultHandler const&) = delete;
 
  private:
-  struct sigaction previous;
+  inline static std::mutex mutex;
+  inline static int count;
+  inline static struct sigaction previous;
 };
 
 }  // namespace

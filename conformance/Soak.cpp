@@ -236,7 +236,15 @@ int Soak(Options const& options) {
   for (unsigned i = 0; i < options.jobs; ++i) {
     new (jobs + i) Job{};
     pid_t const process = fork();
-    if (process == 0) _exit(WorkOn(options, i, jobs[i], until));
+    if (process == 0) {
+      int status = 1;
+      // Around all cases, which then leave the signal's handler as it is.
+      CatchingFaults(Fences::pages, [&] {
+        status = WorkOn(options, i, jobs[i], until);
+        return std::string();
+      });
+      _exit(status);
+    }
     if (process < 0) throw std::bad_alloc();
     processes.push_back(process);
   }
