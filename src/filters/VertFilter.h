@@ -9,10 +9,12 @@
 
 namespace fourtap {
 
-// Where a line that is filtered vertically comes from: four source lines, and their taps.
+// Where a line that is filtered vertically comes from: four source lines, and their taps. Behind these lines stand so
+// many more that are worth fetching ahead.
 struct VertTaps {
   unsigned char const* const* lines;
   short* coefs;
+  int comingLines;
 };
 
 // Filters `count` bytes of lines, from byte `firstByte` of their source lines on. The taps are those of a context. The

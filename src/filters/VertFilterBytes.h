@@ -166,10 +166,14 @@ template <class Ops, class Taps, int lineCount>
   if (at < count) filterAt(last);
 }
 
+// So many source lines the next two output lines need beyond those of two that begin so far apart.
+template <int apart>
+constexpr int broughtLines = 2 * apart;
+
 // Filters two lines whose tap lines begin one or two lines apart. Both see the lines `apart` and `apart` + 1: these are
-// interleaved once, and each line's other two beside them. Not inlined: g++ would spill
-// registers in the loops beside it.
-template <class Ops, int apart>
+// interleaved once, and each line's other two beside them. Not inlined: g++ would spill registers in the loops beside
+// it.
+template <class Ops, int apart, bool fetchesAhead>
 [[gnu::noinline]] void FilterNeighbours(fourtap::VertTaps const* taps, ptrdiff_t firstByte, ptrdiff_t count,
                                         unsigned char* const* dst) {
   static_assert(apart == 1 || apart == 2);
@@ -183,6 +187,10 @@ template <class Ops, int apart>
     source[t] += firstByte;
     HoldInRegister(source[t]);
   }
+  // The lines that the next two bring, a few of them at a time: each once in 64 bytes, or what comes near that.
+  constexpr int atOnce = broughtLines<apart> * vectorBytes > 64 ? broughtLines<apart> * vectorBytes / 64 : 1;
+  unsigned char const* coming[broughtLines<apart>];
+  for (int t = 0; fetchesAhead && t < broughtLines<apart>; ++t) coming[t] = taps->lines[lineCount + t] + firstByte;
   unsigned char* const first = dst[0];
   unsigned char* const second = dst[1];
   auto const tapPair = [](short const* coefs, int a, int b) {
@@ -193,6 +201,8 @@ template <class Ops, int apart>
   Register const firstOwn = apart == 1 ? tapPair(taps[0].coefs, 0, 3) : tapPair(taps[0].coefs, 0, 1);
   Register const secondShared = tapPair(taps[1].coefs, 0, 1), secondOwn = tapPair(taps[1].coefs, 2, 3);
   auto const filterAt = [&](ptrdiff_t at) {
+    ptrdiff_t const turn = at / vectorBytes * atOnce % broughtLines<apart>;
+    for (int i = 0; fetchesAhead && i < atOnce; ++i) __builtin_prefetch(coming[turn + i] + at);
     auto const load = [&](int line) {
       Register bytes = Ops::Load(source[line] + at);
       Ops::Hold(bytes);
@@ -218,6 +228,13 @@ template <class Ops, int apart>
   if (at < count) filterAt(last);
 }
 
+template <class Ops, int apart>
+void FilterBoth(fourtap::VertTaps const* taps, ptrdiff_t firstByte, ptrdiff_t count, unsigned char* const* dst) {
+  bool const fetchesAhead = taps->comingLines >= apart + broughtLines<apart>;
+  (fetchesAhead ? FilterNeighbours<Ops, apart, true> : FilterNeighbours<Ops, apart, false>)(taps, firstByte, count,
+                                                                                            dst);
+}
+
 // The same for a line that is shorter than a vector.
 template <class Ops, class Taps>
 [[gnu::noinline]] void FilterShort(fourtap::VertTaps const& taps, ptrdiff_t firstByte, ptrdiff_t count,
@@ -231,7 +248,7 @@ template <class Ops, class Taps>
   }
   unsigned char filtered[vectorBytes];
   unsigned char* const to = filtered;
-  fourtap::VertTaps const ofCopies{sources, taps.coefs};
+  fourtap::VertTaps const ofCopies{sources, taps.coefs, 0};
   FilterVectors<Ops, Taps, 1>(&ofCopies, 0, vectorBytes, &to);
   std::memcpy(dst, filtered, static_cast<size_t>(count));
 }
@@ -252,7 +269,7 @@ void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int
     }
     if constexpr (ByteTaps<Ops>::sharesPairs) {
       if (apart == 1 || apart == 2) {
-        (apart == 1 ? FilterNeighbours<Ops, 1> : FilterNeighbours<Ops, 2>)(taps + k, firstByte, count, dst + k);
+        (apart == 1 ? FilterBoth<Ops, 1> : FilterBoth<Ops, 2>)(taps + k, firstByte, count, dst + k);
         ++k;
         continue;
       }
@@ -264,7 +281,7 @@ void FilterRuns(fourtap::VertTaps const* taps, int lineCount, int firstByte, int
 // A vertical filter as it is exported: one line, any taps.
 template <class Ops>
 void FilterLine(unsigned char* dst, unsigned char const* const (&lines)[4], int count, short* coefs) {
-  fourtap::VertTaps const taps{lines, coefs};
+  fourtap::VertTaps const taps{lines, coefs, 0};
   bool const fit = ByteTaps<Ops>::Fit(coefs);
   if (count >= static_cast<int>(sizeof(typename Ops::Register))) {
     if (fit) {

@@ -71,6 +71,8 @@ int ScaleLines(Scaler const& scaler, _SCALE_CONTEXT& context, HorzRange const& r
     VertTaps& taps = block.taps[block.pending];
     taps.lines = context.srcLines + firstTap;
     taps.coefs = context.vertCoef[Phase(at)];
+    // Beside a horizontal pass these lines are hardly waited for.
+    taps.comingLines = horizontally ? 0 : entryCount - firstTap - 4;
     ++block.pending;
     if (!horizontally) {
       if (block.pending == linesTogether) WriteFiltered(scaler, range, block);
