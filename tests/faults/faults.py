@@ -273,28 +273,28 @@ def tests_for(fault, known):
     return chosen
 
 
-def fails_twice(test, number):
+def passes(test, digest):
+    """That it does without a fault; looked at once for a tree."""
+    line = f"{digest} {test.name}\n"
+    if not PASSED.exists() or line not in PASSED.read_text():
+        if test.run(0) and test.run(0):
+            fail(f"{test.name}: fails without a fault, expected every test to pass")
+        with PASSED.open("a") as log:
+            log.write(line)
+    return True
+
+
+def finds(test, number, digest):
     """As run does. A failure that does not come again is the busy machine's, and so is an end that never comes where it
     does not come without the fault either."""
     failed = test.run(number)
     if failed and failed.endswith("(no end)"):
-        return None if number and test.run(0) else failed
-    return failed and test.run(number)
+        return None if test.run(0) else failed
+    return failed and passes(test, digest) and test.run(number)
 
 
-def check_tests(tests, digest, crew):
-    """That they pass without a fault; once for a tree."""
-    lines = PASSED.read_text().splitlines() if PASSED.exists() else []
-    left = [test for name, test in tests.items() if f"{digest} {name}" not in lines]
-    failed = list(filter(None, crew.map(lambda test: fails_twice(test, 0), left)))
-    if failed:
-        fail(f"{', '.join(failed)}: fails without a fault, expected every test to pass")
-    with PASSED.open("a") as log:
-        log.writelines(f"{digest} {test.name}\n" for test in left)
-
-
-def judge(fault, tests):
-    return fault, next(filter(None, (fails_twice(test, fault.number) for test in tests)), None)
+def judge(fault, tests, digest):
+    return fault, next(filter(None, (finds(test, fault.number, digest) for test in tests)), None)
 
 
 def kept_verdicts():
@@ -355,17 +355,19 @@ def main():
         known = ctest_tests()
         with VERDICTS.open("a") as log, concurrent.futures.ThreadPoolExecutor(asked.jobs) as crew:
             tests = {fault: tests_for(fault, known) for fault in chosen}
-            check_tests({test.name: test for choice in tests.values() for part in choice for test in part}, digest, crew)
-            # Those that the first tests find have their verdicts early.
-            for part in (0, 1):
-                judged = [crew.submit(judge, fault, tests[fault][part]) for fault in chosen]
-                for fault, killer in (one.result() for one in concurrent.futures.as_completed(judged)):
-                    if not killer and part == 0:
-                        continue
-                    chosen.remove(fault)
-                    verdicts[fault.key] = killer
-                    print(json.dumps([fault.key, killer]), file=log, flush=True)
-                    print(f"{fault}\n    {verdict_on(fault, killer)}", flush=True)
+            try:
+                # Those that the first tests find have their verdicts early.
+                for part in (0, 1):
+                    judged = [crew.submit(judge, fault, tests[fault][part], digest) for fault in chosen]
+                    for fault, killer in (one.result() for one in concurrent.futures.as_completed(judged)):
+                        if not killer and part == 0:
+                            continue
+                        chosen.remove(fault)
+                        verdicts[fault.key] = killer
+                        print(json.dumps([fault.key, killer]), file=log, flush=True)
+                        print(f"{fault}\n    {verdict_on(fault, killer)}", flush=True)
+            finally:
+                crew.shutdown(cancel_futures=True)
     for fault in faults:
         if fault.list in lists and fault.key in verdicts and bool(verdicts[fault.key]) == bool(fault.equivalent):
             print(f"{fault}\n    {verdict_on(fault, verdicts[fault.key])}")
