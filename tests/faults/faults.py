@@ -88,9 +88,10 @@ FIRST = [
     ("bindings/python/core/(Scaler|Helpers)", ["python/Python.Threads"]),
     ("bindings/python/core/(Arrays|Objects|Pictures)", ["python/Python.Memory"]),
     ("bindings/python/", ["python/Python.(Bytes|Refusals)"]),
-    ("bindings/gstreamer/(Borders|Placement)", ["gstreamer/Borders"]),
-    ("bindings/gstreamer/Caps", ["gstreamer/Negotiation"]),
-    ("bindings/gstreamer/Element", ["gstreamer/Stream"]),
+    ("bindings/gstreamer/(Borders|Placement|Element)", ["gstreamer/Borders"]),
+    ("bindings/gstreamer/(Caps|Placement|Element)", ["gstreamer/Negotiation"]),
+    ("bindings/gstreamer/(Borders|Element)", ["gstreamer/Stream"]),
+    ("bindings/gstreamer/FrameScaler", ["gstreamer/GStreamer/Formats.HaveTheLibrarysBytes"]),
 ]
 TARGETS = {
     "tool": ["fourtap", "chart", "model_frame", "FaultyScaler", "FewThreads", "LittleMemory", "NoAcceleration"],
@@ -98,6 +99,7 @@ TARGETS = {
                  "GStreamerTest", "GStreamerNoAllocationTest", "GStreamerBandsTest"],
 }
 SECONDS = 600
+CTEST_SECONDS = 120
 
 
 class Fault:
@@ -256,7 +258,7 @@ def ctest_tests():
             continue
         environment = [variable.split("=", 1) for variable in values.get("ENVIRONMENT", [])]
         for label in values.get("LABELS", []):
-            tests.append(Test(f"{label}/{told['name']}", told["command"], values.get("TIMEOUT", SECONDS), environment,
+            tests.append(Test(f"{label}/{told['name']}", told["command"], CTEST_SECONDS, environment,
                               values.get("WORKING_DIRECTORY")))
     return tests
 
