@@ -54,8 +54,9 @@ RUNS = [
 ]
 FIRST = [
     ("src/(filters|util|entry/Queries|entry/ScaleContext|core)", ["UnitTest"]),
-    ("src/(checked|picture)", ["CheckedTest", "ScalerTest --gtest_filter=-Variants*"]),
-    ("src/(reduced)", ["ScalerTest --gtest_filter=-Variants*"]),
+    ("src/(checked|picture)", ["CheckedTest"]),
+    ("src/(picture|reduced)", ["ScalerTest --gtest_filter=ReducingTaps*:Alpha*:*Picture*"]),
+    ("src/scheme/ScaleSlice", ["ScalerTest --gtest_filter=Slices.*"]),
     ("src/(gathered|turned|layouts|scheme)", ["ScalerTest --gtest_filter=-Variants*"]),
     ("src/entry/Dispatch", ["DispatchTest"]),
     ("tools/.*/video/VideoStream", ["tool/ToolVideo.(WhatIsNot|Pixels|Broken|Sizes)", "tool/ToolFraming.FullRange"]),
