@@ -192,7 +192,9 @@ class CommandTest(ToolCase):
             (self.folder / folder).mkdir()
         os.mkfifo(self.folder / "pipe.bmp")
         (self.folder / "locked").chmod(0o500)
-        self.refuse(BAD_OUTPUT, ["there.bmp", "--force"], "in.bmp", "there.bmp", "--size", "5x5")
+        self.write("cut.ppm", pnm(9, 7, 24)[:-1])
+        for name in "in.bmp", "cut.ppm":  # before the pixels are read
+            self.refuse(BAD_OUTPUT, ["there.bmp", "--force"], name, "there.bmp", "--size", "5x5")
         self.refuse(BAD_OUTPUT, ["new/in.bmp: ", "Permission denied", "; expected a folder that can be made"], "in.bmp",
                     "--out=locked/new/", "--size=5x5", prefix=AS_ORDINARY_USER)
         for name, word in (("missing/out.bmp", "No such file"), ("in.bmp/out.bmp", "Not a directory"),
@@ -308,6 +310,8 @@ class CommandTest(ToolCase):
         widest = info.split("\n")[1].split()[-1]
         self.assertIn(f"in use: {widest}\n", info)
         self.assertIn("in use: c\n", self.scale("--info", "--set", "c").decode())
+        for size, way in ("150x100", "four taps"), ("150x99!", "the wide filter"), ("149x100!", "the wide filter"):
+            self.assertIn(f", by {way}\n", self.scale("--info", source, "--size", size).decode())
         info = self.scale("--info", source, "--size", "50x").decode()
         self.assertIn("\npicture: PNM, 300x200, RGB\n", info)
         self.assertRegex(info, r"\nscaling: 300x200 -> 50x33, by the wide filter\nmemory: \d{5,6} bytes\n\Z")

@@ -16,6 +16,7 @@ import zlib
 
 from PIL import Image, ImageChops, ImageCms, PngImagePlugin
 
+from hostile_test import chunk
 from toolcase import FORMATS, FOURTAP, MIB, ToolCase, await_empty, bitmap, by_model, noise, pnm, unless_sanitized
 
 FILES = pathlib.Path(__file__).resolve().parents[2] / "fuzz/files"
@@ -317,6 +318,42 @@ class PictureTest(ToolCase):
             self.assertEqual(set(info) - {"gamma"}, expected - {"gamma"}, kinds)
         self.refuse(1, ['"icc"', "colour, density"], "-", "-", "--size=5x", "--keep=icc")
 
+    def test_densities_keep_their_unit(self):
+        jpeg, png = (encoded(coloured("L"), format=form) for form in ("JPEG", "PNG"))
+
+        def as_jpeg(*density):
+            return jpeg[:13] + struct.pack(">BHH", *density) + jpeg[18:]
+
+        def as_png(*density):
+            return png[:33] + chunk(b"pHYs", struct.pack(">IIB", *density)) + png[33:]
+        for content, in_png, in_jpeg in ((as_jpeg(0, 2, 3), (2, 3, 0), (0, 2, 3)),
+                                         (as_jpeg(1, 300, 200), (11811, 7874, 1), (1, 300, 200)),
+                                         (as_jpeg(2, 100, 50), (10000, 5000, 1), (1, 254, 127)),
+                                         (as_png(2, 3, 0), (2, 3, 0), (0, 2, 3)),
+                                         (as_png(11811, 7874, 1), (11811, 7874, 1), (1, 300, 200)),
+                                         *((none, None, (0, 1, 1)) for none in (as_jpeg(1, 0, 5), as_png(0, 5, 1)))):
+            results = [self.scale("-", "-", "--size=20x", f"--format={form}", stdin=content) for form in ("png", "jpg", "bmp")]
+            at = results[0].find(b"pHYs")
+            self.assertEqual(struct.unpack(">IIB", results[0][at + 4:][:9]) if at > 0 else None, in_png)
+            self.assertEqual(struct.unpack(">BHH", results[1][13:18]), in_jpeg)
+            self.assertEqual(struct.unpack("<II", results[2][38:46]), in_png[:2] if in_png and in_png[2] else (0, 0))
+
+    def test_texts(self):
+        jpeg = encoded(coloured("RGB"), format="JPEG")
+        for comment, written in ((b"plain", b"tEXtComment\0plain"), (b"\xe9", b"tEXtComment\0\xe9"),
+                                 (b"\xc3\xa9", b"iTXtComment\0\0\0\0\0\xc3\xa9")):
+            commented = jpeg[:2] + marker(0xfe, comment) + jpeg[2:]
+            self.assertIn(written, self.scale("-", "-", "--size=20x", "--format=png", stdin=commented))
+        png = encoded(coloured("RGB"), format="PNG")
+        packed, plain = chunk(b"iTXt", b"Comment\0\1\0\0\0" + zlib.compress(b"packed")), chunk(b"tEXt", b"Comment\0plain")
+        both = png[:33] + packed + plain + png[33:]
+        self.assertEqual(self.info(both, "--size=20x", "--format=jpg")["comment"], b"plain")
+        behind = png[:-12] + plain + png[-12:]
+        for content, texts in (both, [packed, plain]), (behind, [plain]):
+            result = self.scale("-", "-", "--size=20x", stdin=content)
+            for text in texts:
+                self.assertIn(text, result)
+
     def info(self, content, *arguments):
         info = dict(decoded(self.scale("-", "-", *arguments, stdin=content)).info)
         if "dpi" in info:
@@ -337,12 +374,13 @@ class PictureTest(ToolCase):
             left_out_of.append(left_out)
             self.assertIn("icc_profile", self.info(content, "--size=20x"))
         self.assertEqual(left_out_of, [True, False, True, True])  # an illuminant that is off by a little is let pass
-        long = encoded(coloured("RGB"), format="PNG", exif=exif_block(3)[0] + bytes(70000))
-        done = self.run_tool("-", "-", "--size=20x", "--format=jpg", "--verbose", stdin=long)
-        self.assertEqual(done.returncode, 0)
-        self.assertIn("EXIF is left out, since it is longer", done.stderr)
-        self.assertNotIn("exif", decoded(done.stdout).info)
-        self.assertIn("exif", self.info(long, "--size=20x"))
+        for length, fits in (65527, True), (65528, False), (70000, False):
+            long = encoded(coloured("RGB"), format="PNG", exif=exif_block(3)[0].ljust(length, b"\0"))
+            done = self.run_tool("-", "-", "--size=20x", "--format=jpg", "--verbose", stdin=long)
+            self.assertEqual(done.returncode, 0)
+            self.assertEqual("EXIF is left out, since it is longer" in done.stderr, not fits)
+            self.assertEqual("exif" in decoded(done.stdout).info, fits)
+            self.assertIn("exif", self.info(long, "--size=20x"))
 
     def test_a_profile_of_gray_does_not_go_to_colours(self):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
@@ -415,12 +453,23 @@ class PictureTest(ToolCase):
         for orientation in 0, 9:
             content = encoded(coloured("L", 3, 2), format="JPEG", exif=b"Exif\0\0" + exif_block(orientation)[0])
             self.assertEqual(decoded(self.scale("-", "-", "--size=6x", stdin=content)).size, (6, 4))
+        jpeg = encoded(coloured("L"), format="JPEG")
+        first, second = (marker(0xe1, b"Exif\0\0" + exif_block(orientation)[0]) for orientation in (6, 1))
+        self.assertEqual(decoded(self.scale("-", "-", "--size=22x", stdin=jpeg[:2] + first + second + jpeg[2:])).size, (22, 31))
         block = exif_block(6, thumbnail=bytes(100))[0]
         for at, byte in itertools.product(range(len(block) - 90), (0, 1, 0xff)):
             broken = block[:at] + bytes([byte]) + block[at + 1:]
             if at % 7 == byte % 7 or at < 30:
                 content = encoded(coloured("L", 3, 2), format="JPEG", exif=b"Exif\0\0" + broken)
                 self.assertIn(decoded(self.scale("-", "-", "--size=3x3!", stdin=content)).size, [(3, 3)])
+
+    def test_odd_jpeg_files_that_lack_nothing_are_read(self):
+        jpeg = encoded(coloured("RGB"), format="JPEG")
+        expected = self.scale("-", "-", "--size=50%", "--format=ppm", stdin=jpeg)
+        tables = jpeg.index(b"\xff\xdb")
+        for odd in (b"between markers", marker(0xee, b"Adobe\0\x64\0\0\0\0\7"), marker(0xe2, b"ICC_PROFILE\0\7\1profile")):
+            self.assertEqual(self.scale("-", "-", "--size=50%", "--format=ppm", stdin=jpeg[:tables] + odd + jpeg[tables:]), expected)
+        self.assertEqual(self.scale("-", "-", "--size=50%", "--format=ppm", stdin=jpeg[:11] + b"\2" + jpeg[12:]), expected)
 
     def test_alpha_on_a_background(self):
         for mode, colour in itertools.product(("LA", "RGBA"), ("#fff", "#ff8000", "black")):
@@ -499,8 +548,6 @@ class PictureTest(ToolCase):
                          decoded(few).tobytes())
 
         # Numbers beyond the palette are black; what PNG says of colours stands before it.
-        def chunk(name, data):
-            return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
         content = b"".join([b"\x89PNG\r\n\x1a\n", chunk(b"IHDR", struct.pack(">IIBBBBB", 4, 1, 2, 3, 0, 0, 0)),
                             chunk(b"gAMA", struct.pack(">I", 45455)), chunk(b"PLTE", bytes(range(10, 19))),
                             chunk(b"IDAT", zlib.compress(b"\0\x1b")), chunk(b"IEND", b"")])

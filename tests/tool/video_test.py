@@ -1,10 +1,12 @@
 """fourtap with video: Y4M and raw frames through pipes and files."""
 
 import itertools
+import json
 import os
 import pathlib
 import random
 import re
+import select
 import signal
 import subprocess
 import threading
@@ -396,6 +398,21 @@ class VideoTest(ToolCase):
         stderr = tool.communicate(timeout=60)[1]
         self.assertEqual((tool.returncode, stderr.count(b"\n")), (BAD_INPUT, 1))
         self.assertIn(b"stdin: frame 2 is cut short", stderr)
+
+    def test_frames_to_come_are_counted(self):
+        """From where stdin stands, and without the header, be it as long as many frames."""
+        before, count = b"something else" * 100, 9000
+        header = b"YUV4MPEG2 W16 H16 Cmono X" + b"x" * 3000 + b"\n"
+        self.write("in", before + header + (b"FRAME\n" + bytes(256)) * count)
+        with open(self.folder / "in", "rb", buffering=0) as file:
+            file.seek(len(before))
+            with subprocess.Popen([FOURTAP, "-", "-", "--size=100%", "--progress=json"], stdin=file, stdout=subprocess.PIPE,
+                                  stderr=subprocess.PIPE, bufsize=0) as tool:
+                while not select.select([tool.stderr], [], [], 0.1)[0]:
+                    tool.stdout.read(1 << 16)
+                report = json.loads(tool.stderr.readline())
+                self.assertEqual(len(tool.communicate()[0]) > 0, report["frames"] < count)
+        self.assertEqual(report["total"], count)
 
     def test_frames_leave_before_the_next_ones_come(self):
         clip = Clip("420", (8, 6), frame_parameters=[""])

@@ -18,6 +18,14 @@ def difference(first, second):
     return [band.resize((1, 1), Image.BOX).getpixel((0, 0)) for band in ImageChops.difference(first, second).split()]
 
 
+def riff_chunk(name, data):
+    return name + struct.pack("<I", len(data)) + data + bytes(len(data) % 2)
+
+
+def riff(*chunks):
+    return b"RIFF" + struct.pack("<I", 4 + sum(map(len, chunks))) + b"WEBP" + b"".join(chunks)
+
+
 @unittest.skipIf("WebP" not in FORMATS, "built without libwebp")
 class WebpTest(ToolCase):
     def test_pixels_are_read_as_others_read_them(self):
@@ -74,9 +82,9 @@ class WebpTest(ToolCase):
         profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
         xmp = b'<x:xmpmeta tiff:Orientation="6"></x:xmpmeta>'
         exif = exif_block(6)[0]
-        sources = {"WEBP": encoded(coloured("RGB", 40, 30), format="WEBP", exif=exif, icc_profile=profile, xmp=xmp),
-                   "prefixed": encoded(coloured("RGB", 40, 30), format="WEBP", exif=b"Exif\0\0" + exif, icc_profile=profile,
-                                       xmp=xmp),
+        webp = encoded(coloured("RGB", 40, 30), format="WEBP", exif=exif, icc_profile=profile, xmp=xmp)
+        prefixed = webp[12:].replace(riff_chunk(b"EXIF", exif), riff_chunk(b"EXIF", b"Exif\0\0" + exif))
+        sources = {"WEBP": webp, "prefixed": riff(prefixed),
                    "JPEG": encoded(coloured("RGB", 40, 30), format="JPEG", exif=b"Exif\0\0" + exif, icc_profile=profile,
                                    dpi=(300, 300))}
         for source, to in (("WEBP", "webp"), ("WEBP", "png"), ("prefixed", "jpg"), ("prefixed", "webp"), ("JPEG", "webp")):
@@ -163,25 +171,20 @@ class WebpTest(ToolCase):
 
     @unless_sanitized
     def test_what_a_picture_does_not_need_takes_no_memory(self):
-        def chunk(name, data):
-            return name + struct.pack("<I", len(data)) + data + bytes(len(data) % 2)
-
-        def whole(*chunks):
-            return b"RIFF" + struct.pack("<I", 4 + sum(map(len, chunks))) + b"WEBP" + b"".join(chunks)
         plain = encoded(coloured("RGB", 40, 30), format="WEBP")
         expected = self.scale("-", "-", "--format=ppm", "--size=50%", stdin=plain)
-        header, image = chunk(b"VP8X", struct.pack("<I", 0x2c) + b"\x27\0\0\x1d\0\0"), plain[12:]
+        header, image = riff_chunk(b"VP8X", struct.pack("<I", 0x2c) + b"\x27\0\0\x1d\0\0"), plain[12:]
         long = bytes(9 * MIB + 1)
-        for chunks, warnings in (([header, *[chunk(b"what", long)] * 10, image, *[chunk(b"ever", long)] * 5], []),
-                                 ([header, chunk(b"ICCP", long), image, chunk(b"EXIF", long), chunk(b"XMP ", long)],
+        for chunks, warnings in (([header, *[riff_chunk(b"what", long)] * 10, image, *[riff_chunk(b"ever", long)] * 5], []),
+                                 ([header, riff_chunk(b"ICCP", long), image, riff_chunk(b"EXIF", long), riff_chunk(b"XMP ", long)],
                                   ["ICCP", "EXIF", "XMP"])):
-            done = self.measure(self.write("in.webp", whole(*chunks)), "out.ppm", "--size=50%", "--force")
+            done = self.measure(self.write("in.webp", riff(*chunks)), "out.ppm", "--size=50%", "--force")
             self.assertEqual((done.returncode, self.read("out.ppm")), (0, expected))
             self.assertEqual(done.stderr, "".join(f"fourtap: warning: in.webp: {name} of {len(long)} bytes is left out, "
                                                   f"expected at most {8 * MIB}\n" for name in warnings))
             self.assertLess(done.peak, 32 * MIB)
         notes = bytes(7 * MIB)
-        content = whole(header, chunk(b"ICCP", notes), image, chunk(b"EXIF", notes), chunk(b"EXIF", b"later"))
+        content = riff(header, riff_chunk(b"ICCP", notes), image, riff_chunk(b"EXIF", notes), riff_chunk(b"EXIF", b"later"))
         info = decoded(self.scale("-", "-", "--size=50%", stdin=content)).info
         self.assertEqual((info["icc_profile"], info["exif"]), (notes, notes))
 

@@ -39,7 +39,7 @@ TEST(Negotiation, FixatesAsVideoscaleDoes) {
   std::vector<std::string> const pixels{
       "", "1/1", "16/15", "12/11", "{ 1/1, 4/3, 64/45 }", "[ 1/2, 2/1 ]", "[ 1/2147483647, 2147483647/1 ]"};
   std::vector<std::string> const lengths{"[ 1, 2147483647 ]", "480",           "101",
-                                         "[ 100, 400 ]",      "[ 700, 5000 ]", "{ 320, 480, 1280 }"};
+                                         "[ 100, 400 ]",      "[ 700, 5000 ]", "{ 320, 480, 960 }"};
   int tried = 0;
   for (auto const& [cx, cy] : {std::pair{1920, 1080}, {720, 576}, {321, 199}}) {
     for (std::string const pixel : {"", "1/1", "16/15", "64/45"}) {

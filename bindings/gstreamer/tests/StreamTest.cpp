@@ -218,21 +218,27 @@ TEST(Stream, FramesThatStayAsTheyArePass) {
   EXPECT_EQ(passed.get(), frame.get());
 }
 
-// What comes out lies in a few buffers that are used again: those that were seen are marked, and the mark goes with the
-// buffer.
+// What comes out lies in a few buffers that are used again, also where frames passed before: those that were seen are
+// marked, and the mark goes with the buffer.
 TEST(Stream, BuffersAreUsedAgain) {
-  std::string const in = CapsText("I420", 64, 48), out = CapsText("I420", 40, 30);
-  Harness const harness = MakeHarness(plain, in, out);
   GQuark const mark = g_quark_from_static_string("fourtapscale-test-seen");
-  int seen = 0;
-  for (uint64_t seed = 1; seed <= 100; ++seed) {
-    Buffer const scaled(gst_harness_push_and_pull(harness.get(), NoiseFrame(InfoOf(in), seed).release()));
-    ASSERT_TRUE(scaled);
-    auto* const object = GST_MINI_OBJECT_CAST(scaled.get());
-    if (!gst_mini_object_get_qdata(object, mark)) ++seen;
-    gst_mini_object_set_qdata(object, mark, &seen, nullptr);
+  std::string const square = CapsText("I420", 64, 48, "pixel-aspect-ratio=1/1");
+  for (std::string const& out :
+       {CapsText("I420", 40, 30, "pixel-aspect-ratio=1/1"), CapsText("I420", 64, 48, "pixel-aspect-ratio=2/1")}) {
+    Harness const harness = MakeHarness(plain, square, out);
+    Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+    EXPECT_TRUE(Buffer(gst_harness_push_and_pull(harness.get(), NoiseFrame(InfoOf(square), 1).release())));
+    g_object_set(element.get(), "add-borders", TRUE, nullptr);
+    int seen = 0;
+    for (uint64_t seed = 1; seed <= 100; ++seed) {
+      Buffer const scaled(gst_harness_push_and_pull(harness.get(), NoiseFrame(InfoOf(square), seed).release()));
+      ASSERT_TRUE(scaled);
+      auto* const object = GST_MINI_OBJECT_CAST(scaled.get());
+      if (!gst_mini_object_get_qdata(object, mark)) ++seen;
+      gst_mini_object_set_qdata(object, mark, &seen, nullptr);
+    }
+    EXPECT_LE(seen, 4) << out;
   }
-  EXPECT_LE(seen, 4);
 }
 
 // A buffer that is shorter than it says ends the stream with a sentence, not the program.
@@ -252,6 +258,20 @@ TEST(Stream, ShortBuffersAreRefused) {
   }
   EXPECT_EQ(ScaleAndCompare(harness.get(), in, out, {}, 2), "");
   gst_element_set_bus(element.get(), nullptr);
+}
+
+// So is one that is to be filled, with borders: the last byte of this one is not there.
+TEST(Stream, ShortBuffersAreNotFilled) {
+  std::string const in = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=1/1"),
+                    out = CapsText("GRAY8", 64, 48, "pixel-aspect-ratio=2/1");
+  Harness const harness = MakeHarness("", in, out);
+  Element const element(gst_harness_find_element(harness.get(), "fourtapscale"));
+  Buffer const frame = NoiseFrame(InfoOf(in), 1), target = NoiseFrame(InfoOf(out), 2);
+  EXPECT_TRUE(Buffer(gst_harness_push_and_pull(harness.get(), gst_buffer_ref(frame.get()))));
+  gst_buffer_get_video_meta(target.get())->offset[0] = 1;
+  MappedFrame from(InfoOf(in), frame.get()), to(InfoOf(out), target.get(), GST_MAP_WRITE);
+  auto* const filter = GST_VIDEO_FILTER(element.get());
+  EXPECT_EQ(GST_VIDEO_FILTER_GET_CLASS(filter)->transform_frame(filter, &from.frame, &to.frame), GST_FLOW_ERROR);
 }
 
 // Memory that is mapped in a way of its own is scaled, though it does not tell how long it is.

@@ -56,7 +56,9 @@ def test_slices_and_parts(layout, rng):
             tiny = case.size[0] <= 2 and case.size[1] == 1
             assert tiny or all(scaler.lines_needed(line) <= end for line in range(written)), case
         assert written == len(whole), case
-        numpy.testing.assert_array_equal(numpy.concatenate(list(scaler.slices(slices))), whole)
+        yielded = list(scaler.slices(slices))
+        assert all(map(len, yielded)), case
+        numpy.testing.assert_array_equal(numpy.concatenate(yielded), whole)
 
         rect = random_rect(rng, case)
         x, y, cx, cy = scaler.needed(rect)
@@ -139,6 +141,9 @@ def test_bands_of_threads(threads, size):
     rect = (3, 20, size[0] - 9, size[1] - 40)
     numpy.testing.assert_array_equal(fourtapscale.resize(backwards, size, rect=rect, threads=threads),
                                      cropped(whole, rect))
+    # Where no thread pays for itself.
+    numpy.testing.assert_array_equal(fourtapscale.resize(source[:9, :30], (13, 7), threads=threads),
+                                     model.scaled(source[:9, :30], (13, 7), "rgb24"))
 
 
 @pytest.mark.parametrize("format", [names[0] for names in fourtapscale.formats()])
@@ -219,6 +224,13 @@ def test_channels_without_a_name():
         scaled = fourtapscale.resize(source, (13, 7))
         assert scaled.shape == (7, 13, *channels)
         numpy.testing.assert_array_equal(scaled, model.scaled(source, (13, 7), layout))
+
+
+def test_colours_behind():
+    source = picture("rgba32", (20, 10))
+    for colour in ((9, 100, 200), (9, 100, 201), (255, 0, 7)):
+        numpy.testing.assert_array_equal(fourtapscale.resize(source, (13, 7), alpha=colour),
+                                         model.scaled(source, (13, 7), "rgba32", alpha=colour))
 
 
 def test_other_names():

@@ -51,6 +51,7 @@ def test_nothing_is_lost():
         one_of_all(source, out, scaler)
     gc.collect()
     references = [sys.getrefcount(thing) for thing in things]
+    kept = scaler.nbytes
     before = tracemalloc.get_traced_memory()[0]
     for _ in range(2000):
         one_of_all(source, out, scaler)
@@ -61,6 +62,7 @@ def test_nothing_is_lost():
     assert grown < 60_000
     after = [sys.getrefcount(thing) for thing in things]
     assert all(abs(now - then) < 50 for now, then in zip(after, references))
+    assert scaler.nbytes == kept
 
 
 @pytest.mark.skipif(SANITIZED, reason="a sanitizer keeps what was freed")
@@ -90,8 +92,10 @@ def test_large_scalers_are_not_kept():
     source = numpy.zeros((4, 4), numpy.uint8)
     fourtapscale.resize(source, (4_000_000, 4), rect=(0, 0, 4, 4))
     before = resident()
-    for n in range(30):
-        fourtapscale.resize(source, (4_000_000 + n, 4), rect=(0, 0, 4, 4))
+    # Nor are many that are not that large.
+    for width in 4_000_000, 1_000_000:
+        for n in range(30):
+            fourtapscale.resize(source, (width + n, 4), rect=(0, 0, 4, 4))
     assert resident() - before < 200 << 20
 
 
@@ -131,6 +135,10 @@ def test_objects_with_a_buffer():
     out = memoryview(target).cast("B", (5, 7))
     assert fourtapscale.resize(memoryview(plain.tobytes()).cast("B", (10, 20)), (7, 5), out=out) is out
     assert target.tobytes() == scaled.tobytes()
+    # How far it would be to the next line does not matter where there is none.
+    line = out[::1 << 40]
+    assert fourtapscale.resize(plain, (7, 1), out=line) is line
+    assert line.tobytes() == fourtapscale.resize(plain, (7, 1)).tobytes()
     # Of ctypes arrays nobody tells the strides.
     rows, target = (ctypes.c_ubyte * 20 * 10).from_buffer_copy(plain), (ctypes.c_ubyte * 7 * 5)()
     assert fourtapscale.resize(rows, (7, 5), out=target) is target

@@ -69,6 +69,7 @@ REFUSALS = [
      lambda: resize(RGB, SIZE, layout="rgba")),
     (ValueError, "alpha: 'premultiplied' given, expected 'multiply'", lambda: resize(RGB, SIZE, alpha="premultiplied")),
     (ValueError, r"alpha: \(0, 0, 256\) given, expected .* 0 to 255", lambda: resize(RGB, SIZE, alpha=(0, 0, 256))),
+    (ValueError, r"alpha: \(0, -1, 0\) given, expected .* 0 to 255", lambda: resize(RGB, SIZE, alpha=(0, -1, 0))),
     (TypeError, "alpha: 7 given", lambda: resize(RGB, SIZE, alpha=7)),
     (ValueError, "threads: -1 given, expected 0 or more", lambda: resize(RGB, SIZE, threads=-1)),
     (ValueError, "threads: int given, expected 0 or more", lambda: resize(RGB, SIZE, threads=-10**4500)),
@@ -85,7 +86,7 @@ REFUSALS = [
     (ValueError, "out: .* with strides of its own given",
      lambda: resize(GRAY, SIZE, out=numpy.zeros((10, 40), "u1")[:, ::2])),
     (ValueError, "out: .* whose extent overlaps the image's", lambda: resize(RGB, (40, 30), out=RGB)),
-    (ValueError, "whose extent overlaps", lambda: resize(RGB[::2, ::-1], (40, 1), out=RGB[1:2])),
+    (ValueError, "whose extent overlaps", lambda: resize(RGB[28::-2, ::-1], (40, 1), out=RGB[1:2])),
     (ValueError, "whose extent overlaps", lambda: resize(RGB[:, :20], (20, 30), out=RGB[:, 20:])),
     # Parts.
     (ValueError, "part: 9x9 pixels at 0,0 given, expected at least what is needed, 40x30 at 0,0",
@@ -104,6 +105,7 @@ REFUSALS = [
     (TypeError, "layout: None given", lambda: scaler(None)),
     # Frames.
     (ValueError, "planes: 1 given, expected the 2 of nv12", lambda: resize_frame([LUMA], (6, 4), "nv12")),
+    (ValueError, "planes: 3 given, expected the 2 of nv12", lambda: resize_frame([LUMA, CHROMA, CHROMA], (6, 4), "nv12")),
     (ValueError, r"expected \(height, width\) to be \[\(8, 12\), \(4, 6\), \(4, 6\)\] for i420 of 12x8",
      lambda: resize_frame([LUMA, LUMA, LUMA], (6, 4), "i420")),
     (ValueError, "plane: .* given, expected 2 channels", lambda: resize_frame([LUMA, LUMA[:4, :6]], (6, 4), "nv12")),

@@ -116,9 +116,14 @@ def test_others_run_meanwhile():
 
 
 def child(connection, pushed_to):
+    said = ""
+    try:
+        pushed_to.push(LARGE)
+    except (RuntimeError, ValueError) as error:
+        said = str(error)
     scaled = fourtapscale.resize(LARGE, (800, 600), threads=3)
     pushed = numpy.concatenate(list(pushed_to.slices([LARGE])))
-    connection.send(numpy.array_equal(scaled, LARGE_SCALED) and numpy.array_equal(pushed, LARGE_SCALED))
+    connection.send((said, numpy.array_equal(scaled, LARGE_SCALED) and numpy.array_equal(pushed, LARGE_SCALED)))
 
 
 def test_forked_children_begin_anew():
@@ -140,14 +145,19 @@ def test_forked_children_begin_anew():
     for thread in busy:
         thread.start()
     try:
+        told = []
         for _ in range(8):
             here, there = context.Pipe()
             process = context.Process(target=child, args=(there, pushed_to))
             process.start()
             assert here.poll(60), "the child does not answer"
-            assert here.recv()
+            said, as_expected = here.recv()
+            told.append(said)
+            assert as_expected
             process.join(60)
             assert process.exitcode == 0
+        # Of a push that the fork met half way.
+        assert any("is lost" in said for said in told), told
     finally:
         stop.set()
         for thread in busy:
