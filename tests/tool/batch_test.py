@@ -211,18 +211,21 @@ class BatchTest(ToolCase):
         self.refuse(BAD_OUTPUT, ["it is there"], "a.ppm", "--out=there", "-s4x")
         self.refuse(BAD_USAGE, ["suffix"], "-", "--out=made/", "-s4x", stdin=pnm(8, 6, 8))
 
+    @unless_sanitized
+    def test_a_folder_is_not_left_when_its_file_cannot_be_made(self):
+        self.write("a.ppm", pnm(40, 30, 24))
+
+        def limit_descriptors():
+            resource.setrlimit(resource.RLIMIT_NOFILE, (4, 4))  # the standard ones and the input
+        self.refuse(BAD_OUTPUT, ["Too many open files"], "a.ppm", "--out=new/er/", "-s50%", preexec_fn=limit_descriptors)
+        self.assertEqual(os.listdir(self.folder), ["a.ppm"])
+
     def test_a_folder_is_made_for_results_only(self):
         self.write("cut.ppm", b"P6 800 600 255\n" + bytes(100000))
         self.write("a.ppm", pnm(400, 300, 24))
 
         def limit_files():
             resource.setrlimit(resource.RLIMIT_FSIZE, (20000, 20000))
-
-        def limit_descriptors():
-            resource.setrlimit(resource.RLIMIT_NOFILE, (4, 4))  # the standard ones and the input
-        if not SANITIZED:  # sanitizers need descriptors of their own
-            self.refuse(BAD_OUTPUT, ["Too many open files"], "a.ppm", "--out=new/er/", "-s50%",
-                        preexec_fn=limit_descriptors)
         for jobs in "1", "3":
             self.refuse(BAD_INPUT, ["cut short"], "cut.ppm", "--out=new/er/", "-s50%", "--jobs", jobs)
             self.refuse(BAD_OUTPUT, ["File too large"], "a.ppm", "--out=new/er/", "-s200%", "--jobs", jobs,

@@ -22,8 +22,8 @@ BAD_USAGE, BAD_INPUT, BAD_OUTPUT = 1, 2, 3
 FORMATS = re.search(r"--format (\S+)", subprocess.run([FOURTAP, "--help"], capture_output=True, text=True, check=True,
                                                       timeout=60).stdout)[1].split("|")
 
-# What a sanitizer's own needs of memory would hide.
-unless_sanitized = unittest.skipIf(SANITIZED or EMULATED, "a sanitizer, and an emulator, takes memory of its own")
+# What a sanitizer's own needs would hide.
+unless_sanitized = unittest.skipIf(SANITIZED or EMULATED, "a sanitizer, and an emulator, takes memory and descriptors of its own")
 unless_thread_sanitized = unittest.skipIf(os.environ["THREAD_SANITIZED"] == "1",
                                           "ThreadSanitizer loses signals, or fails itself, where threads begin or wait")
 
