@@ -15,6 +15,7 @@
 
 #include "conformance/Cases.h"
 #include "conformance/CheckedCases.h"
+#include "conformance/PictureModel.h"
 
 namespace {
 
@@ -140,6 +141,7 @@ void ExpectWhatBothRefuse(Functions<Opened> const& call, char const* null, Opene
       {"sizes: 0x1 to 1x1 given, expected at least 1x1", [&] { return open(0, 0, 1, 1, 1); }},
       {"sizes: 1x-1 to 1x1", [&] { return open(0, 1, -1, 1, 1); }},
       {"sizes: 1x1 to 0x1", [&] { return open(0, 1, 1, 0, 1); }},
+      {"sizes: 1x1 to 1x0", [&] { return open(0, 1, 1, 1, 0); }},
       {"sizes: 1x1 to 1x-2147483648", [&] { return open(0, 1, 1, 1, INT_MIN); }},
       {"below 2 GiB", [&] { return open(FOURTAP_RGB32, 1 << 29, 1, 1, 1); }},
       {"sizes: 3 and 2 pixels wide", [&] { return open(FOURTAP_XYXY, 3, 2, 2, 2); }},
@@ -212,6 +214,9 @@ TEST(CheckedRefusals, OfScalersNameTheArgumentAndChangeNothing) {
   };
   ExpectRefused(with, refusals);
   EXPECT_EQ(opened, nullptr);
+  // No lines share no memory, wherever they are.
+  ASSERT_EQ(fourtap_push(s, {with.scaled.data() + 100, 0, 0}, 0, with.target, 15, &with.written), FOURTAP_OK);
+  EXPECT_EQ(with.written, 0);
   ASSERT_EQ(fourtap_scale(s, with.source, nullptr, with.target, nullptr), FOURTAP_OK);
   EXPECT_EQ(with.scaled, std::vector<unsigned char>(450, 7));
 }
@@ -335,6 +340,76 @@ TEST(CheckedRefusals, OfPicturesEndWithTheLastLineWritten) {
   EXPECT_EQ(fourtap_picture_use_set(picture.get(), FOURTAP_SET_WIDEST), FOURTAP_OK);
   EXPECT_EQ(push(1, 1), FOURTAP_INVALID);
   EXPECT_EQ(fourtap_picture_reset(nullptr), FOURTAP_INVALID);
+}
+
+// With room for more lines than are left, the target's memory need only hold these.
+TEST(CheckedPictures, TakeRoomForMoreLinesThanAreLeft) {
+  OwnedPicture const picture = OpenPicture({}, {4, 6, 4, 6});
+  std::vector<unsigned char> const lines(24, 9);
+  std::vector<unsigned char> scaled(24);
+  int taken = 0, written = 0;
+  ASSERT_EQ(fourtap_picture_begin(picture.get(), nullptr), FOURTAP_OK);
+  ASSERT_EQ(fourtap_picture_push(picture.get(), {lines.data(), 24, 0}, 6, &taken, {scaled.data(), 24, 0}, 7, &written),
+            FOURTAP_OK)
+      << fourtap_error();
+  EXPECT_EQ(written, 6);
+  EXPECT_EQ(scaled, lines);
+}
+
+TEST(CheckedScalers, KeepNothingOfWhatCameBefore) {
+  Sizes const sizes{40, 30, 20, 20};
+  Case const what = CaseOfSizes(Layout::Plane, sizes, 1);
+  Bytes const picture = PictureOf(what), expected = ModelFrame(Layout::Plane, sizes, picture);
+  OwnedScaler const owned = Open(Layout::Plane, sizes);
+  fourtap_scaler* const scaler = owned.get();
+  Bytes const other(picture.size(), 0);
+  Bytes scaled(expected.size());
+  fourtap_source const source{picture.data(), picture.size(), 0};
+  fourtap_target const target{scaled.data(), scaled.size(), 0};
+
+  fourtap_rect const corner{10, 10, 10, 10};
+  fourtap_rect part;
+  ASSERT_EQ(fourtap_needed(scaler, &corner, &part), FOURTAP_OK);
+  ASSERT_GT(part.x, 0);
+  ASSERT_EQ(fourtap_scale(scaler, {other.data(), other.size(), 0}, &part, target, &corner), FOURTAP_OK);
+  ASSERT_EQ(fourtap_scale(scaler, source, nullptr, target, nullptr), FOURTAP_OK);
+  EXPECT_EQ(scaled, expected) << "after a rectangle";
+
+  int written = 0;
+  ASSERT_EQ(fourtap_push(scaler, {other.data(), other.size(), 0}, 7, target, 20, &written), FOURTAP_OK);
+  ASSERT_GT(written, 0);
+  ASSERT_EQ(fourtap_reset(scaler), FOURTAP_OK);
+  scaled.assign(scaled.size(), 0);
+  ASSERT_EQ(fourtap_push(scaler, source, 30, target, 20, &written), FOURTAP_OK);
+  EXPECT_EQ(written, 20);
+  EXPECT_EQ(scaled, expected) << "after lines that were given up";
+}
+
+// Given up after any line: those that wait for others, to be halved or filtered, must not come back.
+TEST(CheckedPictures, KeepNothingOfLinesThatWereGivenUp) {
+  fourtap_rules const rules = RulesOf(FOURTAP_PLANE, 0, 0);
+  for (Sizes const& sizes : {Sizes{200, 300, 11, 7}, Sizes{200, 60, 11, 60}, Sizes{60, 300, 60, 7}}) {
+    Bytes const picture = PictureOf(CaseOfSizes(Layout::Plane, sizes, 1)),
+                expected = ModelPicture(rules, sizes, picture);
+    OwnedPicture const owned = OpenPicture(rules, sizes);
+    Bytes const other(picture.size(), 0);
+    for (int lines = 1; lines < 20; ++lines) {
+      Bytes scaled(expected.size());
+      fourtap_target const target{scaled.data(), scaled.size(), 0};
+      int taken = 0, written = 0;
+      ASSERT_EQ(fourtap_picture_begin(owned.get(), nullptr), FOURTAP_OK);
+      // With room for one line, others wait.
+      ASSERT_EQ(fourtap_picture_push(owned.get(), {other.data(), other.size(), 0}, lines, &taken, target, 1, &written),
+                FOURTAP_OK);
+      ASSERT_GT(taken, 0);
+      ASSERT_EQ(fourtap_picture_begin(owned.get(), nullptr), FOURTAP_OK);
+      ASSERT_EQ(fourtap_picture_push(owned.get(), {picture.data(), picture.size(), 0}, sizes.cyIn, &taken, target,
+                                     sizes.cyOut, &written),
+                FOURTAP_OK);
+      ASSERT_EQ(written, sizes.cyOut);
+      ASSERT_EQ(scaled, expected) << lines << " lines of " << sizes.cxIn << "x" << sizes.cyIn;
+    }
+  }
 }
 
 TEST(CheckedRefusals, AreToldToTheThreadThatMadeThem) {
