@@ -30,14 +30,15 @@ Make() {
 
 # What each file of the packages was linked to, and what is in it beside this project's own code.
 Linked() {
-  local package file library
+  local package file library multiarch
+  multiarch=$(gcc -print-multiarch)
   for package in "$packages"/*.deb; do
     dpkg-deb -x "$package" "$packages/unpacked"
   done
   while IFS= read -r file; do
     echo "${file#"$packages/unpacked"}"
     while IFS= read -r library; do
-      echo "  loads $library, of $(dpkg-query -W -f '${Package} ${Version}' "$(dpkg-query -S "*/$library" 2>/dev/null |
+      echo "  loads $library, of $(dpkg-query -W -f '${Package} ${Version}' "$(dpkg-query -S "/*lib/$multiarch/$library" 2>/dev/null |
         head -n 1 | cut -d : -f 1 || true)" 2>/dev/null || echo "libfourtapscale1, beside it")"
     done < <(objdump -p "$file" | awk '/NEEDED/ { print $2 }')
   done < <(find "$packages/unpacked" -type f \( -name '*.so*' -o -path '*/bin/*' \) | sort)
